@@ -1,0 +1,19 @@
+# kt_header_only(target folder...): a library of headers from Debian's packages, for every target
+# system. A cross compiler must not see all of /usr/include, so the named folders of it are linked
+# into a folder of the build tree, and that is put on the include path.
+
+function(kt_header_only target)
+  set(shelf ${CMAKE_BINARY_DIR}/header-only/${target})
+  file(MAKE_DIRECTORY ${shelf})
+  foreach(folder ${ARGN})
+    if(NOT EXISTS /usr/include/${folder})
+      message(FATAL_ERROR "${target}: /usr/include/${folder} is missing; packages.txt names its package")
+    endif()
+    file(CREATE_LINK /usr/include/${folder} ${shelf}/${folder} SYMBOLIC)
+  endforeach()
+  add_library(${target} INTERFACE)
+  target_include_directories(${target} SYSTEM INTERFACE ${shelf})
+endfunction()
+
+kt_header_only(kt_cli11 CLI)
+kt_header_only(kt_json nlohmann)
