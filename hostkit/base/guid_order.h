@@ -1,0 +1,41 @@
+// Equality and order of GUIDs and object ids: field by field, the 32-bit field first, then the two
+// 16-bit fields, all unsigned, then the eight trailing bytes in order.
+#pragma once
+
+#include <algorithm>
+#include <compare>
+#include <iterator>
+
+#include "ktbus3/ktbus3.h"
+
+namespace kt {
+
+// The all-zero id: bound to no object, and "any object" in a control path.
+inline constexpr KtObjId kNullObjId{};
+
+constexpr std::strong_ordering CompareGuids(const KtGuid& left, const KtGuid& right) noexcept {
+  if (const auto order = left.Data1 <=> right.Data1; order != 0) return order;
+  if (const auto order = left.Data2 <=> right.Data2; order != 0) return order;
+  if (const auto order = left.Data3 <=> right.Data3; order != 0) return order;
+  for (std::size_t i = 0; i < std::size(left.Data4); ++i) {
+    if (const auto order = left.Data4[i] <=> right.Data4[i]; order != 0) return order;
+  }
+  return std::strong_ordering::equal;
+}
+
+constexpr bool EqualGuids(const KtGuid& left, const KtGuid& right) noexcept {
+  return CompareGuids(left, right) == 0;
+}
+
+// Orders ids in maps.
+struct ObjIdLess {
+  constexpr bool operator()(const KtObjId& left, const KtObjId& right) const noexcept {
+    return CompareGuids(left.guid, right.guid) < 0;
+  }
+};
+
+constexpr bool IsNullId(const KtObjId& id) noexcept {
+  return EqualGuids(id.guid, kNullObjId.guid);
+}
+
+}  // namespace kt
