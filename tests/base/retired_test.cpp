@@ -1,0 +1,73 @@
+#include "base/retired.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace {
+
+struct Witness {
+  Witness(std::vector<int>& order, int number) : order_(order), number_(number) {}
+  ~Witness() { order_.push_back(number_); }
+  Witness(const Witness&) = delete;
+  Witness& operator=(const Witness&) = delete;
+
+ private:
+  std::vector<int>& order_;
+  int number_;
+};
+
+TEST(Retired, StaysAliveUntilTheRelease) {
+  std::vector<int> gone;
+  kt::Retire(std::make_unique<Witness>(gone, 1));
+  EXPECT_TRUE(gone.empty());
+  kt::ReleaseRetired();
+  EXPECT_EQ(gone, std::vector<int>{1});
+}
+
+TEST(Retired, IsReleasedLastFirst) {
+  std::vector<int> gone;
+  kt::Retire(std::make_unique<Witness>(gone, 1));
+  kt::Retire(std::make_unique<Witness>(gone, 2));
+  kt::ReleaseRetired();
+  EXPECT_EQ(gone, (std::vector<int>{2, 1}));
+}
+
+TEST(Retired, ContainsADestructorThatThrowsAndGoesOn) {
+  struct Thrower {
+    ~Thrower() noexcept(false) { throw 1; }
+  };
+  std::vector<int> gone;
+  kt::Retire(std::make_unique<Witness>(gone, 1));
+  kt::RetireRaw(new Thrower, [](void* thing) { delete static_cast<Thrower*>(thing); });
+  kt::ReleaseRetired();
+  EXPECT_EQ(gone, std::vector<int>{1});
+}
+
+TEST(Retired, TakesWhatAReleasedThingRetiresInItsTurn) {
+  std::vector<int> gone;
+  struct Chain {
+    std::vector<int>& order;
+    ~Chain() { kt::Retire(std::make_unique<Witness>(order, 7)); }
+  };
+  kt::Retire(std::unique_ptr<Chain>(new Chain{gone}));
+  kt::ReleaseRetired();
+  EXPECT_EQ(gone, std::vector<int>{7});
+}
+
+TEST(Retired, TakesThingsFromManyThreads) {
+  std::vector<int> gone;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&gone] {
+      for (int j = 0; j < 100; ++j) kt::Retire(std::make_unique<Witness>(gone, j));
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  kt::ReleaseRetired();
+  EXPECT_EQ(gone.size(), 800u);
+}
+
+}  // namespace
