@@ -1,0 +1,146 @@
+#include <sys/utsname.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/detached_command.h"
+#include "platform/platform.h"
+#include "platform/posix_registry.h"
+
+namespace kt {
+
+struct RegistryKeyHandle {
+  PosixRegistryKey key;
+};
+
+namespace {
+
+std::vector<std::string> Words(std::string_view line) {
+  std::vector<std::string> words;
+  while (!line.empty()) {
+    const std::size_t end = line.find(' ');
+    if (end != 0) words.emplace_back(line.substr(0, end));
+    if (end == std::string_view::npos) break;
+    line.remove_prefix(end + 1);
+  }
+  return words;
+}
+
+// By the name that the kernel gives the machine; the numbers are the ones that clients know.
+std::uint32_t ArchitectureCode(std::string_view machine) noexcept {
+  constexpr std::uint32_t kUnknown = 0xFFFF;
+  if (machine == "x86_64") return 9;
+  if (machine == "ia64") return 6;
+  if (machine == "aarch64") return 12;
+  if (machine.substr(0, 3) == "arm") return 5;
+  if (machine.size() == 4 && machine[0] == 'i' && machine.substr(2) == "86") return 0;
+  return kUnknown;
+}
+
+class PosixPlatform final : public Platform {
+ public:
+  // Both accesses are the same here: names are compared, so folders are listed either way.
+  std::uint32_t OpenKey(const KtWchar* path, KeyAccess /*access*/, RegistryKey& key) override {
+    auto opened = std::make_unique<RegistryKeyHandle>();
+    const int result = opened->key.Open(path);
+    if (result == 0) key = opened.release();
+    return static_cast<std::uint32_t>(result);
+  }
+
+  std::uint32_t QueryValueSize(RegistryKey key, const KtWchar* name, std::uint32_t& size) override {
+    KtWString value;
+    return Read(key, name, value, size);
+  }
+
+  std::uint32_t ReadValue(RegistryKey key, const KtWchar* name, void* buffer,
+                          std::uint32_t& size) override {
+    KtWString value;
+    std::uint32_t needed = 0;
+    const std::uint32_t result = Read(key, name, value, needed);
+    if (result != 0) return result;
+    if (needed > size) return ERANGE;
+    if (needed != 0) std::memcpy(buffer, value.c_str(), needed);
+    size = needed;
+    return 0;
+  }
+
+  void CloseKey(RegistryKey key) noexcept override {
+    delete key;  // NOLINT(cppcoreguidelines-owning-memory): handed out by OpenKey
+  }
+
+  KtWString ShadowCopyCommand(ServiceAction action) override {
+    return action == ServiceAction::kStart ? KT_W("systemctl start tormeld-vss-provider.service")
+                                           : KT_W("systemctl stop tormeld-vss-provider.service");
+  }
+
+  bool StartCommand(const KtWchar* command_line, std::uint32_t& exit_code) override {
+    // The commands are this platform's own, plain ASCII.
+    std::string line;
+    for (const KtWchar* unit = command_line; *unit != 0; ++unit) {
+      line.push_back(static_cast<char>(*unit));
+    }
+    if (!Start(line)) return false;
+    exit_code = kStillActive;  // nobody waits, so nobody knows better
+    return true;
+  }
+
+  std::uint32_t LastError() override { return static_cast<std::uint32_t>(errno); }
+
+  MachineFacts Machine() override {
+    MachineFacts facts;
+    utsname names{};
+    if (uname(&names) != 0) return facts;
+    facts.architecture = ArchitectureCode(names.machine);
+    facts.major_version =
+        static_cast<std::uint32_t>(std::strtoul(names.release, nullptr, 10));  // "6.1.0-32-amd64"
+    return facts;
+  }
+
+  // There is no privilege to ask for beforehand: whoever may not restart is refused at that.
+  bool OpenCredentials(Credentials& credentials) override {
+    credentials = nullptr;
+    return true;
+  }
+  bool FindRestartPrivilege(std::uint64_t& privilege) override {
+    privilege = 0;
+    return true;
+  }
+  bool EnablePrivilege(Credentials /*credentials*/, std::uint64_t /*privilege*/) override {
+    errno = 0;
+    return true;
+  }
+  bool ForceRestart() override { return Start("systemctl reboot --force"); }
+  void CloseCredentials(Credentials /*credentials*/) noexcept override {}
+
+ private:
+  static std::uint32_t Read(RegistryKey key, const KtWchar* name, KtWString& value,
+                            std::uint32_t& size) {
+    bool present = false;
+    const int result = key->key.Read(name, value, present);
+    if (result == 0) {
+      size = present ? static_cast<std::uint32_t>((value.size() + 1) * sizeof(KtWchar)) : 0;
+    }
+    return static_cast<std::uint32_t>(result);
+  }
+
+  static bool Start(const std::string& line) {
+    const int result = StartDetached(Words(line));
+    errno = result;
+    return result == 0;
+  }
+};
+
+PosixPlatform g_platform;
+
+}  // namespace
+
+Platform& NativePlatform() noexcept {
+  return g_platform;
+}
+
+}  // namespace kt

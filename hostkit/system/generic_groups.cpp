@@ -1,0 +1,72 @@
+#include "system/generic_groups.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#include "base/module.h"
+#include "base/owned.h"
+#include "base/status.h"
+#include "objmodel/object.h"
+
+namespace kt {
+namespace {
+
+using ObjectList = FrameworkBlock<KtObjId>;
+
+char Lower(char c) noexcept {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool SameIgnoringCase(const char* left, const char* right) noexcept {
+  while (Lower(*left) == Lower(*right) && *left != '\0') {
+    ++left;
+    ++right;
+  }
+  return Lower(*left) == Lower(*right);
+}
+
+// The name of the first child's type, or null.
+FrameworkText FirstChildType(const KtObjId& group) noexcept {
+  KtObjId* children = nullptr;
+  std::uint32_t count = 0;
+  const KtStatus listed = ObGetChildObjects(DatabaseHandle(), &group, &children, &count);
+  const ObjectList owned(children);
+  if (StatusFails(listed) || owned == nullptr || count == 0) return nullptr;
+
+  char* type_name = nullptr;
+  const KtStatus named = ObGetObjectType(DatabaseHandle(), owned.get(), &type_name);
+  FrameworkText text(type_name);
+  if (StatusFails(named)) return nullptr;
+  return text;
+}
+
+void Decorate(const KtObjId& group) noexcept {
+  const FrameworkText type_name = FirstChildType(group);
+  if (type_name == nullptr) return;
+  const KtGuid* const interface_id = InterfaceForChildType(type_name.get());
+  if (interface_id == nullptr) return;
+  try {
+    CKtObject(group).RegisterInterface(*interface_id, ProviderHandle());
+  } catch (...) {  // NOLINT(bugprone-empty-catch): traced; the next group's turn comes
+  }
+}
+
+}  // namespace
+
+const KtGuid* InterfaceForChildType(const char* type_name) noexcept {
+  for (const GroupInterface& row : kGroupInterfaces) {
+    if (SameIgnoringCase(type_name, row.child_type)) return &row.interface_id;
+  }
+  return nullptr;
+}
+
+void DecorateGenericGroups() noexcept {
+  KtObjId* list = nullptr;
+  std::uint32_t count = 0;
+  const KtStatus status = DbGetObjects(DatabaseHandle(), kGenericGroupType, &list, &count);
+  const ObjectList groups(list);
+  if (StatusFails(status) || groups == nullptr) return;
+  for (std::size_t i = 0; i < count; ++i) Decorate(groups.get()[i]);
+}
+
+}  // namespace kt
