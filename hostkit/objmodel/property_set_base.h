@@ -63,7 +63,8 @@ class CKtPropertySetBase {
   using List = std::vector<T>;
   using Flags = std::uint32_t;
 
-  virtual ~CKtPropertySetBase() = default;
+  // May throw, because a provider's own wrapper may: the flush of deferred deletions contains it.
+  virtual ~CKtPropertySetBase() noexcept(false) = default;
 
   // ---- Primitives and getters ----
 
@@ -225,6 +226,7 @@ class CKtPropertySetBase {
   KtStatus WriteScalar(const char* name, const T* value, Flags flags);
   template <typename T>
   KtStatus WriteList(const char* name, const List<T>& values, Flags flags);
-  template <typename T>
-  KtStatus WriteArray(const char* name, const T* values, std::uint32_t count, Flags flags);
+  // An array has the elements of its kind, which for texts are pointers.
+  template <typename T, typename Element>
+  KtStatus WriteArray(const char* name, const Element* values, std::uint32_t count, Flags flags);
 };
