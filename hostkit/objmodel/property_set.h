@@ -15,6 +15,7 @@
 // to the framework, which answers with a status.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -68,6 +69,8 @@ class CKtPropertySet : public CKtPropertySetBase {
   [[nodiscard]] KtPropset Release() noexcept;
 
  private:
+  std::uint32_t GetTypeForText(const char* propId) const;
+
   KtPropset handle_ = nullptr;
 };
 
