@@ -32,6 +32,7 @@
 #include "base/lock_order.h"
 #include "dispatch/control_filter.h"
 #include "dispatch/control_map_entry.h"
+#include "dispatch/control_path.h"
 #include "dispatch/control_request.h"
 #include "dispatch/lazy_delete_queue.h"
 
@@ -68,8 +69,9 @@ class CKtControlManager {
   KtStatus RegisterPath(const std::shared_ptr<CKtControlMapEntry>& entry)
       KT_EXCLUDES(path_map_lock_);
 
-  // Drops a path. Returns 0, KTERROR_UNEXPECTED when there is no handler under it, or
-  // E_OUTOFMEMORY.
+  // Drops a path. Returns 0, or KTERROR_UNEXPECTED after a line at level 1 when there is no handler
+  // under it. Without memory for the path the handler is found by its four values instead, so that
+  // unregistering never fails for that; E_OUTOFMEMORY after a line when there is none either.
   KtStatus UnRegisterPath(const KtGuid& interface_id, const std::uint32_t& selector,
                           const std::uint32_t& control_code, const KtObjId& object_id) noexcept
       KT_EXCLUDES(path_map_lock_);
@@ -89,7 +91,7 @@ class CKtControlManager {
   void RemoveQueue(CKtLazyDeleteQueue& queue) noexcept KT_EXCLUDES(queue_list_lock_);
 
   // Waits until no control and no event is in flight: up to kIdleChecks checks, a sleep of
-  // kIdleSleepMs after each that fails. Returns whether the manager is idle now.
+  // kIdleSleepMs after each that fails. Returns whether a check found it idle.
   bool WaitForIdle() const noexcept KT_EXCLUDES(activity_lock_);
 
   // Controls and events in flight.
@@ -104,10 +106,13 @@ class CKtControlManager {
   void EnterActivity() noexcept KT_EXCLUDES(activity_lock_);
   void LeaveActivity() noexcept KT_EXCLUDES(activity_lock_);
   void FlushAtZero() noexcept KT_REQUIRES(activity_lock_);
+  void FlushQueuesLocked() noexcept KT_REQUIRES(queue_list_lock_);
 
   [[nodiscard]] KtStatus RunFilters(CKtControlRequest& request) KT_EXCLUDES(path_map_lock_);
-  [[nodiscard]] KtStatus RunHandler(const CKtControlMapEntry& entry, CKtControlRequest& request,
-                                    const char* path) const;
+  [[nodiscard]] std::shared_ptr<CKtControlMapEntry> FindHandler(const CKtControlRequest& request,
+                                                                kt::ControlPath& path,
+                                                                bool& built) const
+      KT_EXCLUDES(path_map_lock_);
   [[nodiscard]] std::shared_ptr<CKtControlMapEntry> FindLocked(std::string_view path) const
       KT_REQUIRES(path_map_lock_);
 

@@ -17,20 +17,18 @@ namespace kt {
 class ControlPath {
  public:
   // Builds the key: the interface's text first, then the object's. Selector and code are printed as
-  // signed decimals. Without memory for a text the path is not built.
-  ControlPath(const KtGuid& interface_id, std::uint32_t selector, std::uint32_t control_code,
-              const KtObjId& object_id) noexcept;
+  // signed decimals. Returns false, with the key empty, when the framework had no memory for one of
+  // the texts.
+  [[nodiscard]] bool Build(const KtGuid& interface_id, std::uint32_t selector,
+                           std::uint32_t control_code, const KtObjId& object_id) noexcept;
 
-  // False when the framework had no memory for one of the texts. The key is empty then.
-  [[nodiscard]] bool IsBuilt() const noexcept { return size_ != 0; }
-
-  // Valid as long as this object.
+  // Valid as long as this object, until it is built again.
   [[nodiscard]] std::string_view View() const noexcept { return {text_.data(), size_}; }
   [[nodiscard]] const char* Text() const noexcept { return text_.data(); }
 
  private:
   void Append(std::string_view piece) noexcept;
-  void Append(std::int32_t number) noexcept;
+  void AppendNumber(std::uint32_t number) noexcept;
 
   // Two ids of 38 characters, two numbers of up to 11 and 19 of the format need 117; a framework
   // with longer id texts is cut off, at registration and look-up alike.

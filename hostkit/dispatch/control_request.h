@@ -15,7 +15,7 @@
 #include "objmodel/property_set.h"
 
 struct CKtControlRequest {
-  // `target` is copied; `provider_out` is lent for the call and not written here.
+  // The id is copied; `provider_slot` is lent for the call and not written here.
   CKtControlRequest(const KtObjId& target_id, std::uint32_t request_selector,
                     std::uint32_t control_code, KtPropset input_set, KtPropset output_set,
                     std::uint32_t word6, std::uint32_t word7, std::uint64_t word8,

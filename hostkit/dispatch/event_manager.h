@@ -77,9 +77,14 @@ class CKtEventManager {
 
   CKtEventManager() = default;
 
-  [[nodiscard]] bool RegisterLocked(const CKtEventPath& path, KtStatus& status) KT_REQUIRES(lock_);
+  [[nodiscard]] KtStatus RegisterLocked(const CKtEventPath& path) KT_REQUIRES(lock_);
+  void UnRegisterLocked(const CKtEventPath& path) noexcept KT_REQUIRES(lock_);
+  [[nodiscard]] KtStatus NotifyLocked(const KtEventRecord& event, std::uint64_t first,
+                                      std::uint64_t third) KT_REQUIRES(lock_);
+  void ForgetPathHere(const CKtEventPath& path) noexcept KT_EXCLUDES(lock_);
   [[nodiscard]] Dispatchers::iterator FindLocked(std::string_view name) KT_REQUIRES(lock_);
-  [[nodiscard]] CKtEventDispatcher* MatchLocked(const KtEventRecord& event) KT_REQUIRES(lock_);
+  [[nodiscard]] const CKtEventDispatcher* MatchLocked(const KtEventRecord& event) const
+      KT_REQUIRES(lock_);
   [[nodiscard]] bool IsAliveLocked(const CKtEventDispatcher* dispatcher,
                                    const CKtEventPath* path) const noexcept KT_REQUIRES(lock_);
   void DeliverLocked(const CKtEventDispatcher& dispatcher, const KtEventRecord& event,
@@ -88,7 +93,7 @@ class CKtEventManager {
   void ClearLocked() noexcept KT_REQUIRES(lock_);
 
   Dispatchers dispatchers_ KT_GUARDED_BY(lock_);
-  std::uint64_t changes_ KT_GUARDED_BY(lock_) = 0;  // counts what makes a walk look again
+  std::uint64_t removals_ KT_GUARDED_BY(lock_) = 0;  // so that a delivery knows when to look again
   bool forgotten_ KT_GUARDED_BY(lock_) = false;
   mutable kt::Lock lock_ KT_ACQUIRED_BEFORE(kt::rank::activity);
 

@@ -97,22 +97,30 @@ class CKtCustomObjectContainer {
 
  private:
   using List = std::vector<CKtObject*>;
+  struct Slot {
+    CKtObject* object = nullptr;
+    List* list = nullptr;  // the list of its type
+  };
   struct Queued {
     CKtObject* object;
-    bool removed;  // false: the object map or a type's list may still name it
+    List* list;  // the list that may still name it; null once Remove() has taken it out
   };
 
   CKtCustomObjectContainer();
 
+  KtStatus AddLocked(std::unique_ptr<CKtObject>&& object) KT_REQUIRES(lock_);
   KtStatus RemoveLocked(CKtObject* object) KT_REQUIRES(lock_);
-  void LazyDeleteLocked(CKtObject* object) KT_REQUIRES(lock_);
-  void ScrubLocked(const CKtObject* object) noexcept KT_REQUIRES(lock_);
+  void LazyDeleteLocked(CKtObject* object) noexcept KT_REQUIRES(lock_);
+  [[nodiscard]] Queued& QueueLocked(const KtObjId& id, const Slot& slot) KT_REQUIRES(lock_);
   void DrainQueueLocked() noexcept KT_REQUIRES(lock_);
+  void DeleteObjectsLocked() KT_REQUIRES(lock_);
+  void ForgetLocked(const KtObjId& id, const CKtObject* object, List* list) noexcept
+      KT_REQUIRES(lock_);
 
   mutable kt::Lock lock_ KT_ACQUIRED_AFTER(kt::rank::container);
   bool enabled_ KT_GUARDED_BY(lock_) = true;
   bool forgotten_ KT_GUARDED_BY(lock_) = false;
-  std::map<KtObjId, CKtObject*, kt::ObjIdLess> objects_ KT_GUARDED_BY(lock_);
+  std::map<KtObjId, Slot, kt::ObjIdLess> objects_ KT_GUARDED_BY(lock_);
   std::map<std::string, std::unique_ptr<List>, std::less<>> types_ KT_GUARDED_BY(lock_);
   // Two wrappers may be queued under one id (the first one's bus object could not be deleted).
   std::multimap<KtObjId, Queued, kt::ObjIdLess> queue_ KT_GUARDED_BY(lock_);

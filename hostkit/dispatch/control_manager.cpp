@@ -1,0 +1,276 @@
+#include "dispatch/control_manager.h"
+
+#include <algorithm>
+
+#include "base/guid_order.h"
+#include "base/trace.h"
+#include "dispatch/activity_scope.h"
+#include "lifetime/custom_object_container.h"
+#include "lifetime/singleton.h"
+
+namespace {
+
+// The level at which a client wants its request told: lower when it says "pwb trace" is false.
+std::uint32_t LevelFor(const CKtControlRequest& request) {
+  cuvo_bool trace = 1;
+  try {
+    request.input.GetProp("pwb trace", trace, true);
+  } catch (...) {
+    return kt::kError;  // the getter has told what is wrong with the property
+  }
+  return trace != 0 ? kt::kError : kt::kWarning;
+}
+
+// Runs the handler with the lines about it. A handler that throws reports success to the host: only
+// its return writes the status. This is deliberate.
+KtStatus RunHandler(const CKtControlMapEntry& entry, CKtControlRequest& request, const char* path) {
+  const std::uint32_t level = LevelFor(request);
+  kt::Trace(level, "%S: CKtControlManager::Invoke(), going to invoke (%s, %d, %d)", path,
+            request.selector, request.controlCode);
+  KtStatus status = 0;
+  try {
+    status = entry.Invoke(request);
+    kt::Trace(kt::StatusFails(status) ? kt::kError : level,
+              "%S: CKtControlManager::Invoke(), finished service request %s. (err = 0x%x) ", path,
+              status);
+  } catch (std::uint32_t thrown) {
+    kt::Trace(kt::kError,
+              "%S: ERROR: CKtControlManager::Invoke(), Unresolved exception (%x) in Invoke(%s)",
+              thrown, path);
+  } catch (...) {
+    kt::Trace(kt::kError,
+              "%S: ERROR: CKtControlManager::Invoke(), Unresolved exception in Invoke(%s)", path);
+  }
+  return status;
+}
+
+}  // namespace
+
+std::atomic<CKtControlManager*> CKtControlManager::instance_{nullptr};
+
+CKtControlManager& CKtControlManager::Instance() {
+  return kt::InstanceOf(instance_,
+                        [] { return std::unique_ptr<CKtControlManager>(new CKtControlManager); });
+}
+
+void CKtControlManager::ReleaseInstance() noexcept {
+  while (CKtControlManager* const instance = instance_.load(std::memory_order_acquire)) {
+    delete instance;
+  }
+}
+
+CKtControlManager::~CKtControlManager() {
+  static_cast<void>(WaitForIdle());
+  CKtControlManager* self = this;
+  instance_.compare_exchange_strong(self, nullptr, std::memory_order_acq_rel);
+}
+
+KtStatus CKtControlManager::Invoke(CKtControlRequest& request) {
+  if (request.InterfaceId() == nullptr) return E_INVALIDARG;
+  const CKtActivityScope scope;
+
+  const KtStatus verdict = RunFilters(request);
+  if (verdict != KTSTATUS_CONTINUE) return verdict;
+
+  kt::ControlPath path;
+  bool built = false;
+  const std::shared_ptr<CKtControlMapEntry> entry = FindHandler(request, path, built);
+  if (!built) {
+    kt::Trace(kt::kError,
+              "%S: ERROR: CKtControlManager::Invoke(), no memory for the control path.");
+    return E_OUTOFMEMORY;
+  }
+  if (entry == nullptr) {
+    kt::Trace(kt::kError, "%S: ERROR: CKtControlManager::Invoke(), Control path not found (%s)",
+              path.Text());
+    return KTERROR_UNEXPECTED;
+  }
+  return RunHandler(*entry, request, path.Text());
+}
+
+KtStatus CKtControlManager::RegisterPath(const std::shared_ptr<CKtControlMapEntry>& entry) {
+  const kt::LockGuard guard(path_map_lock_);
+  const std::uint32_t control_code = entry->GetControlCode();
+  const std::uint32_t selector = entry->GetSelector();
+  KtGuid interface_id{};
+  KtObjId object_id{};
+  entry->GetInterfaceId(interface_id);
+  entry->GetObjectId(object_id);
+
+  kt::ControlPath path;
+  if (!path.Build(interface_id, selector, control_code, object_id)) {
+    kt::Trace(kt::kError,
+              "%S: ERROR: CKtControlManager::RegisterPath() : no memory for the control path.");
+    return E_OUTOFMEMORY;
+  }
+  if (FindLocked(path.View()) != nullptr) {
+    kt::Trace(kt::kError,
+              "%S: ERROR: CKtControlManager::RegisterPath() : KTERROR_DUPLICATE_INTERFACE %s",
+              path.Text());
+    return KTERROR_DUPLICATE_INTERFACE;
+  }
+  paths_.insert_or_assign(std::string(path.View()), entry);
+  return 0;
+}
+
+KtStatus CKtControlManager::UnRegisterPath(const KtGuid& interface_id,
+                                           const std::uint32_t& selector,
+                                           const std::uint32_t& control_code,
+                                           const KtObjId& object_id) noexcept {
+  const kt::LockGuard guard(path_map_lock_);
+  kt::ControlPath path;
+  const bool built = path.Build(interface_id, selector, control_code, object_id);
+  const auto found = built ? paths_.find(path.View())
+                           : std::find_if(paths_.begin(), paths_.end(), [&](const auto& slot) {
+                               const auto entry = slot.second.lock();
+                               return entry != nullptr && entry->Matches(interface_id, selector,
+                                                                         control_code, object_id);
+                             });
+  if (found != paths_.end()) {
+    const bool stored = !found->second.expired();
+    paths_.erase(found);
+    if (stored) return 0;
+  }
+  if (!built) {
+    kt::Trace(kt::kError,
+              "%S: ERROR: CKtControlManager::UnRegisterPath() : no memory for the control path.");
+    return E_OUTOFMEMORY;
+  }
+  // Level 1, although the text says ERROR: required.
+  kt::Trace(kt::kInfo,
+            "%S: ERROR: CKtControlManager::UnRegisterPath() : specified path %s not found. "
+            "KTERROR_UNEXPECTED",
+            path.Text());
+  return KTERROR_UNEXPECTED;
+}
+
+void CKtControlManager::FlushLazyDeleteQueues() noexcept {
+  kt::Trace(kt::kInfo, "%S: INFO: CKtControlManager::FlushLazyDeleteQueues() Entered...");
+  const kt::LockGuard guard(queue_list_lock_);
+  if (!flushing_queues_) {
+    flushing_queues_ = true;
+    FlushQueuesLocked();
+    flushing_queues_ = false;
+  }
+  kt::Trace(kt::kInfo, "%S: INFO: CKtControlManager::FlushLazyDeleteQueues() Exiting...");
+}
+
+void CKtControlManager::AddFilter(CKtControlFilter& filter) {
+  const kt::LockGuard guard(path_map_lock_);
+  filters_.push_back(&filter);
+  has_filters_.store(true, std::memory_order_release);
+}
+
+void CKtControlManager::RemoveFilter(CKtControlFilter& filter) noexcept {
+  const kt::LockGuard guard(path_map_lock_);
+  std::erase(filters_, &filter);
+  has_filters_.store(!filters_.empty(), std::memory_order_release);
+}
+
+void CKtControlManager::AddQueue(CKtLazyDeleteQueue& queue) {
+  const kt::LockGuard guard(queue_list_lock_);
+  queues_.push_back(&queue);
+}
+
+void CKtControlManager::RemoveQueue(CKtLazyDeleteQueue& queue) noexcept {
+  const kt::LockGuard guard(queue_list_lock_);
+  std::erase(queues_, &queue);
+}
+
+bool CKtControlManager::WaitForIdle() const noexcept {
+  for (std::uint32_t check = 0; check < kIdleChecks; ++check) {
+    if (ActivityCount() == 0) return true;
+    KtSleep(kIdleSleepMs);
+  }
+  return false;
+}
+
+std::uint32_t CKtControlManager::ActivityCount() const noexcept {
+  const kt::LockGuard guard(activity_lock_);
+  return activity_count_;
+}
+
+void CKtControlManager::EnterActivity() noexcept {
+  const kt::LockGuard guard(activity_lock_);
+  ++activity_count_;
+}
+
+// The flush runs with the activity lock held: a call that starts on another thread meanwhile waits
+// until it is over. On this thread a destructor or a queue may open and close scopes of its own;
+// their return to zero is part of the flush that is running.
+void CKtControlManager::LeaveActivity() noexcept {
+  const kt::LockGuard guard(activity_lock_);
+  if (--activity_count_ != 0 || flushing_) return;
+  flushing_ = true;
+  FlushAtZero();
+  flushing_ = false;
+}
+
+void CKtControlManager::FlushAtZero() noexcept {
+  FlushLazyDeleteQueues();
+  try {
+    static_cast<void>(CKtCustomObjectContainer::Instance().FlushLazyDeleteQueue());
+  } catch (...) {
+    // There is no container and no memory to make one: nothing is queued.
+  }
+}
+
+void CKtControlManager::FlushQueuesLocked() noexcept {
+  try {
+    // A flush may add and remove queues: walk a copy, leave out those that have gone.
+    const std::vector<CKtLazyDeleteQueue*> queues = queues_;
+    for (CKtLazyDeleteQueue* const queue : queues) {
+      if (std::find(queues_.begin(), queues_.end(), queue) != queues_.end()) queue->Flush();
+    }
+  } catch (std::uint32_t thrown) {
+    // The text speaks of a control filter, and is kept so.
+    kt::Trace(kt::kWarning,
+              "%S: WARNING: CKtControlManager::FlushLazyDeleteQueues() A control filter threw "
+              "exception %x.",
+              thrown);
+  } catch (...) {
+    kt::Trace(kt::kError,
+              "%S: ERROR: CKtControlManager::FlushLazyDeleteQueues() caught exception.");
+  }
+}
+
+KtStatus CKtControlManager::RunFilters(CKtControlRequest& request) {
+  if (!has_filters_.load(std::memory_order_acquire)) return KTSTATUS_CONTINUE;
+  std::vector<CKtControlFilter*> filters;
+  {
+    const kt::LockGuard guard(path_map_lock_);
+    filters = filters_;
+  }
+  try {
+    for (CKtControlFilter* const filter : filters) {
+      const KtStatus status = filter->filter(request);
+      if (status != KTSTATUS_CONTINUE) return status;
+    }
+  } catch (std::uint32_t thrown) {
+    kt::Trace(kt::kWarning,
+              "%S: WARNING: CKtControlManager::Invoke()  A control filter threw exception %x.",
+              thrown);
+    return thrown;
+  }
+  return KTSTATUS_CONTINUE;
+}
+
+// `path` is the request's own path in either case; it is what the trace lines name.
+std::shared_ptr<CKtControlMapEntry> CKtControlManager::FindHandler(const CKtControlRequest& request,
+                                                                   kt::ControlPath& path,
+                                                                   bool& built) const {
+  const KtGuid& interface_id = *request.InterfaceId();
+  const kt::LockGuard guard(path_map_lock_);
+  built = path.Build(interface_id, request.selector, request.controlCode, request.target.Id());
+  if (!built) return nullptr;
+  if (auto entry = FindLocked(path.View())) return entry;
+  kt::ControlPath any_object;
+  built = any_object.Build(interface_id, request.selector, request.controlCode, kt::kNullObjId);
+  if (!built) return nullptr;
+  return FindLocked(any_object.View());
+}
+
+std::shared_ptr<CKtControlMapEntry> CKtControlManager::FindLocked(std::string_view path) const {
+  const auto found = paths_.find(path);
+  return found == paths_.end() ? nullptr : found->second.lock();
+}
