@@ -94,19 +94,12 @@ CKtI18NFM& CKtI18NFM::operator=(const CKtI18NFM& other) {
   if (this != &other) {
     CKtI18NFM copy(other);
     Swap(copy);
-    copy.DestroyInsertions();
   }
   return *this;
 }
 
-// It may throw as the destructor may: the old insertion set is destroyed here.
-// NOLINTNEXTLINE(bugprone-exception-escape,performance-noexcept-move-constructor)
-CKtI18NFM& CKtI18NFM::operator=(CKtI18NFM&& other) {
-  if (this != &other) {
-    CKtI18NFM taken(std::move(other));
-    Swap(taken);
-    taken.DestroyInsertions();
-  }
+CKtI18NFM& CKtI18NFM::operator=(CKtI18NFM&& other) noexcept {
+  Swap(other);
   return *this;
 }
 
@@ -180,7 +173,7 @@ void DestroyMessages(std::vector<CKtI18NFM>& messages) {
     }
   }
   messages.clear();
-  if (first != 0) throw first;
+  if (first != 0) throw KtStatus{first};
 }
 
 }  // namespace kt

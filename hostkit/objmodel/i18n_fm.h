@@ -13,9 +13,9 @@
 // Failure:   a failing framework call is traced at level 6 and thrown as its 32-bit status, by the
 //            destructor too: it is noexcept(false). It throws only when no other exception is being
 //            thrown or handled; the line is written in any case.
-//            Standard containers destroy their elements in functions that must not throw. Hand a
-//            list of messages to kt::DestroyMessages() first where a failing destroy should be an
-//            exception and not the end of the program.
+//            Standard containers are not made for destructors that throw. Reserve the room of a
+//            list before it is filled, and hand it to kt::DestroyMessages() before it goes: then a
+//            failing destroy is an exception, and not the end of the program.
 #pragma once
 
 #include <cstdint>
@@ -40,10 +40,12 @@ class CKtI18NFM {
   CKtI18NFM(CKtI18NFM&& other) noexcept;
 
   // The old insertion set is destroyed last: when that fails, the new value is in place and the
-  // status is thrown.
+  // status is thrown. An assignment by move exchanges the two messages, so that the old set goes
+  // with its source.
   CKtI18NFM& operator=(const CKtI18NFM& other);
-  CKtI18NFM& operator=(CKtI18NFM&& other);
+  CKtI18NFM& operator=(CKtI18NFM&& other) noexcept;
 
+  // NOLINTNEXTLINE(bugprone-exception-escape): required, a failing destroy reaches whoever drops it
   virtual ~CKtI18NFM() noexcept(false);
 
   // Gives the message a new, empty insertion set in place of what it has.

@@ -81,7 +81,7 @@ namespace kt {
 class ScopedPropset {
  public:
   ScopedPropset() = default;
-  explicit ScopedPropset(CKtPropertySet set) noexcept : set_(set) {}
+  explicit ScopedPropset(const CKtPropertySet& set) noexcept : set_(set) {}
   ScopedPropset(ScopedPropset&& other) noexcept : set_(other.set_.Release()) {}
   ScopedPropset(const ScopedPropset&) = delete;
   ScopedPropset& operator=(const ScopedPropset&) = delete;

@@ -17,7 +17,13 @@ template <typename T>
 class Appending {
  public:
   Appending(std::vector<T>& list, std::size_t count) : list_(list), size_(list.size()) {
-    list_.reserve(size_ + count);
+    if (list_.capacity() >= size_ + count) return;
+    // Moved one by one and not by reserve(), which would copy messages: their destructors may
+    // throw. One that was moved from has nothing left to destroy.
+    std::vector<T> larger;
+    larger.reserve(size_ + count);
+    for (T& value : list_) larger.push_back(std::move(value));
+    list_.swap(larger);
   }
   Appending(const Appending&) = delete;
   Appending& operator=(const Appending&) = delete;
@@ -90,12 +96,14 @@ std::vector<T>& CKtPropertySetBase::ReadList(const char* name, List<T>& out,
   if (!Row::AcceptsList(record->type) || (record->value == nullptr && record->length != 0)) {
     ThrowWrongType(Row::kWrongListType, name);
   }
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): where elements are pointers, a pointer's size it is
+  constexpr std::size_t kWidth = sizeof(Element);
   const std::size_t count = record->length;
   const auto* const elements = static_cast<const unsigned char*>(record->value);
   Appending<T> appending(out, count);
   for (std::size_t i = 0; i < count; ++i) {
     Element element{};
-    std::memcpy(&element, elements + i * sizeof(Element), sizeof(Element));
+    std::memcpy(&element, elements + i * kWidth, kWidth);
     out.push_back(Row::FromElement(element));
   }
   appending.Done();
@@ -479,8 +487,7 @@ KtStatus CKtPropertySetBase::AddProp(const char* name, const KtObjId* value, con
 
 KtStatus CKtPropertySetBase::AddProp(const char* name, const std::string& value,
                                      const Flags& flags) {
-  const std::string copy = value;
-  const KtStatus status = WriteScalar(name, copy, flags);
+  const KtStatus status = WriteScalar(name, std::string(value), flags);
   kt::ThrowIfFailed(
       status, kt::kError,
       "%S: ERROR: CKtPropertySetBase::AddProp(), Failed to add property %s of type string", name);
@@ -488,8 +495,7 @@ KtStatus CKtPropertySetBase::AddProp(const char* name, const std::string& value,
 }
 
 KtStatus CKtPropertySetBase::AddProp(const char* name, const KtWString& value, const Flags& flags) {
-  const KtWString copy = value;
-  const KtStatus status = WriteScalar(name, copy, flags);
+  const KtStatus status = WriteScalar(name, KtWString(value), flags);
   kt::ThrowIfFailed(
       status, kt::kError,
       "%S: ERROR: CKtPropertySetBase::AddProp(), Failed to add property %s of type wstring", name);
