@@ -1,0 +1,47 @@
+#include "blockdev/blockdev_provider.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/owned.h"
+#include "base/retired.h"
+#include "base/status.h"
+#include "base/text.h"
+#include "base/trace.h"
+
+namespace kt::blockdev {
+
+CBlockDev::CBlockDev(DeviceSource source) : source_(std::move(source)) {}
+
+CBlockDev::~CBlockDev() noexcept(false) {
+  StopServer();
+}
+
+KtStatus CBlockDev::Initialize() {
+  StopServer();
+  server_ = std::make_unique<DeviceServer>(source_);
+  server_->Start();
+  return 0;
+}
+
+KtStatus CBlockDev::Shutdown(std::uint64_t) {
+  StopServer();
+  return 0;
+}
+
+KtStatus CBlockDev::Version(KtWchar** out) {
+  const KtWString text = kt::Widen("blockdev " BLOCKDEV_VERSION);
+  kt::FrameworkWideText copy(static_cast<KtWchar*>(_KtAlloc((text.size() + 1) * sizeof(KtWchar))));
+  if (copy == nullptr) return E_OUTOFMEMORY;
+  std::copy_n(text.c_str(), text.size() + 1, copy.get());
+  *out = copy.release();
+  return 0;
+}
+
+void CBlockDev::StopServer() noexcept {
+  if (server_ == nullptr) return;
+  server_->Stop();
+  kt::Retire(std::move(server_));
+}
+
+}  // namespace kt::blockdev

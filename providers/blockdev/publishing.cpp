@@ -1,0 +1,60 @@
+#include "blockdev/publishing.h"
+
+#include <exception>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "base/status.h"
+#include "base/trace.h"
+#include "lifetime/custom_object_container.h"
+#include "objmodel/object.h"
+
+namespace kt::blockdev {
+namespace {
+
+void Discard(CKtObject& object) noexcept {
+  try {
+    object.Destroy();
+  } catch (...) {
+    // Traced where it was thrown. The object stays on the bus half-made, as the line says.
+    kt::Trace(kt::kError, "%S: ERROR: an object that is not published could not be deleted.");
+  }
+}
+
+}  // namespace
+
+CKtObject* PublishObject(const char* type, const std::function<void(CKtObject&)>& fill) {
+  auto object = std::make_unique<CKtObject>();
+  object->Create(type, 0);
+  try {
+    fill(*object);
+    CKtObject* const lent = object.get();
+    const KtStatus status = CKtCustomObjectContainer::Instance().Add(std::move(object));
+    if (status != 0) throw static_cast<std::uint32_t>(status);
+    return lent;
+  } catch (...) {
+    // A container that failed has left the wrapper with us.
+    if (object != nullptr) Discard(*object);
+    throw;
+  }
+}
+
+std::uint32_t ReportFailure(const char* what, const char* whom) noexcept {
+  std::uint32_t status = KTERROR_UNEXPECTED;
+  try {
+    throw;
+  } catch (std::uint32_t thrown) {
+    status = thrown;
+  } catch (const std::bad_alloc&) {
+    status = E_OUTOFMEMORY;
+  } catch (const std::exception& error) {
+    kt::Trace(kt::kError, "%S: ERROR: %s", error.what());
+  } catch (...) {
+    // Nothing is known about it but that it happened; the line below says so.
+  }
+  kt::Trace(kt::kWarning, "%S: WARNING: %s %s failed with 0x%x.", what, whom, status);
+  return status;
+}
+
+}  // namespace kt::blockdev
