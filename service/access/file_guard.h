@@ -1,0 +1,35 @@
+// Whose a file may be, and who else may touch it, before the service believes what it says.
+//
+// Threads: pure functions.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace ktsvc::access {
+
+enum class FileGuard : std::uint8_t {
+  kWrittenByOwnerOnly,  // others may read it: an access file
+  kReadByOwnerOnly,     // nobody else may even read it: a token file
+};
+
+struct FileFacts {
+  std::uint32_t owner = 0;  // user number
+  std::uint32_t mode = 0;   // permission bits, 0777 and below
+};
+
+struct FileFault {
+  std::string reason;  // half a sentence
+  std::string advice;  // a sentence with the command that repairs it
+};
+
+// What is wrong with the file, if anything: its owner must be root or the service's own user, and
+// its mode as the guard says. `file` is the name that the commands are given.
+std::optional<FileFault> JudgeFile(const std::string& file, const FileFacts& facts, FileGuard guard,
+                                   std::uint32_t ownUser);
+
+// The name as one word of a shell command.
+std::string ShellWord(const std::string& text);
+
+}  // namespace ktsvc::access

@@ -1,0 +1,138 @@
+#include "access/line_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "access/access_error.h"
+
+namespace ktsvc::access {
+namespace {
+
+constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+bool IsContinuation(char unit) { return (static_cast<unsigned char>(unit) & 0xC0U) == 0x80U; }
+
+bool IsControl(char unit) {
+  const auto byte = static_cast<unsigned char>(unit);
+  return (byte < 0x20 && unit != '\t') || byte == 0x7F;
+}
+
+// Characters before the offset, plus one.
+std::size_t ColumnAt(std::string_view line, std::size_t offset) {
+  const std::string_view before = line.substr(0, offset);
+  return before.size() -
+         static_cast<std::size_t>(std::count_if(before.begin(), before.end(), &IsContinuation)) + 1;
+}
+
+// Bytes of the well-formed character at the start of the text, 0 when it is malformed.
+std::size_t CharacterLength(std::string_view text) {
+  struct Form {
+    std::uint8_t firstLow, firstHigh;    // the first byte
+    std::uint8_t secondLow, secondHigh;  // the second, which rules out overlong forms
+    std::uint8_t length;
+  };
+  static constexpr std::array<Form, 8> kForms{{
+      {0xC2, 0xDF, 0x80, 0xBF, 2},
+      {0xE0, 0xE0, 0xA0, 0xBF, 3},
+      {0xE1, 0xEC, 0x80, 0xBF, 3},
+      {0xED, 0xED, 0x80, 0x9F, 3},
+      {0xEE, 0xEF, 0x80, 0xBF, 3},
+      {0xF0, 0xF0, 0x90, 0xBF, 4},
+      {0xF1, 0xF3, 0x80, 0xBF, 4},
+      {0xF4, 0xF4, 0x80, 0x8F, 4},
+  }};
+  const auto first = static_cast<std::uint8_t>(text.front());
+  if (first < 0x80) {
+    return 1;
+  }
+  for (const Form& form : kForms) {
+    if (first < form.firstLow || first > form.firstHigh) {
+      continue;
+    }
+    const auto second = static_cast<std::uint8_t>(text.size() > 1 ? text[1] : '\0');
+    if (text.size() < form.length || second < form.secondLow || second > form.secondHigh ||
+        !std::all_of(text.begin() + 2, text.begin() + form.length, &IsContinuation)) {
+      return 0;
+    }
+    return form.length;
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::size_t FirstMalformedByte(std::string_view text) noexcept {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t length = CharacterLength(text.substr(at));
+    if (length == 0) {
+      return at;
+    }
+    at += length;
+  }
+  return at;
+}
+
+LineReader::LineReader(std::string_view text, const std::string& file) : rest_(text), file_(file) {
+  if (rest_.starts_with(kByteOrderMark)) {
+    rest_.remove_prefix(kByteOrderMark.size());
+  }
+}
+
+void LineReader::Fail(std::string_view line, std::size_t offset, const std::string& reason,
+                      const std::string& advice) const {
+  throw AccessError(file_, number_, ColumnAt(line, offset), reason, advice);
+}
+
+void LineReader::Check(std::string_view line) const {
+  if (line.size() > kMaxLineBytes) {
+    Fail(line, kMaxLineBytes,
+         "the line has " + std::to_string(line.size()) + " bytes, " +
+             std::to_string(kMaxLineBytes) + " are allowed",
+         "Break it up, or shorten its comment.");
+  }
+  const auto control = std::find_if(line.begin(), line.end(), &IsControl);
+  const auto controlAt = static_cast<std::size_t>(control - line.begin());
+  const std::size_t malformedAt = FirstMalformedByte(line);
+  if (controlAt < line.size() && controlAt <= malformedAt) {
+    Fail(line, controlAt,
+         *control == '\0' ? "the line holds a zero byte" : "the line holds a control character",
+         "Save the file as plain UTF-8 text, each line ended by a line feed.");
+  }
+  if (malformedAt < line.size()) {
+    Fail(line, malformedAt, "the line is not UTF-8", "Save the file as plain UTF-8 text.");
+  }
+}
+
+bool LineReader::Next(Line& line) {
+  while (!rest_.empty()) {
+    const std::size_t end = std::min(rest_.find('\n'), rest_.size());
+    std::string_view text = rest_.substr(0, end);
+    rest_.remove_prefix(std::min(end + 1, rest_.size()));
+    ++number_;
+    if (text.ends_with('\r')) {
+      text.remove_suffix(1);
+    }
+    Check(text);
+
+    line.words.clear();
+    std::size_t at = text.find_first_not_of(kBlanks);
+    const std::size_t begin = at;
+    std::size_t stop = at;
+    while (at != std::string_view::npos && text[at] != '#') {
+      stop = std::min(text.find_first_of(kBlanks, at), text.size());
+      line.words.push_back({text.substr(at, stop - at), ColumnAt(text, at)});
+      at = text.find_first_not_of(kBlanks, stop);
+    }
+    if (!line.words.empty()) {
+      line.number = number_;
+      line.text = text.substr(begin, stop - begin);
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace ktsvc::access

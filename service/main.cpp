@@ -1,0 +1,27 @@
+// ktsvc: hosts storage providers on an object bus.
+
+#include <cstdio>
+#include <exception>
+
+#include "host_system.h"
+#include "options.h"
+#include "progress.h"
+#include "service.h"
+#include "stop_signal.h"
+
+int main(int argc, char** argv) {
+  ktsvc::PrepareOutput();
+  try {
+    const ktsvc::Options options = ktsvc::ParseCommandLine(ktsvc::CommandLineWords(argc, argv));
+    ktsvc::Progress progress(options.quiet);
+    // Outlives everything: on Windows the process may end as soon as it goes.
+    ktsvc::StopSignal stop([&progress] { progress.SayStillStopping(); });
+    return ktsvc::RunService(options, progress, stop);
+  } catch (const ktsvc::CommandLineEnd& end) {
+    std::fputs(end.what(), end.status() == ktsvc::kExitOk ? stdout : stderr);
+    return end.status();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "ktsvc: error: %s\n", error.what());
+    return ktsvc::kExitFailed;
+  }
+}

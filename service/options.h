@@ -1,0 +1,46 @@
+// The command line of ktsvc.
+//
+// Threads: parsed once, on the main thread, before anything else runs.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace ktsvc {
+
+// Exit statuses of the program.
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFailed = 1;  // a provider failed or kept something
+inline constexpr int kExitUsage = 2;   // wrong words on the command line
+
+struct Options {
+  std::vector<std::string> providers;  // names or paths, in the order of loading
+  std::filesystem::path moduleFolder;  // where names are looked for; empty for the default
+  std::uint32_t traceLevel = 4;        // lines of this level and above are written
+  std::filesystem::path traceFile;     // empty: standard error
+  std::filesystem::path registry;      // empty: what the environment says
+  bool once = false;                   // one whole life, without waiting
+  bool json = false;                   // results as one JSON document
+  bool quiet = false;                  // no progress and no trace on standard error
+};
+
+// The command line asks for nothing to be run: text to print and the status to end with. Text goes
+// to standard output when the status is 0, to standard error otherwise.
+class CommandLineEnd : public std::runtime_error {
+ public:
+  CommandLineEnd(const std::string& text, int status) : std::runtime_error(text), status_(status) {}
+  [[nodiscard]] int status() const noexcept { return status_; }
+
+ private:
+  int status_;
+};
+
+// Reads the words that follow the program's name. Throws CommandLineEnd for --help, --version and
+// for words that make no sense.
+Options ParseCommandLine(std::vector<std::string> words);
+
+}  // namespace ktsvc

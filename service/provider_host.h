@@ -1,0 +1,88 @@
+// ProviderHost: the providers of one life of the service, from loading to unloading.
+//
+// A provider that cannot be brought up, or that fails later, is reported and does not stop the
+// others. One whose Initialize fails is shut down and unloaded at once. One whose Shutdown fails
+// may still have threads of its own: it is detached from the bus, but stays in memory.
+//
+// Threads:   one thread at a time.
+// Ownership: owns the modules; the database is lent and must outlive it. The destructor stops what
+//            is still running.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ktbus3/ktbus3.h"
+#include "progress.h"
+#include "provider_module.h"
+
+namespace ktsvc {
+
+// What went wrong with a provider, and what can be done about it ("" when there is nothing).
+struct ProviderFailure {
+  std::string what;
+  std::string advice;
+};
+
+enum class ProviderState { kRunning, kStopped, kFailed };
+
+// "running", "stopped" or "failed".
+std::string_view StateName(ProviderState state) noexcept;
+
+// All that is known of one provider, for the reports.
+struct ProviderReport {
+  std::string name;
+  std::filesystem::path file;  // empty when no file was found
+  ProviderState state = ProviderState::kFailed;
+  std::optional<std::string> version;  // none when it gives none
+  std::optional<KtStatus> initialize;  // none when it was not called
+  std::optional<KtStatus> shutdown;
+  std::uint64_t controls = 0;    // sent to it, counted when it stops
+  std::uint64_t notices = 0;     // delivered to it, counted when it stops
+  std::uint64_t exceptions = 0;  // that left its functions
+  std::vector<ProviderFailure> failures;
+};
+
+class ProviderHost {
+ public:
+  ProviderHost(KtDatabase database, Progress& progress);
+  ~ProviderHost();
+  ProviderHost(const ProviderHost&) = delete;
+  ProviderHost& operator=(const ProviderHost&) = delete;
+
+  // Brings up the provider that a word of the command line names; true when it runs.
+  bool Start(const std::string& word, const std::filesystem::path& moduleFolder);
+
+  // Shuts the running providers down, the last one first, and unloads them.
+  void StopAll();
+
+  // In the order of Start().
+  [[nodiscard]] std::vector<ProviderReport> Reports() const;
+
+  // True when any provider has failed in any way so far.
+  [[nodiscard]] bool AnyFailed() const noexcept;
+
+ private:
+  struct Entry {
+    ProviderReport report;
+    std::unique_ptr<ProviderModule> module;
+    KtProvider provider = nullptr;
+  };
+
+  bool BringUp(Entry& entry, const std::string& word, const std::filesystem::path& moduleFolder);
+  void Load(Entry& entry, const std::string& word, const std::filesystem::path& moduleFolder);
+  bool Initialize(Entry& entry);
+  void TakeDown(Entry& entry);
+  void CountWork(Entry& entry) const;
+  void Fail(Entry& entry, const std::string& what, const std::string& advice);
+
+  KtDatabase database_;
+  Progress& progress_;
+  std::vector<std::unique_ptr<Entry>> entries_;
+};
+
+}  // namespace ktsvc

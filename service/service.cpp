@@ -1,0 +1,190 @@
+#include "service.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <stdexcept>
+
+#include "host_system.h"
+#include "json_report.h"
+#include "ktbus3/ktbus3_host.h"
+#include "life.h"
+#include "module_locator.h"
+#include "output.h"
+#include "status_text.h"
+#include "text_report.h"
+#include "tree_report.h"
+
+namespace ktsvc {
+namespace {
+
+constexpr const char* kReadyEvent = "event.qelm.dom.initialization.ktsvc.complete";
+constexpr std::chrono::seconds kDeliveryLimit{60};
+constexpr std::uint32_t kDeliverySliceMs = 100;
+constexpr std::uint32_t kLowestControlLevel = 1;  // the control refuses 0
+
+// The bus of one life. The trace ends with it.
+class Bus {
+ public:
+  explicit Bus(const Options& options) {
+    KtSetTraceLevel(options.traceLevel);
+    if (!options.traceFile.empty()) {
+      const KtStatus status = KtBusTraceToFile(PathText(options.traceFile).c_str());
+      if (StatusFails(status)) {
+        throw CommandLineEnd("ktsvc: --trace-file: " + PathText(options.traceFile) +
+                                 " cannot be opened for writing\n",
+                             kExitUsage);
+      }
+    } else {
+      KtBusTraceToStderr(options.quiet ? 0 : 1);
+    }
+    RequireOk(KtBusOpenDatabase(&database_), "KtBusOpenDatabase");
+  }
+  ~Bus() {
+    KtBusCloseDatabase(database_);
+    KtBusTraceToStderr(0);
+    KtBusTraceToFile(nullptr);
+  }
+  Bus(const Bus&) = delete;
+  Bus& operator=(const Bus&) = delete;
+
+  [[nodiscard]] KtDatabase database() const noexcept { return database_; }
+
+ private:
+  KtDatabase database_ = nullptr;
+};
+
+// One life, step by step. Text goes out as it becomes known, JSON at the end.
+class Run {
+ public:
+  Run(const Options& options, Progress& progress, StopSignal& stop)
+      : options_(options), progress_(progress), stop_(stop) {}
+
+  int Go() {
+    {
+      const Bus bus(options_);
+      ProviderHost host(bus.database(), progress_);
+      Live(bus.database(), host);
+      if (stop_.Requested()) {
+        progress_.Say("stopping: " + stop_.Reason());
+      }
+      host.StopAll();
+      life_.providers = host.Reports();
+      failed_ = failed_ || host.AnyFailed();
+    }
+    // Modules are unloaded and the database is closed: what is out now stays out.
+    life_.ledger = ReadLedger();
+    failed_ = failed_ || !IsClean(life_.ledger);
+    life_.exitStatus = failed_ ? kExitFailed : kExitOk;
+    Section(LedgerText(life_.ledger));
+    if (options_.json) {
+      output_.Write(LifeJson(life_).dump(2) + "\n");
+    }
+    if (output_.error() != 0) {
+      throw std::runtime_error(std::string("the results cannot be written: ") +
+                               std::generic_category().message(output_.error()));
+    }
+    return life_.exitStatus;
+  }
+
+ private:
+  void Section(const std::string& text) {
+    if (!options_.json) {
+      output_.Write(text);
+    }
+  }
+
+  void Live(KtDatabase database, ProviderHost& host) {
+    LoadAll(host);
+    Section(ProvidersText(host.Reports()));
+    if (!stop_.Requested()) {
+      RequireOk(KtBusRaiseEvent(database, kReadyEvent, nullptr), "KtBusRaiseEvent");
+      if (options_.once) {
+        LiveOnce(database);
+      } else {
+        Serve(host);
+      }
+    }
+    if (options_.once && stop_.Requested()) {
+      progress_.Fail("ended before its time: " + stop_.Reason());
+      failed_ = true;
+    }
+  }
+
+  void LoadAll(ProviderHost& host) {
+    const std::filesystem::path folder =
+        options_.moduleFolder.empty() ? DefaultModuleFolder() : options_.moduleFolder;
+    for (const std::string& word : options_.providers) {
+      if (stop_.Requested()) {
+        return;
+      }
+      host.Start(word, folder);
+    }
+  }
+
+  void Serve(const ProviderHost& host) {
+    const auto reports = host.Reports();
+    const auto running = std::count_if(reports.begin(), reports.end(), [](const auto& report) {
+      return report.state == ProviderState::kRunning;
+    });
+    if (running == 0) {
+      progress_.Fail("no provider runs, so there is nothing to serve");
+      return;
+    }
+    progress_.Say("serving " + std::to_string(running) +
+                  (running == 1 ? " provider" : " providers") + "; Ctrl-C stops");
+    stop_.Wait();
+  }
+
+  void LiveOnce(KtDatabase database) {
+    WaitForDelivery(database);
+    if (stop_.Requested()) {
+      return;
+    }
+    life_.control = SendTraceLevel(database, std::max(options_.traceLevel, kLowestControlLevel));
+    failed_ = failed_ || (life_.control->object && !life_.control->Served());
+    Section(ControlText(*life_.control));
+    life_.snapshot = TakeSnapshot(database);
+    Section(TypesText(*life_.snapshot));
+    Section(ObjectsText(*life_.snapshot));
+  }
+
+  void WaitForDelivery(KtDatabase database) {
+    const auto limit = std::chrono::steady_clock::now() + kDeliveryLimit;
+    progress_.WaitsFor("events to be delivered");
+    while (!stop_.Requested()) {
+      const KtStatus status = KtBusWaitForDelivery(database, kDeliverySliceMs);
+      if (!StatusFails(status)) {
+        break;
+      }
+      if (status != KTBUS_TIMEOUT) {
+        throw BusError("KtBusWaitForDelivery", status);
+      }
+      if (std::chrono::steady_clock::now() > limit) {
+        progress_.Fail("a provider has not taken its events within " +
+                       std::to_string(kDeliveryLimit.count()) + " s; going on without");
+        failed_ = true;
+        break;
+      }
+    }
+    progress_.WaitsFor("");
+  }
+
+  const Options& options_;
+  Progress& progress_;
+  StopSignal& stop_;
+  Output output_;
+  Life life_;
+  bool failed_ = false;
+};
+
+}  // namespace
+
+int RunService(const Options& options, Progress& progress, StopSignal& stop) {
+  if (!options.registry.empty()) {
+    UseRegistryFolder(options.registry);
+  }
+  return Run(options, progress, stop).Go();
+}
+
+}  // namespace ktsvc

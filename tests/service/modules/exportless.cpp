@@ -1,0 +1,7 @@
+// A shared library that is no provider module.
+
+namespace {
+
+[[maybe_unused]] int nobodySeesThis = 0;
+
+}  // namespace

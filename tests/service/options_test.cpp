@@ -1,0 +1,108 @@
+#include "options.h"
+
+#include <gtest/gtest.h>
+
+#include "host_system.h"
+#include "service/scratch_folder.h"
+
+namespace ktsvc {
+namespace {
+
+using Words = std::vector<std::string>;
+
+// The text and the status with which the words end the program.
+std::pair<std::string, int> EndOf(const Words& words) {
+  try {
+    ParseCommandLine(words);
+  } catch (const CommandLineEnd& end) {
+    return {end.what(), end.status()};
+  }
+  return {"nothing ended", -1};
+}
+
+TEST(CommandLine, KeepsTheOrderOfProviders) {
+  EXPECT_EQ(ParseCommandLine({"run", "b", "a", "./c.so"}).providers, (Words{"b", "a", "./c.so"}));
+}
+
+TEST(CommandLine, HasQuietDefaults) {
+  const Options options = ParseCommandLine({"run", "a"});
+  EXPECT_EQ(options.traceLevel, 4U);
+  EXPECT_FALSE(options.once);
+  EXPECT_FALSE(options.json);
+  EXPECT_FALSE(options.quiet);
+  EXPECT_TRUE(options.moduleFolder.empty());
+  EXPECT_TRUE(options.traceFile.empty());
+  EXPECT_TRUE(options.registry.empty());
+}
+
+TEST(CommandLine, TakesOptionsBeforeAndAfterProviders) {
+  const Options options = ParseCommandLine(
+      {"run", "--once", "a", "--json", "--trace-level", "6", "-q", "--trace-file=t.log", "b"});
+  EXPECT_TRUE(options.once);
+  EXPECT_TRUE(options.json);
+  EXPECT_TRUE(options.quiet);
+  EXPECT_EQ(options.traceLevel, 6U);
+  EXPECT_EQ(options.traceFile, "t.log");
+  EXPECT_EQ(options.providers, (Words{"a", "b"}));
+}
+
+TEST(CommandLine, TakesAModuleFolderThatIsThere) {
+  const ktsvc_test::ScratchFolder folder;
+  const std::string text = PathText(folder.path());
+  EXPECT_EQ(ParseCommandLine({"run", "--module-folder", text, "a"}).moduleFolder, folder.path());
+}
+
+TEST(CommandLine, RefusesAModuleFolderThatIsNotThere) {
+  const auto [text, status] = EndOf({"run", "--module-folder", "not/there", "a"});
+  EXPECT_EQ(status, kExitUsage);
+  EXPECT_NE(text.find("--module-folder: there is no folder"), std::string::npos) << text;
+}
+
+TEST(CommandLine, RefusesWordsThatMakeNoSenseAndNamesTheHelp) {
+  const Words sensible{"run", "a"};
+  const std::vector<Words> senseless{{"walk"},
+                                     {"run"},
+                                     {"run", ""},
+                                     {"run", "a", "--unknown"},
+                                     {"run", "a", "--trace-level"},
+                                     {"run", "a", "--trace-level", "much"},
+                                     {"run", "a", "--trace-level", "8"},
+                                     {"run", "a", "--trace-level", "-1"}};
+  for (const Words& words : senseless) {
+    const auto [text, status] = EndOf(words);
+    EXPECT_EQ(status, kExitUsage) << text;
+    EXPECT_EQ(text.rfind("ktsvc: ", 0), 0U) << text;
+    EXPECT_NE(text.find("--help"), std::string::npos) << text;
+  }
+  EXPECT_NO_THROW(ParseCommandLine(sensible));
+}
+
+TEST(CommandLine, ShowsTheHelpAndFailsWithoutWords) {
+  const auto [text, status] = EndOf({});
+  EXPECT_EQ(status, kExitUsage);
+  EXPECT_NE(text.find("ktsvc run --once hostkit blockdev"), std::string::npos) << text;
+}
+
+TEST(CommandLine, ShowsHelpThatTeachesWithExamples) {
+  for (const Words& words : {Words{"--help"}, Words{"run", "--help"}, Words{"run", "a", "-h"}}) {
+    const auto [text, status] = EndOf(words);
+    EXPECT_EQ(status, kExitOk);
+    EXPECT_NE(text.find("Examples:"), std::string::npos) << text;
+  }
+}
+
+TEST(CommandLine, ExplainsEveryOptionOfRun) {
+  const std::string text = EndOf({"run", "--help"}).first;
+  for (const char* option : {"PROVIDER", "--module-folder", "--once", "--json", "--trace-level",
+                             "--trace-file", "--registry", "--quiet", "Exit status"}) {
+    EXPECT_NE(text.find(option), std::string::npos) << option;
+  }
+}
+
+TEST(CommandLine, ShowsTheVersion) {
+  EXPECT_EQ(EndOf({"--version"}),
+            std::make_pair(std::string("ktsvc ") + KTSVC_VERSION + "\n", kExitOk));
+}
+
+}  // namespace
+}  // namespace ktsvc

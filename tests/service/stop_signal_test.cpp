@@ -1,0 +1,45 @@
+#include "stop_signal.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+namespace ktsvc {
+namespace {
+
+TEST(StopSignal, RemembersTheFirstWishAndItsReason) {
+  StopSignal stop([] {});
+  EXPECT_FALSE(stop.Requested());
+  EXPECT_EQ(stop.Reason(), "");
+  stop.Request("first");
+  stop.Request("second");
+  EXPECT_TRUE(stop.Requested());
+  EXPECT_EQ(stop.Reason(), "first");
+}
+
+TEST(StopSignal, TellsOfEveryWishAfterTheFirst) {
+  std::atomic<int> again{0};
+  StopSignal stop([&again] { ++again; });
+  stop.Request("first");
+  EXPECT_EQ(again, 0);
+  stop.Request("second");
+  stop.Request("third");
+  EXPECT_EQ(again, 2);
+}
+
+TEST(StopSignal, WakesWhoWaits) {
+  StopSignal stop([] {});
+  std::thread waiter([&stop] { stop.Wait(); });
+  stop.Request("now");
+  waiter.join();
+  EXPECT_TRUE(stop.WaitFor(std::chrono::milliseconds(0)));
+}
+
+TEST(StopSignal, GivesUpWaitingWhenTheTimeIsOver) {
+  StopSignal stop([] {});
+  EXPECT_FALSE(stop.WaitFor(std::chrono::milliseconds(1)));
+}
+
+}  // namespace
+}  // namespace ktsvc
