@@ -126,30 +126,29 @@ void CGreeter::RegisterType() {
 }
 
 void CGreeter::Publish() {
-  auto object = std::make_unique<CKtObject>();
-  object->Create(kGreeterType, 0);
+  auto owned = std::make_unique<CKtObject>();
+  CKtObject& object = *owned;
+  object.Create(kGreeterType, 0);
   try {
-    object->SetName(KT_W("greeter"));
-    object->AddProp("language", "en", 0);
-    object->AddProp("greetings", std::uint32_t{0}, 0);
-    object->AddProp("domains_ready", std::uint32_t{0}, 0);
-    object->AddProp("heartbeats", std::uint32_t{0}, 0);
+    object.SetName(KT_W("greeter"));
+    object.AddProp("language", "en", 0);
+    object.AddProp("greetings", std::uint32_t{0}, 0);
+    object.AddProp("domains_ready", std::uint32_t{0}, 0);
+    object.AddProp("heartbeats", std::uint32_t{0}, 0);
 
     // The handler for this one object. Registering it makes the object offer the interface.
     KtStatus status = controls_.Register(kGreeterInterface, kSelector, kGreetControl,
-                                         &CGreeter::Greet, object->Id(), this);
+                                         &CGreeter::Greet, object.Id(), this);
     if (status != 0) throw std::uint32_t{status};
 
-    // The container takes the wrapper over; we keep a pointer.
+    // The container takes the wrapper over, unless it fails; we keep a pointer.
     const kt::LockGuard guard(lock_);
-    CKtObject* const lent = object.get();
-    status = CKtCustomObjectContainer::Instance().Add(std::move(object));
+    status = CKtCustomObjectContainer::Instance().Add(std::move(owned));
     if (status != 0) throw std::uint32_t{status};
-    object_ = lent;
+    object_ = &object;
   } catch (...) {
-    // The wrapper is ours until the container has it, and deleting a wrapper never deletes the
-    // object on the bus: that has to be said.
-    if (object != nullptr) object->Destroy();
+    // Deleting a wrapper never deletes the object on the bus: that has to be said.
+    object.Destroy();
     throw;
   }
 }

@@ -25,17 +25,17 @@ void Discard(CKtObject& object) noexcept {
 }  // namespace
 
 CKtObject* PublishObject(const char* type, const std::function<void(CKtObject&)>& fill) {
-  auto object = std::make_unique<CKtObject>();
-  object->Create(type, 0);
+  auto owned = std::make_unique<CKtObject>();
+  CKtObject& object = *owned;
+  object.Create(type, 0);
   try {
-    fill(*object);
-    CKtObject* const lent = object.get();
-    const KtStatus status = CKtCustomObjectContainer::Instance().Add(std::move(object));
-    if (status != 0) throw static_cast<std::uint32_t>(status);
-    return lent;
+    fill(object);
+    const KtStatus status = CKtCustomObjectContainer::Instance().Add(std::move(owned));
+    if (status != 0) throw std::uint32_t{status};
+    return &object;
   } catch (...) {
-    // A container that failed has left the wrapper with us.
-    if (object != nullptr) Discard(*object);
+    // A container that has failed has left the wrapper with us.
+    Discard(object);
     throw;
   }
 }

@@ -43,6 +43,7 @@ Mount MountOf(std::uint32_t major, std::uint32_t minor, const std::string& point
 
 std::vector<DeviceKind> Kinds(const std::vector<BlockDevice>& devices) {
   std::vector<DeviceKind> kinds;
+  kinds.reserve(devices.size());
   for (const BlockDevice& device : devices) kinds.push_back(device.kind);
   return kinds;
 }

@@ -192,6 +192,7 @@ TEST_F(BlockDevRescan, FromManyThreadsWhileDevicesComeAndGoEndsWithWhatIsThere) 
   };
   const KtObjId group = Group("disks");
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < kRounds; ++round) {
