@@ -1,0 +1,76 @@
+// Who asks? The ledger puts what is handed out down to a provider.
+//
+// While a provider's function runs on a thread, everything asked for on that thread is that
+// provider's. On other threads (a provider's own workers) the return address of the call is looked
+// up among the address ranges of the known modules. Whatever is left is the host's.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "bus/ledger.h"
+#include "bus/lock.h"
+
+// The return address of the C function in which it stands.
+#if defined(_MSC_VER)
+#include <intrin.h>
+#define KT_RETURN_ADDRESS() _ReturnAddress()
+#else
+#define KT_RETURN_ADDRESS() __builtin_return_address(0)
+#endif
+
+namespace kt::bus {
+
+// [begin, end) of a loaded module.
+struct ModuleRange {
+  std::uintptr_t begin = 0;
+  std::uintptr_t end = 0;
+};
+
+// The range of the loaded module around an address; nothing when there is none. This is the one
+// question to the operating system here; module_range_posix.cpp and module_range_win32.cpp answer.
+std::optional<ModuleRange> FindModuleRange(const void* address);
+
+class ModuleTable {
+ public:
+  static ModuleTable& Get();
+
+  // Remembers the range; one that overlaps an older one replaces it (the older was unloaded).
+  void Add(ModuleRange range, Account& account) KT_EXCLUDES(lock_);
+
+  // Forgets the range around the address; false when there is none.
+  bool Forget(const void* address) KT_EXCLUDES(lock_);
+
+  // The account of the module around the address, or null.
+  Account* Find(const void* address) const KT_EXCLUDES(lock_);
+
+ private:
+  struct Entry {
+    ModuleRange range;
+    Account* account;
+  };
+  mutable SharedMutex lock_;
+  std::vector<Entry> entries_ KT_GUARDED_BY(lock_);
+};
+
+// The account to which a call with that return address is put down.
+Account& Asker(const void* return_address);
+
+// The account whose provider function runs on this thread, or null.
+Account* RunningAccount() noexcept;
+
+// Says for its life that this thread runs for the account: a provider's while one of its functions
+// runs, the host's while a call-back of the host runs. Scopes nest.
+class RunningAs {
+ public:
+  explicit RunningAs(Account& account) noexcept;
+  ~RunningAs();
+  RunningAs(const RunningAs&) = delete;
+  RunningAs& operator=(const RunningAs&) = delete;
+
+ private:
+  Account* const previous_;
+};
+
+}  // namespace kt::bus

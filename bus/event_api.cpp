@@ -1,0 +1,161 @@
+// The C functions about events and alerts.
+#include <memory>
+
+#include "bus/attribution.h"
+#include "bus/database.h"
+#include "bus/event_pattern.h"
+#include "bus/status.h"
+#include "bus/wrong_free.h"
+#include "ktbus3/ktbus3_host.h"
+
+namespace kt::bus {
+namespace {
+
+KtStatus Subscribe(KtDatabase database, KtProvider context, const char* name, bool alert,
+                   KtCookie* out) {
+  return Answer([&] {
+    if (name == nullptr || *name == '\0' || out == nullptr) return kInvalidArgument;
+    const auto found = Database::Find(database);
+    return found->Subscribe(FindProvider(context, *found), name, alert, *out);
+  });
+}
+
+KtStatus Unsubscribe(KtDatabase database, KtCookie cookie, bool alert, const void* return_address) {
+  return Answer([&] {
+    switch (Database::Find(database)->subscriptions().Unregister(cookie, alert)) {
+      case Subscriptions::Found::kRemoved:
+        return kOk;
+      case Subscriptions::Found::kOtherKind:
+        ReportWrongFree(Asker(return_address), Kind::kRegistration,
+                        alert ? "ObUnregisterAlert" : "EvUnregisterEvent");
+        return kNoObject;
+      case Subscriptions::Found::kGone:
+        break;
+    }
+    return kNoObject;
+  });
+}
+
+KtStatus RaiseEvent(Database& database, const char* name, KtPropset properties) {
+  if (name == nullptr || *name == '\0') return kInvalidArgument;
+  Notice notice;
+  notice.kind = KTBUS_NOTICE_EVENT;
+  notice.name = name;
+  notice.properties = std::make_shared<const PropertyMap>(CopyProperties(properties));
+  database.subscriptions().Raise(std::move(notice));
+  return kOk;
+}
+
+// What a notice of an alert carries beyond the raised properties. A property of the alert's own
+// of the same name wins.
+PropertyMap AlertProperties(const AlertTable::Definition& definition, KtPropset raised,
+                            const KtObjId* object) {
+  PropertyMap properties = CopyProperties(raised);
+  const auto add = [&](const char* name, PropertyValue value) {
+    static_cast<void>(
+        properties.Add(std::make_shared<const Property>(Property{name, std::move(value)})));
+  };
+  add("AlertName", PropertyValue::FromText(definition.name));
+  add("AlertDescription", PropertyValue::FromText(definition.description));
+  add("AlertSeverity", PropertyValue::FromUint32(definition.severity));
+  if (object != nullptr) add("AlertObject", PropertyValue::FromObjId(*object));
+  return properties;
+}
+
+}  // namespace
+}  // namespace kt::bus
+
+using kt::bus::Answer;
+using kt::bus::Database;
+using kt::bus::FindProvider;
+using kt::bus::kInvalidArgument;
+using kt::bus::kOk;
+
+KtStatus EvRegisterEvent(KtDatabase database, KtProvider context, const char* name, KtCookie* out) {
+  return kt::bus::Subscribe(database, context, name, false, out);
+}
+
+KtStatus EvUnregisterEvent(KtDatabase database, KtCookie cookie) {
+  return kt::bus::Unsubscribe(database, cookie, false, KT_RETURN_ADDRESS());
+}
+
+KtStatus ObRegisterAlert(KtDatabase database, KtProvider context, const char* name, KtCookie* out) {
+  return kt::bus::Subscribe(database, context, name, true, out);
+}
+
+KtStatus ObUnregisterAlert(KtDatabase database, KtCookie cookie) {
+  return kt::bus::Unsubscribe(database, cookie, true, KT_RETURN_ADDRESS());
+}
+
+cuvo_bool EvMatch(KtDatabase database, const char* eventName, const char* pattern) {
+  bool matches = false;
+  static_cast<void>(Answer([&] {
+    if (eventName == nullptr || pattern == nullptr) return kInvalidArgument;
+    static_cast<void>(Database::Find(database));
+    matches = kt::bus::MatchesPattern(eventName, pattern);
+    return kOk;
+  }));
+  return matches ? 1 : 0;
+}
+
+KtStatus EvRaiseEvent(KtDatabase database, KtProvider provider, const char* name,
+                      KtPropset properties) {
+  return Answer([&] {
+    const auto found = Database::Find(database);
+    static_cast<void>(FindProvider(provider, *found));
+    return kt::bus::RaiseEvent(*found, name, properties);
+  });
+}
+
+KtStatus KtBusRaiseEvent(KtDatabase database, const char* name, KtPropset properties) {
+  return Answer(
+      [&] { return kt::bus::RaiseEvent(*Database::Find(database), name, properties); });
+}
+
+KtStatus ObPublishAlert(KtDatabase database, KtProvider provider,
+                        const KtAlertDefinition* definition) {
+  return Answer([&] {
+    if (definition == nullptr || definition->name == nullptr || *definition->name == '\0') {
+      return kInvalidArgument;
+    }
+    const auto found = Database::Find(database);
+    const auto publisher = FindProvider(provider, *found);
+    kt::bus::AlertTable::Definition kept;
+    kept.name = definition->name;
+    if (definition->description != nullptr) kept.description = definition->description;
+    kept.severity = definition->severity;
+    kept.publisher = publisher.get();
+    return found->alerts().Publish(std::move(kept));
+  });
+}
+
+KtStatus ObUnpublishAlert(KtDatabase database, KtProvider provider, const char* name) {
+  return Answer([&] {
+    if (name == nullptr) return kInvalidArgument;
+    const auto found = Database::Find(database);
+    return found->alerts().Unpublish(*FindProvider(provider, *found), name);
+  });
+}
+
+KtStatus ObRaiseAlert(KtDatabase database, KtProvider provider, const char* name,
+                      KtPropset properties, const KtObjId* object) {
+  return Answer([&] {
+    if (name == nullptr) return kInvalidArgument;
+    const auto found = Database::Find(database);
+    static_cast<void>(FindProvider(provider, *found));
+    const auto definition = found->alerts().Find(name);
+    if (!definition) return kt::bus::kAlertNotPublished;
+    // The zero id is an alert about no object, as the null pointer is.
+    const KtObjId none{};
+    if (object != nullptr && kt::bus::SameGuid(object->guid, none.guid)) object = nullptr;
+    if (object != nullptr) static_cast<void>(found->FindObject(*object));
+    kt::bus::Notice notice;
+    notice.kind = KTBUS_NOTICE_ALERT;
+    notice.name = kt::bus::kAlertNotice;
+    notice.alert_name = definition->name;
+    notice.properties = std::make_shared<const kt::bus::PropertyMap>(
+        kt::bus::AlertProperties(*definition, properties, object));
+    found->subscriptions().Raise(std::move(notice));
+    return kOk;
+  });
+}

@@ -1,0 +1,96 @@
+#include "bus/guid.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <random>
+
+#include "bus/attribution.h"
+#include "bus/memory.h"
+#include "bus/status.h"
+
+namespace kt::bus {
+namespace {
+
+std::uint64_t RandomNumber() {
+  std::random_device device;
+  return (static_cast<std::uint64_t>(device()) << 32U) ^ device();
+}
+
+// Spreads a number over all 64 bits, one to one.
+std::uint64_t Mix(std::uint64_t x) noexcept {
+  x = (x ^ (x >> 30U)) * 0xBF58476D1CE4E5B9U;
+  x = (x ^ (x >> 27U)) * 0x94D049BB133111EBU;
+  return x ^ (x >> 31U);
+}
+
+}  // namespace
+
+KtObjId NewId() {
+  static const std::uint64_t seed = RandomNumber();
+  static const std::uint64_t secret = RandomNumber();
+  static std::atomic<std::uint64_t> counter{0};
+  const std::uint64_t number = counter.fetch_add(1, std::memory_order_relaxed);
+  const std::uint64_t random = Mix(seed + number * 0x9E3779B97F4A7C15U);
+  // Unique: the seven last bytes are the count, made unreadable but one to one.
+  const std::uint64_t count = number ^ secret;
+
+  KtObjId id{};
+  id.guid.Data1 = static_cast<std::uint32_t>(random);
+  id.guid.Data2 = static_cast<std::uint16_t>(random >> 32U);
+  id.guid.Data3 = static_cast<std::uint16_t>(0x4000U | ((random >> 48U) & 0x0FFFU));
+  id.guid.Data4[0] = static_cast<std::uint8_t>(0x80U | ((random >> 58U) & 0x3FU));
+  for (std::size_t i = 1; i < 8; ++i) {
+    id.guid.Data4[i] = static_cast<std::uint8_t>(count >> (8U * (7 - i)));
+  }
+  return id;
+}
+
+std::string GuidText(const KtGuid& guid) {
+  static constexpr std::array kDigits{'0', '1', '2', '3', '4', '5', '6', '7',
+                                      '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'};
+  std::string text;
+  text.reserve(38);
+  const auto hex = [&](std::uint32_t number, std::uint32_t digits) {
+    while (digits != 0) text += kDigits[(number >> (4U * --digits)) & 0xFU];
+  };
+  text += '{';
+  hex(guid.Data1, 8);
+  text += '-';
+  hex(guid.Data2, 4);
+  text += '-';
+  hex(guid.Data3, 4);
+  text += '-';
+  hex(guid.Data4[0], 2);
+  hex(guid.Data4[1], 2);
+  text += '-';
+  for (std::size_t i = 2; i < 8; ++i) hex(guid.Data4[i], 2);
+  text += '}';
+  return text;
+}
+
+std::size_t ObjIdHash::operator()(const KtObjId& id) const noexcept {
+  std::uint64_t low = 0;
+  std::uint64_t high = 0;
+  std::memcpy(&low, &id, sizeof(low));
+  std::memcpy(&high, reinterpret_cast<const char*>(&id) + sizeof(low), sizeof(high));
+  return static_cast<std::size_t>(Mix(low ^ (high * 0x9E3779B97F4A7C15U)));
+}
+
+}  // namespace kt::bus
+
+char* KtGUIDToString(const KtGuid* guid) {
+  if (guid == nullptr) return nullptr;
+  kt::bus::Account& asker = kt::bus::Asker(KT_RETURN_ADDRESS());
+  char* text = nullptr;
+  static_cast<void>(kt::bus::Answer([&] {
+    text = kt::bus::AllocateText(kt::bus::GuidText(*guid), asker);
+    return kt::bus::kOk;
+  }));
+  return text;
+}
+
+cuvo_bool ObCompareId(const KtObjId* left, const KtObjId* right) {
+  if (left == nullptr || right == nullptr) return 0;
+  return kt::bus::SameGuid(left->guid, right->guid) ? 1 : 0;
+}

@@ -1,0 +1,214 @@
+// The C functions about types, objects and their relations.
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "bus/attribution.h"
+#include "bus/database.h"
+#include "bus/id_list.h"
+#include "bus/memory.h"
+#include "bus/property_record.h"
+#include "bus/status.h"
+
+namespace kt::bus {
+
+void HandOutIds(const std::vector<KtObjId>& ids, Account& account, KtObjId** list,
+                std::uint32_t* count) {
+  KtObjId* block = nullptr;
+  if (!ids.empty()) {
+    const std::size_t size = ids.size() * sizeof(KtObjId);
+    block = static_cast<KtObjId*>(AllocateBlock(size, Kind::kBlock, account));
+    if (block == nullptr) throw std::bad_alloc();
+    std::memcpy(block, ids.data(), size);
+  }
+  *list = block;
+  *count = static_cast<std::uint32_t>(ids.size());
+}
+
+namespace {
+
+bool IsName(const char* name) noexcept { return name != nullptr && *name != '\0'; }
+
+KtStatus CreateType(KtDatabase database, const char* name, const char* const* superclasses,
+                    KtPropset properties, std::uint32_t flags, KtObjId* out) {
+  return Answer([&] {
+    if (!IsName(name) || out == nullptr) return kInvalidArgument;
+    const auto owner = Database::Find(database);
+    std::vector<std::string> above;
+    for (; superclasses != nullptr && *superclasses != nullptr; ++superclasses) {
+      above.emplace_back(*superclasses);
+    }
+    return owner->types().Create(name, above, flags, CopyProperties(properties), *out);
+  });
+}
+
+KtStatus CreateObject(KtDatabase database, KtProvider provider, const char* type_name,
+                      std::uint32_t flags, KtObjId* out) {
+  return Answer([&] {
+    if (type_name == nullptr || out == nullptr) return kInvalidArgument;
+    const auto found = Database::Find(database);
+    auto owner = FindProvider(provider, *found);
+    *out = found->CreateObject(found->FindType(type_name), std::move(owner), flags);
+    return kOk;
+  });
+}
+
+}  // namespace
+}  // namespace kt::bus
+
+using kt::bus::Account;
+using kt::bus::Answer;
+using kt::bus::Asker;
+using kt::bus::Database;
+using kt::bus::FindProvider;
+using kt::bus::kInvalidArgument;
+using kt::bus::kOk;
+
+KtStatus DbLockDatabase(KtProvider provider) {
+  return Answer([&] {
+    const auto found = FindProvider(provider);
+    return found->database()->lock().Enter(*found);
+  });
+}
+
+KtStatus DbUnlockDatabase(KtProvider provider) {
+  return Answer([&] {
+    const auto found = FindProvider(provider);
+    return found->database()->lock().Leave(*found);
+  });
+}
+
+KtStatus DbGetObjects(KtDatabase database, const char* typeName, KtObjId** list, uint32_t* count) {
+  Account& asker = Asker(KT_RETURN_ADDRESS());
+  return Answer([&] {
+    if (typeName == nullptr || list == nullptr || count == nullptr) return kInvalidArgument;
+    const auto found = Database::Find(database);
+    const auto objects = found->types().ObjectsOf(found->FindType(typeName));
+    std::vector<KtObjId> ids(objects.size());
+    std::transform(objects.begin(), objects.end(), ids.begin(),
+                   [](const auto& object) { return object->id(); });
+    kt::bus::HandOutIds(ids, asker, list, count);
+    return kOk;
+  });
+}
+
+KtStatus ObCreateTypeObject(KtDatabase database, const char* typeName,
+                            const char* const* superclasses, KtPropset properties, KtObjId* out) {
+  return kt::bus::CreateType(database, typeName, superclasses, properties, 0, out);
+}
+
+KtStatus ObCreateTypeObjectEx(KtDatabase database, const char* typeName,
+                              const char* const* superclasses, KtPropset properties,
+                              uint32_t flags, uint64_t /*zero*/, KtObjId* out) {
+  return kt::bus::CreateType(database, typeName, superclasses, properties, flags, out);
+}
+
+KtStatus ObRegisterInterfaceOnType(KtDatabase database, const char* typeName, KtProvider owner,
+                                   const KtGuid* interfaceId) {
+  return Answer([&] {
+    if (typeName == nullptr || interfaceId == nullptr) return kInvalidArgument;
+    const auto found = Database::Find(database);
+    auto provider = FindProvider(owner, *found);
+    return found->FindType(typeName).interfaces().Add(*interfaceId, std::move(provider));
+  });
+}
+
+KtStatus ObCreateObject(KtDatabase database, KtProvider provider, const char* typeName,
+                        KtObjId* out) {
+  return kt::bus::CreateObject(database, provider, typeName, 0, out);
+}
+
+KtStatus ObCreateObjectEx(KtDatabase database, KtProvider provider, const char* typeName,
+                          uint32_t flags, void* /*null*/, KtObjId* out) {
+  return kt::bus::CreateObject(database, provider, typeName, flags, out);
+}
+
+KtStatus ObDeleteObject(KtDatabase database, const KtObjId* object) {
+  return Answer([&] {
+    if (object == nullptr) return kInvalidArgument;
+    return Database::Find(database)->DeleteObject(*object);
+  });
+}
+
+KtStatus ObGetProperty(KtDatabase database, const KtObjId* object, const char* name,
+                       cuvo_property** found) {
+  Account& asker = Asker(KT_RETURN_ADDRESS());
+  return Answer([&] {
+    if (object == nullptr || name == nullptr || found == nullptr) return kInvalidArgument;
+    const auto owner = Database::Find(database);
+    std::shared_ptr<kt::bus::Object> keep;
+    const auto property = owner->FindProperties(*object, keep).Find(name);
+    if (property == nullptr) return kt::bus::kNoProperty;
+    *found = kt::bus::MakeRecord(*property, asker);
+    return kOk;
+  });
+}
+
+KtStatus ObSetProperty(KtDatabase database, const KtObjId* object, const cuvo_property* property) {
+  return Answer([&] {
+    if (object == nullptr || property == nullptr) return kInvalidArgument;
+    const auto owner = Database::Find(database);
+    std::shared_ptr<kt::bus::Object> keep;
+    owner->FindProperties(*object, keep).Put(kt::bus::ReadProperty(*property));
+    return kOk;
+  });
+}
+
+KtStatus ObGetProperties(KtDatabase database, const KtObjId* object, KtPropset* out) {
+  Account& asker = Asker(KT_RETURN_ADDRESS());
+  return Answer([&] {
+    if (object == nullptr || out == nullptr) return kInvalidArgument;
+    const auto owner = Database::Find(database);
+    std::shared_ptr<kt::bus::Object> keep;
+    *out = kt::bus::NewPropset(*owner->FindProperties(*object, keep).Snapshot(), &asker);
+    return kOk;
+  });
+}
+
+KtStatus ObGetObjectType(KtDatabase database, const KtObjId* object, char** typeName) {
+  Account& asker = Asker(KT_RETURN_ADDRESS());
+  return Answer([&] {
+    if (object == nullptr || typeName == nullptr) return kInvalidArgument;
+    const auto owner = Database::Find(database);
+    const kt::bus::Type* type = owner->types().Find(*object);
+    if (type == nullptr) type = &owner->FindObject(*object)->type();
+    char* const text = kt::bus::AllocateText(type->name(), asker);
+    if (text == nullptr) return kt::bus::kOutOfMemory;
+    *typeName = text;
+    return kOk;
+  });
+}
+
+KtStatus ObGetChildObjects(KtDatabase database, const KtObjId* object, KtObjId** list,
+                           uint32_t* count) {
+  Account& asker = Asker(KT_RETURN_ADDRESS());
+  return Answer([&] {
+    if (object == nullptr || list == nullptr || count == nullptr) return kInvalidArgument;
+    kt::bus::HandOutIds(Database::Find(database)->ChildrenOf(*object), asker, list, count);
+    return kOk;
+  });
+}
+
+KtStatus ObRegisterInterface(KtDatabase database, const KtObjId* object, KtProvider owner,
+                             const KtGuid* interfaceId) {
+  return Answer([&] {
+    if (object == nullptr || interfaceId == nullptr) return kInvalidArgument;
+    const auto found = Database::Find(database);
+    const auto target = found->FindObject(*object);
+    return target->interfaces().Add(*interfaceId, FindProvider(owner, *found));
+  });
+}
+
+KtStatus ObAttachChildObject(KtDatabase database, const KtObjId* parent, const KtObjId* child) {
+  return Answer([&] {
+    if (parent == nullptr || child == nullptr) return kInvalidArgument;
+    return Database::Find(database)->AttachChild(*parent, *child);
+  });
+}
+
+KtStatus ObDetachChildObject(KtDatabase database, const KtObjId* parent, const KtObjId* child) {
+  return Answer([&] {
+    if (parent == nullptr || child == nullptr) return kInvalidArgument;
+    return Database::Find(database)->DetachChild(*parent, *child);
+  });
+}

@@ -1,0 +1,177 @@
+#include "bus/trace.h"
+
+#include <array>
+#include <chrono>
+#include <cstdarg>
+#include <filesystem>
+#include <string_view>
+
+#include "bus/attribution.h"
+#include "bus/status.h"
+#include "bus/text.h"
+#include "bus/trace_format.h"
+
+namespace kt::bus {
+namespace {
+
+// Set while this thread is inside the host's trace call-back.
+thread_local bool in_callback = false;
+
+class InCallback {
+ public:
+  InCallback() noexcept { in_callback = true; }
+  ~InCallback() { in_callback = false; }
+  InCallback(const InCallback&) = delete;
+  InCallback& operator=(const InCallback&) = delete;
+};
+
+void AppendNumber(std::string& out, std::int64_t number, std::size_t digits) {
+  const std::string text = std::to_string(number);
+  if (text.size() < digits) out.append(digits - text.size(), '0');
+  out += text;
+}
+
+// "2026-01-31T12:00:00.123Z", without the C library's shared time buffers.
+std::string TimeStamp() {
+  const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+  const auto day = std::chrono::floor<std::chrono::days>(now);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss time(now - day);
+  std::string out;
+  AppendNumber(out, static_cast<int>(date.year()), 4);
+  out += '-';
+  AppendNumber(out, static_cast<unsigned>(date.month()), 2);
+  out += '-';
+  AppendNumber(out, static_cast<unsigned>(date.day()), 2);
+  out += 'T';
+  AppendNumber(out, time.hours().count(), 2);
+  out += ':';
+  AppendNumber(out, time.minutes().count(), 2);
+  out += ':';
+  AppendNumber(out, time.seconds().count(), 2);
+  out += '.';
+  AppendNumber(out, time.subseconds().count(), 3);
+  out += 'Z';
+  return out;
+}
+
+// One line whatever the text holds: line ends at its end are dropped, others made visible.
+std::string Line(std::uint32_t level, std::string_view text) {
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
+  std::string line = TimeStamp();
+  line += " [";
+  line += std::to_string(level);
+  line += "] ";
+  for (const char c : text) {
+    if (c == '\n') {
+      line += "\\n";
+    } else if (c == '\r') {
+      line += "\\r";
+    } else {
+      line += c;
+    }
+  }
+  line += '\n';
+  return line;
+}
+
+std::FILE* OpenForAppending(const char* path) {
+  const std::string_view text(path);
+  const std::filesystem::path name(std::u8string(text.begin(), text.end()));
+#ifdef _WIN32
+  return _wfopen(name.c_str(), L"ab");
+#else
+  return std::fopen(name.c_str(), "abe");
+#endif
+}
+
+}  // namespace
+
+Trace& Trace::Get() {
+  static Trace* const trace = new Trace;
+  return *trace;
+}
+
+void Trace::Close::operator()(std::FILE* file) const noexcept {
+  // Lines were flushed one by one; there is nothing left that closing could lose.
+  static_cast<void>(std::fclose(file));
+}
+
+void Trace::Write(std::uint32_t level, const std::string& text) {
+  if (stderr_.load() || has_file_.load()) WriteLine(level, text);
+  if (has_callback_.load() && !in_callback) Call(level, text);
+}
+
+void Trace::WriteLine(std::uint32_t level, const std::string& text) {
+  const std::string line = Line(level, text);
+  const MutexGuard guard(sinks_lock_);
+  // A full disk or a closed pipe must not stop the service; there is nowhere else to say so.
+  if (stderr_.load()) static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));
+  if (file_ != nullptr) {
+    static_cast<void>(std::fwrite(line.data(), 1, line.size(), file_.get()));
+    static_cast<void>(std::fflush(file_.get()));
+  }
+}
+
+void Trace::Call(std::uint32_t level, const std::string& text) {
+  const ReadGuard guard(call_lock_);
+  if (callback_ == nullptr) return;
+  const RunningAs host(Ledger::Get().host());
+  const InCallback inside;
+  callback_(level, text.c_str(), context_);
+}
+
+bool Trace::ToFile(const char* path) {
+  std::unique_ptr<std::FILE, Close> file;
+  if (path != nullptr) {
+    file.reset(OpenForAppending(path));
+    if (file == nullptr) return false;
+  }
+  const MutexGuard guard(sinks_lock_);
+  has_file_.store(file != nullptr);
+  std::swap(file_, file);
+  return true;
+}
+
+bool Trace::ToCallback(KtBusTraceCallback callback, void* context) {
+  if (in_callback) return false;
+  const WriteGuard guard(call_lock_);
+  callback_ = callback;
+  context_ = context;
+  has_callback_.store(callback != nullptr);
+  return true;
+}
+
+}  // namespace kt::bus
+
+void KtTrace(uint32_t level, const char* format, ...) {
+  kt::bus::Trace& trace = kt::bus::Trace::Get();
+  if (!trace.Wants(level)) return;
+  kt::bus::Arguments arguments;  // NOLINT(cppcoreguidelines-pro-type-member-init): va_start fills it
+  va_start(arguments.list, format);
+  // Tracing never fails its caller: a line for which there is no memory is lost.
+  static_cast<void>(kt::bus::Answer([&] {
+    trace.Write(level, kt::bus::FormatTrace(format == nullptr ? "(null)" : format, arguments));
+    return kt::bus::kOk;
+  }));
+  va_end(arguments.list);
+}
+
+uint32_t KtSetTraceLevel(uint32_t level) { return kt::bus::Trace::Get().SetLevel(level); }
+
+uint32_t KtBusTraceLevel(void) { return kt::bus::Trace::Get().level(); }
+
+void KtBusTraceToStderr(cuvo_bool on) { kt::bus::Trace::Get().ToStderr(on != 0); }
+
+KtStatus KtBusTraceToFile(const char* path) {
+  return kt::bus::Answer([&] {
+    return kt::bus::Trace::Get().ToFile(path) ? kt::bus::kOk : KTBUS_TRACE_FILE_FAILED;
+  });
+}
+
+KtStatus KtBusTraceToCallback(KtBusTraceCallback callback, void* context) {
+  return kt::bus::Answer([&] {
+    return kt::bus::Trace::Get().ToCallback(callback, context) ? kt::bus::kOk
+                                                               : kt::bus::kInvalidArgument;
+  });
+}
