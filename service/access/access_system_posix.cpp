@@ -67,21 +67,17 @@ class PosixNames final : public NameDirectory {
 
   [[nodiscard]] std::string UserName(std::uint32_t id) const override {
     std::string name;
-    LookUp<passwd>(
-        [&](passwd* entry, char* buffer, std::size_t size, passwd** found) {
-          return getpwuid_r(id, entry, buffer, size, found);
-        },
-        [&](const passwd& entry) { name = entry.pw_name; });
+    LookUp<passwd>([&](passwd* entry, char* buffer, std::size_t size,
+                       passwd** found) { return getpwuid_r(id, entry, buffer, size, found); },
+                   [&](const passwd& entry) { name = entry.pw_name; });
     return name;
   }
 
   [[nodiscard]] std::string GroupName(std::uint32_t id) const override {
     std::string name;
-    LookUp<group>(
-        [&](group* entry, char* buffer, std::size_t size, group** found) {
-          return getgrgid_r(id, entry, buffer, size, found);
-        },
-        [&](const group& entry) { name = entry.gr_name; });
+    LookUp<group>([&](group* entry, char* buffer, std::size_t size,
+                      group** found) { return getgrgid_r(id, entry, buffer, size, found); },
+                  [&](const group& entry) { name = entry.gr_name; });
     return name;
   }
 };
@@ -139,7 +135,9 @@ const NameDirectory& SystemNames() {
   return names;
 }
 
-std::optional<std::uint32_t> OwnUserId() { return geteuid(); }
+std::optional<std::uint32_t> OwnUserId() {
+  return geteuid();
+}
 
 std::string ReadGuardedFile(const std::filesystem::path& file, FileGuard guard,
                             std::size_t maxBytes) {
@@ -182,6 +180,8 @@ void FillRandom(void* bytes, std::size_t count) {
   }
 }
 
-std::string FileText(const std::filesystem::path& file) { return file.string(); }
+std::string FileText(const std::filesystem::path& file) {
+  return file.string();
+}
 
 }  // namespace ktsvc::access

@@ -35,7 +35,9 @@ const NameDirectory& SystemNames() {
   return names;
 }
 
-std::optional<std::uint32_t> OwnUserId() { return std::nullopt; }
+std::optional<std::uint32_t> OwnUserId() {
+  return std::nullopt;
+}
 
 std::string ReadGuardedFile(const std::filesystem::path& file, FileGuard /*guard*/,
                             std::size_t maxBytes) {

@@ -21,8 +21,7 @@ std::string OctalText(std::uint32_t mode) {
 std::string ShellWord(const std::string& text) {
   constexpr std::string_view kPlain =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%,=";
-  if (!text.empty() && text.front() != '-' &&
-      text.find_first_not_of(kPlain) == std::string::npos) {
+  if (!text.empty() && text.front() != '-' && text.find_first_not_of(kPlain) == std::string::npos) {
     return text;
   }
   // A leading '-' would be an option to the command.
@@ -47,13 +46,15 @@ std::optional<FileFault> JudgeFile(const std::string& file, const FileFacts& fac
                      "Run: chown " + owner + " " + word + " && " + mode + word};
   }
   if (secret && (facts.mode & kOthersMayAnything) != 0) {
-    return FileFault{"others than its owner can reach the file (mode " + OctalText(facts.mode) + ")",
-                     "Run: chmod 600 " + word +
-                         "  (and give each token a new secret, if others could have read it)"};
+    return FileFault{
+        "others than its owner can reach the file (mode " + OctalText(facts.mode) + ")",
+        "Run: chmod 600 " + word +
+            "  (and give each token a new secret, if others could have read it)"};
   }
   if (!secret && (facts.mode & kOthersMayWrite) != 0) {
-    return FileFault{"others than its owner can write the file (mode " + OctalText(facts.mode) + ")",
-                     "Run: chmod go-w " + word};
+    return FileFault{
+        "others than its owner can write the file (mode " + OctalText(facts.mode) + ")",
+        "Run: chmod go-w " + word};
   }
   return std::nullopt;
 }

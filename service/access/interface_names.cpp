@@ -38,7 +38,7 @@ std::optional<KtGuid> GuidFromText(std::string_view text) {
     if (!digit) {
       return std::nullopt;
     }
-    bytes[digits / 2] = static_cast<std::uint8_t>((bytes[digits / 2] << 4U) | *digit);
+    bytes[digits / 2] = static_cast<std::uint8_t>(bytes[digits / 2] * 16U + *digit);
     ++digits;
   }
   KtGuid guid{};

@@ -12,7 +12,9 @@ namespace {
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-bool IsContinuation(char unit) { return (static_cast<unsigned char>(unit) & 0xC0U) == 0x80U; }
+bool IsContinuation(char unit) {
+  return (static_cast<unsigned char>(unit) & 0xC0U) == 0x80U;
+}
 
 bool IsControl(char unit) {
   const auto byte = static_cast<unsigned char>(unit);
