@@ -70,12 +70,8 @@ KtStatus CKtEventManager::Notify(const KtEventRecord* event, std::uint64_t first
                                  std::uint64_t third) {
   if (event == nullptr) return E_INVALIDARG;
   {
-    // The scope closes, and deferred deletions run, before the lock is released: required.
     const kt::LockGuard guard(lock_);
-    if (!forgotten_) {
-      const CKtActivityScope scope;
-      return NotifyLocked(*event, first, third);
-    }
+    if (!forgotten_) return NotifyLocked(*event, first, third);
   }
   return Instance().Notify(event, first, third);
 }
@@ -130,24 +126,26 @@ void CKtEventManager::UnRegisterLocked(const CKtEventPath& path) noexcept {
   if ((*found)->Paths().empty()) EraseLocked(found);
 }
 
+// The scope closes, and deferred deletions run, before the lock is released: required.
 KtStatus CKtEventManager::NotifyLocked(const KtEventRecord& event, std::uint64_t first,
                                        std::uint64_t third) {
-  const CKtEventDispatcher* const dispatcher = MatchLocked(event);
-  if (dispatcher == nullptr) {
-    KtTrace(kt::kError,
-            "ERROR: CKtEventManager::Notify(%s) failed with error KTERROR_NO_EVENT, no listener "
-            "for event.",
-            event.name);
-    return KTERROR_NO_EVENT;
-  }
   try {
+    const CKtActivityScope scope;
+    const CKtEventDispatcher* const dispatcher = MatchLocked(event);
+    if (dispatcher == nullptr) {
+      KtTrace(kt::kError,
+              "ERROR: CKtEventManager::Notify(%s) failed with error KTERROR_NO_EVENT, no listener "
+              "for event.",
+              event.name);
+      return KTERROR_NO_EVENT;
+    }
     DeliverLocked(*dispatcher, event, first, third);
+    return 0;
   } catch (const std::bad_alloc&) {
     KtTrace(kt::kError, "ERROR: CKtEventManager::Notify(%s) failed : KTERROR_OUTOFMEMORY",
             event.name);
     return E_OUTOFMEMORY;
   }
-  return 0;
 }
 
 void CKtEventManager::ForgetPathHere(const CKtEventPath& path) noexcept {
