@@ -29,7 +29,7 @@ class CKtPropertySet : public CKtPropertySetBase {
   explicit CKtPropertySet(KtPropset handle) noexcept : handle_(handle) {}
   CKtPropertySet(const CKtPropertySet&) = default;
   CKtPropertySet& operator=(const CKtPropertySet&) = default;
-  ~CKtPropertySet() override = default;
+  ~CKtPropertySet() noexcept override = default;
 
   // A new, empty set. A set that is already held is forgotten, not destroyed.
   void Create();
