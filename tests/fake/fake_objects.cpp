@@ -69,7 +69,10 @@ KT_BUS_API KtStatus DbLockDatabase(KtProvider provider) {
   State& state = State::Get();
   {
     const Guard guard(state.mutex);
-    if (const auto failed = state.Begin("DbLockDatabase", provider)) return *failed;
+    if (const auto failed = state.Begin("DbLockDatabase", provider)) {
+      ++state.db_refused;
+      return *failed;
+    }
     if (!state.IsProvider(provider)) return kNoObject;
   }
   state.db_lock.lock();
@@ -86,6 +89,11 @@ KT_BUS_API KtStatus DbUnlockDatabase(KtProvider provider) {
     const Guard guard(state.mutex);
     failed = state.Begin("DbUnlockDatabase", provider);
     if (state.db_depth == 0 || state.db_owner != std::this_thread::get_id()) {
+      // Whoever asked for the lock and does not look at the answer gives it back all the same.
+      if (state.db_refused != 0) {
+        --state.db_refused;
+        return failed.value_or(0xC1000001u);
+      }
       state.WrongFree("DbUnlockDatabase by a thread that does not hold the lock");
       return failed.value_or(0xC1000001u);
     }

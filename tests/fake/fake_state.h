@@ -228,6 +228,7 @@ class State {
   std::recursive_mutex db_lock;
   std::thread::id db_owner;
   std::size_t db_depth = 0;
+  std::size_t db_refused = 0;  // database locks that were made to fail and not given back yet
 
  private:
   State();
