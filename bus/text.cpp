@@ -27,7 +27,7 @@ std::size_t Convert(To* to, std::basic_string_view<From> from, std::size_t count
   std::size_t written = 0;
   for (std::size_t place = 0; place < from.size();) {
     const std::size_t size = write(next(from, place), units);
-    if (size > count - written) return written;
+    if (size > count - written) break;
     std::memcpy(to + written, units, size * sizeof(To));
     written += size;
   }

@@ -1,0 +1,197 @@
+// Locks, memory, sleeping, and the database lock.
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "bus/bus_test.h"
+
+namespace bus_test {
+namespace {
+
+using CriticalSectionTest = BusTest;
+
+TEST_F(CriticalSectionTest, IsReEntrant) {
+  KtCriticalSection section{};
+  KtInitializeCriticalSection(&section);
+  for (int i = 0; i < 3; ++i) KtEnterCriticalSection(&section);
+  for (int i = 0; i < 3; ++i) KtLeaveCriticalSection(&section);
+  KtDeleteCriticalSection(&section);
+}
+
+TEST_F(CriticalSectionTest, KeepsOtherThreadsOut) {
+  KtCriticalSection section{};
+  KtInitializeCriticalSection(&section);
+  int counter = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 1000; ++i) {
+        KtEnterCriticalSection(&section);
+        KtEnterCriticalSection(&section);
+        ++counter;
+        KtLeaveCriticalSection(&section);
+        KtLeaveCriticalSection(&section);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(counter, 8000);
+  KtDeleteCriticalSection(&section);
+}
+
+TEST_F(CriticalSectionTest, IsCountedUntilItIsDeleted) {
+  const auto before = Row("", "locks").outstanding;
+  KtCriticalSection section{};
+  KtInitializeCriticalSection(&section);
+  EXPECT_EQ(Row("", "locks").outstanding, before + 1);
+  KtDeleteCriticalSection(&section);
+  EXPECT_EQ(Row("", "locks").outstanding, before);
+}
+
+TEST_F(CriticalSectionTest, ThatWasNeverInitialisedIsReportedAndNoCrash) {
+  KtCriticalSection section{};
+  const auto before = Row("", "locks").wrongFrees;
+  KtEnterCriticalSection(&section);
+  KtLeaveCriticalSection(&section);
+  KtDeleteCriticalSection(&section);
+  EXPECT_TRUE(HasTrace(6, "KtEnterCriticalSection of a lock that is not initialised"));
+  EXPECT_TRUE(HasTrace(6, "KtLeaveCriticalSection of a lock that is not initialised"));
+  EXPECT_EQ(Row("", "locks").wrongFrees, before + 1);
+}
+
+TEST_F(CriticalSectionTest, CanBeInitialisedAgainAfterItsDeletion) {
+  KtCriticalSection section{};
+  for (int i = 0; i < 3; ++i) {
+    KtInitializeCriticalSection(&section);
+    KtEnterCriticalSection(&section);
+    KtLeaveCriticalSection(&section);
+    KtDeleteCriticalSection(&section);
+  }
+}
+
+TEST_F(CriticalSectionTest, ANullPointerIsNoCrash) {
+  KtInitializeCriticalSection(nullptr);
+  KtEnterCriticalSection(nullptr);
+  KtLeaveCriticalSection(nullptr);
+  KtDeleteCriticalSection(nullptr);
+}
+
+using MemoryTest = BusTest;
+
+TEST_F(MemoryTest, BlocksAreAlignedForAnyValueAndWritable) {
+  for (const std::size_t size : {0U, 1U, 15U, 16U, 1000U, 1000000U}) {
+    void* const block = _KtAlloc(size);
+    ASSERT_NE(block, nullptr) << size;
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 16, 0U);
+    std::memset(block, 0xAB, size);
+    _KtFree(block);
+  }
+}
+
+TEST_F(MemoryTest, ExhaustionIsNull) {
+  // The sanitizers' allocators are told elsewhere to answer as the system's does.
+  EXPECT_EQ(_KtAlloc(SIZE_MAX / 2), nullptr);
+}
+
+TEST_F(MemoryTest, FreeingNullDoesNothing) {
+  const auto before = Sum().wrongFrees;
+  _KtFree(nullptr);
+  EXPECT_EQ(Sum().wrongFrees, before);
+}
+
+TEST_F(MemoryTest, ManyBlocksComeAndGoInAnyOrder) {
+  std::vector<void*> blocks;
+  for (std::size_t i = 0; i < 20000; ++i) {
+    blocks.push_back(_KtAlloc(i % 64));
+    if (i % 3 == 0) {
+      const std::size_t victim = (i * 7919) % blocks.size();
+      _KtFree(blocks[victim]);
+      blocks[victim] = blocks.back();
+      blocks.pop_back();
+    }
+  }
+  EXPECT_EQ(Row("", "blocks").outstanding, blocks.size());
+  for (void* const block : blocks) _KtFree(block);
+  EXPECT_EQ(Row("", "blocks").outstanding, 0U);
+}
+
+TEST_F(MemoryTest, EightThreadsShareIt) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([] {
+      std::vector<void*> own;
+      for (std::size_t i = 0; i < 2000; ++i) {
+        own.push_back(_KtAlloc(i % 100));
+        if (i % 2 != 0) {
+          _KtFree(own.front());
+          own.erase(own.begin());
+        }
+      }
+      for (void* const block : own) _KtFree(block);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(Sleeping, LastsAtLeastAsLongAsAsked) {
+  const auto start = std::chrono::steady_clock::now();
+  KtSleep(20);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(15));
+}
+
+class DatabaseLockTest : public BusTest {};
+
+TEST_F(DatabaseLockTest, IsReEntrant) {
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(DbLockDatabase(provider()), kOk);
+  EXPECT_EQ(Row("alpha", "database locks held").outstanding, 3U);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(DbUnlockDatabase(provider()), kOk);
+  EXPECT_EQ(DbUnlockDatabase(provider()), kInvalid);
+}
+
+TEST_F(DatabaseLockTest, KeepsOtherThreadsOut) {
+  int counter = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 500; ++i) {
+        EXPECT_EQ(DbLockDatabase(provider()), kOk);
+        ++counter;
+        EXPECT_EQ(DbUnlockDatabase(provider()), kOk);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(counter, 2000);
+}
+
+TEST_F(DatabaseLockTest, IsLeftOnlyByTheThreadAndTheProviderThatHoldIt) {
+  ScriptedProvider beta;
+  beta.Attach(database(), "beta");
+  ASSERT_EQ(DbLockDatabase(provider()), kOk);
+  std::thread([&] { EXPECT_EQ(DbUnlockDatabase(provider()), kInvalid); }).join();
+  EXPECT_EQ(DbUnlockDatabase(beta.handle()), kInvalid);
+  EXPECT_EQ(DbUnlockDatabase(provider()), kOk);
+}
+
+TEST_F(DatabaseLockTest, DoesNotStopCallsOfOtherThreads) {
+  ASSERT_EQ(DbLockDatabase(provider()), kOk);
+  std::thread([&] { NewObject(); }).join();
+  ASSERT_EQ(DbUnlockDatabase(provider()), kOk);
+}
+
+TEST_F(DatabaseLockTest, OfAProviderThatGoesIsGivenUpWithALine) {
+  ScriptedProvider beta;
+  beta.Attach(database(), "beta");
+  std::thread([&] { EXPECT_EQ(DbLockDatabase(beta.handle()), kOk); }).join();
+  EXPECT_EQ(Row("beta", "database locks held").outstanding, 1U);
+  ASSERT_EQ(KtBusDetachProvider(beta.handle()), kOk);
+  EXPECT_TRUE(HasTrace(6, "provider beta left the database locked"));
+  EXPECT_EQ(DbLockDatabase(provider()), kOk);
+  EXPECT_EQ(DbUnlockDatabase(provider()), kOk);
+  ForgetLedger();
+}
+
+}  // namespace
+}  // namespace bus_test
