@@ -125,7 +125,9 @@ std::string RenderMessage(const FormatMessage& message) {
     }
     if (end == at + 1) {  // no digits: "%%", or a percent sign on its own
       text += '%';
-      at += end < pattern.size() && pattern[end] == '%' ? 1 : 0;
+      if (end < pattern.size() && pattern[end] == '%') {
+        ++at;
+      }
       continue;
     }
     const std::string number = pattern.substr(at + 1, end - at - 1);

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "stop_signal_source.h"
+#include "stop_signal_win32.h"
 
 namespace ktsvc {
 namespace {
@@ -35,7 +36,9 @@ const char* NameOf(DWORD event) {
   }
 }
 
-BOOL WINAPI HandleEvent(DWORD event) {
+}  // namespace
+
+int __stdcall HandleConsoleEvent(unsigned long event) {
   // Longer than the system grants: it ends the process by itself.
   constexpr std::chrono::minutes kLongest{5};
   Listener& listener = TheListener();
@@ -50,6 +53,8 @@ BOOL WINAPI HandleEvent(DWORD event) {
   return TRUE;
 }
 
+namespace {
+
 class ConsoleSource : public StopSignal::Source {
  public:
   explicit ConsoleSource(StopSignal& target) {
@@ -59,7 +64,7 @@ class ConsoleSource : public StopSignal::Source {
       listener.target = &target;
     }
     SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have had Ctrl-C ignored
-    SetConsoleCtrlHandler(&HandleEvent, TRUE);
+    SetConsoleCtrlHandler(&HandleConsoleEvent, TRUE);
   }
 
   ~ConsoleSource() override {
@@ -70,7 +75,7 @@ class ConsoleSource : public StopSignal::Source {
       listener.gone.notify_all();
     }
     // Last: the system may hold its list of handlers while one of them runs.
-    SetConsoleCtrlHandler(&HandleEvent, FALSE);
+    SetConsoleCtrlHandler(&HandleConsoleEvent, FALSE);
   }
   ConsoleSource(const ConsoleSource&) = delete;
   ConsoleSource& operator=(const ConsoleSource&) = delete;
