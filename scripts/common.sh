@@ -27,6 +27,9 @@ install_missing() {
     fail "apt-get could not install: ${missing[*]}"
 }
 
+# The compiler's results are found again in another checkout too.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+
 # build PRESET [TARGET...]: configures once, builds; everything it prints goes to standard error.
 build() {
   local preset=$1; shift
