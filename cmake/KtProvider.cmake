@@ -7,7 +7,7 @@ function(kt_add_provider name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
   add_library(${name} MODULE ${arg_SOURCES})
   set_target_properties(${name} PROPERTIES
-    PREFIX "" LIBRARY_OUTPUT_DIRECTORY ${KT_MODULE_DIRECTORY}
+    KT_FRAMEWORK ktbus3 PREFIX "" LIBRARY_OUTPUT_DIRECTORY ${KT_MODULE_DIRECTORY}
     RUNTIME_OUTPUT_DIRECTORY ${KT_MODULE_DIRECTORY})
   target_link_libraries(${name} PRIVATE kttoolkit ${arg_LIBRARIES} ktbus3)
   kt_compile(${name})
