@@ -1,6 +1,5 @@
-// What happens without memory of our own. This suite's operator new fails when a test asks it to.
+// What happens without memory of our own.
 #include <cstddef>
-#include <cstdlib>
 #include <new>
 #include <string>
 #include <vector>
@@ -9,59 +8,8 @@
 #include "dispatch/event_listener.h"
 #include "support/control.h"
 #include "support/event.h"
+#include "support/failing_new.h"
 #include "support/managers_test.h"
-
-namespace {
-
-// Allocations of this thread that succeed before one fails; negative: none does.
-thread_local int g_allowed = -1;
-
-class FailAllocation {
- public:
-  explicit FailAllocation(int after) { g_allowed = after; }
-  ~FailAllocation() { g_allowed = -1; }
-  FailAllocation(const FailAllocation&) = delete;
-  FailAllocation& operator=(const FailAllocation&) = delete;
-};
-
-void* Allocate(std::size_t size) {
-  if (g_allowed >= 0 && g_allowed-- == 0) throw std::bad_alloc();
-  void* const block = std::malloc(size == 0 ? 1 : size);
-  if (block == nullptr) throw std::bad_alloc();
-  return block;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return Allocate(size);
-}
-void* operator new[](std::size_t size) {
-  return Allocate(size);
-}
-// The memory resources of the standard library ask for an alignment, always one that malloc gives.
-void* operator new(std::size_t size, std::align_val_t alignment) {
-  if (static_cast<std::size_t>(alignment) > alignof(std::max_align_t)) throw std::bad_alloc();
-  return Allocate(size);
-}
-void operator delete(void* block, std::align_val_t) noexcept {
-  std::free(block);
-}
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
-  std::free(block);
-}
-void operator delete(void* block) noexcept {
-  std::free(block);
-}
-void operator delete[](void* block) noexcept {
-  std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-  std::free(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-  std::free(block);
-}
 
 namespace {
 
@@ -80,7 +28,7 @@ TEST_F(ExhaustionTest, RegisterEventPathAnswersOutOfMemoryAndLeavesNoDispatcherB
     CKtEventManager& manager = CKtEventManager::Instance();
     KtStatus status = 0;
     {
-      const FailAllocation failing(after);
+      const support::FailAllocation failing(after);
       status = manager.RegisterEventPath(path);
     }
     EXPECT_EQ(status, 0x8007000Eu);
@@ -97,7 +45,7 @@ TEST_F(ExhaustionTest, ListenerRegisterSwallowsIt) {
   CKtEventListener listener(framework_.database(), framework_.provider());
   static_cast<void>(CKtEventManager::Instance());
   {
-    const FailAllocation failing(0);
+    const support::FailAllocation failing(0);
     listener.Register("event.one", &Hear);
   }
   EXPECT_EQ(listener.Count(), 0u);
@@ -113,7 +61,7 @@ TEST_F(ExhaustionTest, NotifyAnswersOutOfMemoryWhenTheWalkCannotBeMade) {
   for (std::size_t time = 1; time <= 2; ++time) {
     KtStatus status = 0;
     {
-      const FailAllocation failing(0);
+      const support::FailAllocation failing(0);
       status = CKtEventManager::Instance().Notify(&notice);
     }
     EXPECT_EQ(status, E_OUTOFMEMORY);
@@ -132,7 +80,7 @@ TEST_F(ExhaustionTest, ControlMapRegisterThrowsItAndRegistersNothing) {
   for (int after = 0; after < 2; ++after) {
     bool thrown = false;
     try {
-      const FailAllocation failing(after);
+      const support::FailAllocation failing(after);
       static_cast<void>(map.Register(support::kInterface, 0, 1,
                                      [](void*, CKtControlRequest&) { return KtStatus{0}; }));
     } catch (const std::bad_alloc&) {

@@ -1,0 +1,17 @@
+// Makes one allocation with operator new fail. A suite that wants it links failing_new.cpp, which
+// replaces the program's operator new; a framework library may have one of its own.
+#pragma once
+
+namespace support {
+
+// While it lives, the allocation of this thread that follows `after` successful ones throws
+// std::bad_alloc, once.
+class FailAllocation {
+ public:
+  explicit FailAllocation(int after) noexcept;
+  ~FailAllocation();
+  FailAllocation(const FailAllocation&) = delete;
+  FailAllocation& operator=(const FailAllocation&) = delete;
+};
+
+}  // namespace support
