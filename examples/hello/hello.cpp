@@ -288,7 +288,7 @@ class CHello : public CKtProvider {
 
   // A text in memory of the framework, which the service frees.
   KtStatus Version(KtWchar** out) override {
-    constexpr KtWchar kText[] = KT_W("hello 1.0");
+    constexpr KtWchar kText[] = KT_W("1.0");
     kt::FrameworkWideText copy(static_cast<KtWchar*>(_KtAlloc(sizeof(kText))));
     if (copy == nullptr) return E_OUTOFMEMORY;
     std::copy(std::begin(kText), std::end(kText), copy.get());

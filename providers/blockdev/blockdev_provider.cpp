@@ -30,7 +30,7 @@ KtStatus CBlockDev::Shutdown(std::uint64_t) {
 }
 
 KtStatus CBlockDev::Version(KtWchar** out) {
-  const KtWString text = kt::Widen("blockdev " BLOCKDEV_VERSION);
+  const KtWString text = kt::Widen(BLOCKDEV_VERSION);
   kt::FrameworkWideText copy(static_cast<KtWchar*>(_KtAlloc((text.size() + 1) * sizeof(KtWchar))));
   if (copy == nullptr) return E_OUTOFMEMORY;
   std::copy_n(text.c_str(), text.size() + 1, copy.get());

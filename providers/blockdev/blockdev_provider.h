@@ -27,7 +27,7 @@ class CBlockDev : public CKtProvider {
   // Withdraws everything that was published. Always 0; the argument is not read.
   KtStatus Shutdown(std::uint64_t argument) override;
 
-  // "blockdev" and the version of the source tree, in a _KtAlloc block that the caller frees.
+  // The version of the source tree, "0.1.0", in a _KtAlloc block that the caller frees.
   KtStatus Version(KtWchar** out) override;
 
  private:

@@ -17,14 +17,13 @@ struct Row {
   Member BlockDevice::*member;
 };
 
-constexpr std::array<Row<std::string>, 7> kTexts{{
+constexpr std::array<Row<std::string>, 6> kTexts{{
     {"device_path", &BlockDevice::device_path},
     {"model", &BlockDevice::model},
     {"serial", &BlockDevice::serial},
     {"transport", &BlockDevice::transport},
     {"file_system", &BlockDevice::file_system},
     {"label", &BlockDevice::label},
-    {"partition_type", &BlockDevice::partition_type},
 }};
 
 constexpr std::array<Row<bool>, 2> kFlags{{
@@ -49,6 +48,7 @@ void WriteProperties(CKtPropertySetBase& to, const BlockDevice& device) {
   for (const auto& row : kNumbers) {
     if (const auto& value = device.*row.member) to.AddProp(row.name, *value, 0);
   }
+  if (IsPartition(device.kind)) to.AddProp("partition_type", device.partition_type, 0);
   to.AddProp("mount_points", device.mount_points, 0);
 }
 

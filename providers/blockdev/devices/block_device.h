@@ -19,6 +19,10 @@ enum class DeviceKind {
   kVolume,        // what carries a file system or can: a logical volume, an array, a drive letter
 };
 
+constexpr bool IsPartition(DeviceKind kind) noexcept {
+  return kind == DeviceKind::kPartition || kind == DeviceKind::kOemPartition;
+}
+
 // Texts are UTF-8 and empty when unknown. A number or a flag that may be unknown is optional.
 struct BlockDevice {
   DeviceKind kind = DeviceKind::kDisk;
