@@ -51,10 +51,11 @@ std::vector<std::uint8_t> BytesOf(std::string_view text) {
 std::string GuidText(const KtGuid& guid) {
   std::array<char, 39> text{};
   const std::uint8_t* rest = &guid.Data4[0];
-  std::snprintf(text.data(), text.size(), "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
-                static_cast<unsigned>(guid.Data1), static_cast<unsigned>(guid.Data2),
-                static_cast<unsigned>(guid.Data3), rest[0], rest[1], rest[2], rest[3], rest[4],
-                rest[5], rest[6], rest[7]);
+  static_cast<void>(
+      std::snprintf(text.data(), text.size(), "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
+                    static_cast<unsigned>(guid.Data1), static_cast<unsigned>(guid.Data2),
+                    static_cast<unsigned>(guid.Data3), rest[0], rest[1], rest[2], rest[3], rest[4],
+                    rest[5], rest[6], rest[7]));
   return text.data();
 }
 

@@ -1,6 +1,5 @@
-#include <signal.h>
-
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <system_error>
 

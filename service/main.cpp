@@ -18,10 +18,11 @@ int main(int argc, char** argv) {
     ktsvc::StopSignal stop([&progress] { progress.SayStillStopping(); });
     return ktsvc::RunService(options, progress, stop);
   } catch (const ktsvc::CommandLineEnd& end) {
-    std::fputs(end.what(), end.status() == ktsvc::kExitOk ? stdout : stderr);
+    // Nobody is left to be told when this cannot be written.
+    static_cast<void>(std::fputs(end.what(), end.status() == ktsvc::kExitOk ? stdout : stderr));
     return end.status();
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "ktsvc: error: %s\n", error.what());
+    static_cast<void>(std::fprintf(stderr, "ktsvc: error: %s\n", error.what()));
     return ktsvc::kExitFailed;
   }
 }

@@ -1,8 +1,5 @@
 #include "property_text.h"
 
-#include <array>
-#include <cstdio>
-
 namespace ktsvc {
 namespace {
 
@@ -75,9 +72,7 @@ std::string QuotedText(const std::string& text) {
     } else if (c == '\t') {
       quoted += "\\t";
     } else if (byte < 0x20 || byte == 0x7F) {
-      std::array<char, 5> escape{};
-      std::snprintf(escape.data(), escape.size(), "\\x%02x", static_cast<unsigned>(byte));
-      quoted += escape.data();
+      quoted += "\\x" + HexText({&byte, 1});
     } else {
       quoted += c;
     }

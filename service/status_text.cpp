@@ -54,7 +54,8 @@ std::string_view StatusName(KtStatus status) noexcept {
 
 std::string StatusHex(KtStatus status) {
   std::array<char, 11> text{};
-  std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(status));
+  static_cast<void>(
+      std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(status)));
   return text.data();
 }
 

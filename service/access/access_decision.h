@@ -70,7 +70,7 @@ Decision Decide(const AccessPolicy& policy, const Caller& caller, const Action& 
 
 struct ConsideredLine {
   std::string where;     // "FILE:LINE" or "default"
-  std::string text;      // the line as it stands, or the rule in words
+  std::string text;      // the line, one blank between its words, or the rule in words
   bool applies = false;  // it matches the caller, or the control
   bool decides = false;  // it gives the held role, or sets the needed one
   std::string why;       // half a sentence

@@ -47,7 +47,7 @@ struct SubjectLine {
   std::optional<std::uint32_t> id;  // the number that the line gives
   Role role = Role::kNone;
   std::size_t number = 0;  // of the line in the file; 0 for the default policy
-  std::string text;        // the line as it stands
+  std::string text;        // the line, one blank between its words
 };
 
 // control INTERFACE SELECTOR CODE ROLE.

@@ -121,16 +121,13 @@ bool LineReader::Next(Line& line) {
 
     line.words.clear();
     std::size_t at = text.find_first_not_of(kBlanks);
-    const std::size_t begin = at;
-    std::size_t stop = at;
     while (at != std::string_view::npos && text[at] != '#') {
-      stop = std::min(text.find_first_of(kBlanks, at), text.size());
+      const std::size_t stop = std::min(text.find_first_of(kBlanks, at), text.size());
       line.words.push_back({text.substr(at, stop - at), ColumnAt(text, at)});
       at = text.find_first_not_of(kBlanks, stop);
     }
     if (!line.words.empty()) {
       line.number = number_;
-      line.text = text.substr(begin, stop - begin);
       return true;
     }
   }

@@ -26,7 +26,6 @@ struct Word {
 
 struct Line {
   std::size_t number = 0;   // from 1
-  std::string_view text;    // without comment and surrounding blanks
   std::vector<Word> words;  // never empty
 };
 

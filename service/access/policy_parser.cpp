@@ -46,6 +46,16 @@ std::optional<std::uint32_t> NumberFromText(std::string_view text) {
   return error == std::errc() && stop == end ? std::optional(value) : std::nullopt;
 }
 
+// The line with one blank between its words.
+std::string EvenText(const Line& line) {
+  std::string text;
+  for (const Word& word : line.words) {
+    text += text.empty() ? "" : " ";
+    text += word.text;
+  }
+  return text;
+}
+
 std::string StarText(const std::optional<std::uint32_t>& number) {
   return number ? std::to_string(*number) : std::string("*");
 }
@@ -139,7 +149,7 @@ void PolicyParser::AddSubject(const Line& line, SubjectLine::Kind kind) {
   SubjectLine subject;
   subject.kind = kind;
   subject.number = line.number;
-  subject.text = std::string(line.text);
+  subject.text = EvenText(line);
   if (kind == SubjectLine::Kind::kToken) {
     if (!IsTokenName(name.text)) {
       Fail(line, name, QuotedWord(name.text) + " is no name of a token",
@@ -185,7 +195,7 @@ void PolicyParser::AddControl(const Line& line) {
   control.code = ReadNumberOrStar(line, line.words[3], "control code");
   control.role = ReadRole(line, line.words[4]);
   control.number = line.number;
-  control.text = std::string(line.text);
+  control.text = EvenText(line);
 
   const std::string same = StarText(control.selector) + " " + StarText(control.code);
   RefuseSecond(line, "control " + InterfaceGuidText(*interfaceId) + " " + same,

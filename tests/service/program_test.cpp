@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "host_system.h"
+#include "service/json_search.h"
 #include "service/program.h"
 
 namespace ktsvc_test {
@@ -28,12 +28,6 @@ AssertionResult HoldsInOrder(const std::string& whole, const std::vector<std::st
     at += text.size();
   }
   return AssertionSuccess();
-}
-
-Json FindBy(const Json& array, const std::string& key, const std::string& value) {
-  const auto found = std::find_if(array.begin(), array.end(),
-                                  [&](const Json& entry) { return entry.at(key) == value; });
-  return found == array.end() ? Json() : *found;
 }
 
 // The document of a life of these providers; its exit status must be this.
