@@ -10,6 +10,11 @@
 
 namespace {
 
+// What is left of a wrapper that has been freed: a number to recognise it by.
+std::uintptr_t AddressOf(const CKtObject* object) noexcept {
+  return reinterpret_cast<std::uintptr_t>(object);
+}
+
 // Deletes a wrapper whose destructor is somebody else's code. Returns whether it threw.
 bool DeleteThrows(CKtObject* object) noexcept {
   try {
@@ -195,8 +200,9 @@ void CKtCustomObjectContainer::DrainQueueLocked() noexcept {
   while (!queue_.empty()) {
     const auto node = queue_.extract(queue_.begin());
     const Queued& queued = node.mapped();
+    const std::uintptr_t address = AddressOf(queued.object);
     const bool threw = DeleteThrows(queued.object);
-    if (queued.list != nullptr) ForgetLocked(node.key(), queued.object, queued.list);
+    if (queued.list != nullptr) ForgetLocked(node.key(), address, queued.list);
     if (threw) {
       kt::Trace(kt::kError,
                 "%S: ERROR: CKtCustomObjectContainer::FlushLazyDeleteQueue() : caught exception.");
@@ -212,25 +218,28 @@ void CKtCustomObjectContainer::DeleteObjectsLocked() {
     if (slot.object == nullptr || found == objects_.end() || found->second.object != slot.object) {
       continue;
     }
+    const std::uintptr_t address = AddressOf(slot.object);
     try {
       delete slot.object;
     } catch (...) {
-      ForgetLocked(id, slot.object, slot.list);
+      ForgetLocked(id, address, slot.list);
       throw;  // required: nothing is contained here
     }
-    ForgetLocked(id, slot.object, slot.list);
+    ForgetLocked(id, address, slot.list);
   }
 }
 
 // Takes a wrapper that has been freed out of whatever still names it. This comes after its
 // destructor, which may have wanted to Remove() the wrapper itself.
-void CKtCustomObjectContainer::ForgetLocked(const KtObjId& id, const CKtObject* object,
+void CKtCustomObjectContainer::ForgetLocked(const KtObjId& id, std::uintptr_t address,
                                             List* list) noexcept {
   const auto found = objects_.find(id);
-  if (found != objects_.end() && found->second.object == object) found->second = Slot{};
+  if (found != objects_.end() && AddressOf(found->second.object) == address) {
+    found->second = Slot{};
+  }
   const auto [first, last] = queue_.equal_range(id);
-  std::for_each(first, last, [object](auto& queued) {
-    if (queued.second.object == object) queued.second = Queued{nullptr, nullptr};
+  std::for_each(first, last, [address](auto& queued) {
+    if (AddressOf(queued.second.object) == address) queued.second = Queued{nullptr, nullptr};
   });
-  std::erase(*list, object);
+  std::erase_if(*list, [address](const CKtObject* named) { return AddressOf(named) == address; });
 }

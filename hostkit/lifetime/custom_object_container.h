@@ -20,6 +20,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -114,7 +115,7 @@ class CKtCustomObjectContainer {
   [[nodiscard]] Queued& QueueLocked(const KtObjId& id, const Slot& slot) KT_REQUIRES(lock_);
   void DrainQueueLocked() noexcept KT_REQUIRES(lock_);
   void DeleteObjectsLocked() KT_REQUIRES(lock_);
-  void ForgetLocked(const KtObjId& id, const CKtObject* object, List* list) noexcept
+  void ForgetLocked(const KtObjId& id, std::uintptr_t address, List* list) noexcept
       KT_REQUIRES(lock_);
 
   mutable kt::Lock lock_ KT_ACQUIRED_AFTER(kt::rank::container);
