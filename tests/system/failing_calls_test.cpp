@@ -27,7 +27,9 @@ class EveryFailingCall : public SystemTest {
           before();
           arm();
           EXPECT_NO_THROW(armed());
-          if (!kt::GetApiState().shutting_down) EXPECT_EQ(__KtApiShutdown(0), 0u);
+          if (!kt::GetApiState().shutting_down) {
+            EXPECT_EQ(__KtApiShutdown(0), 0u);
+          }
           EXPECT_TRUE(fake::Traced(6, "hostkit::__KtApiShutdown(), completed."));
           kt::ReleaseModule();
           EXPECT_TRUE(fake::NothingKept());

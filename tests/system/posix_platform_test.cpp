@@ -393,7 +393,9 @@ TEST(PosixMachine, TellsTheKernelsMajorVersionAndNoServicePack) {
   EXPECT_EQ(machine.major_version, std::stoul(names.release));
   EXPECT_EQ(machine.service_pack_major, 0u);
   EXPECT_FALSE(machine.emulated);
-  if (std::string(names.machine) == "x86_64") EXPECT_EQ(machine.architecture, 9u);
+  if (std::string(names.machine) == "x86_64") {
+    EXPECT_EQ(machine.architecture, 9u);
+  }
 }
 
 }  // namespace

@@ -33,7 +33,8 @@ TEST_F(QueryRegistry, AllocatesTwoBuffersOfTheValuesSize) {
   Query(KT_W("VersionName"));
   EXPECT_EQ(framework_.CountOf("_KtAlloc"), 2u);
   for (const fake::Call& call : framework_.Calls()) {
-    if (call.function == "_KtAlloc") EXPECT_EQ(call.arguments, "8");
+    if (call.function != "_KtAlloc") continue;
+    EXPECT_EQ(call.arguments, "8");
   }
 }
 

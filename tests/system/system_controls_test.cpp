@@ -183,7 +183,8 @@ TEST_F(ProviderVersion, IsAllocatedWithItsTerminator) {
   _KtFree(text);
   ASSERT_EQ(framework_.CountOf("_KtAlloc"), 1u);
   for (const fake::Call& call : framework_.Calls()) {
-    if (call.function == "_KtAlloc") EXPECT_EQ(call.arguments, "32");
+    if (call.function != "_KtAlloc") continue;
+    EXPECT_EQ(call.arguments, "32");
   }
 }
 
