@@ -48,7 +48,7 @@ std::filesystem::path LocateModule(std::string_view word, const std::filesystem:
   const bool isPath = IsModulePath(word);
   const std::filesystem::path named =
       isPath ? PathFromText(word) : folder / PathFromText(std::string(word).append(ModuleSuffix()));
-  const std::filesystem::path file = std::filesystem::absolute(named).lexically_normal();
+  std::filesystem::path file = std::filesystem::absolute(named).lexically_normal();
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(file, error);
   if (std::filesystem::is_directory(status)) {

@@ -32,6 +32,8 @@ constexpr const char* kRunFooter =
     "7 nothing.\n"
     "Exit status: 0 all went well, 1 a provider failed or kept something, 2 wrong words here.";
 
+constexpr const char* kRun = "run";
+
 std::string Version() {
   return std::string("ktsvc ") + KTSVC_VERSION;
 }
@@ -75,21 +77,23 @@ Options ParseCommandLine(std::vector<std::string> words) {
   app.set_version_flag("--version", Version(), "Show the version and end");
   app.require_subcommand(1);
 
-  CLI::App* run = app.add_subcommand("run", "Load providers and serve them");
+  CLI::App* run = app.add_subcommand(kRun, "Load providers and serve them");
   run->footer(kRunFooter);
   run->add_option("PROVIDER", options.providers,
                   "Modules in the order of loading: a name that is looked for in the module\n"
                   "folder, or a path (it holds a separator or ends in .so or .dll)")
-      ->required();
+      ->required()
+      ->type_name("");
   run->add_option("--module-folder", moduleFolder, "Where modules are looked for by name")
       ->type_name("DIR");
   run->add_flag("--once", options.once,
                 "One whole life without waiting: load, announce that all is up, ask the system\n"
                 "object for its trace level, show types and objects, end");
   run->add_flag("--json", options.json, "Results as one JSON document, written at the end");
-  run->add_option("--trace-level", options.traceLevel, "Lowest level of the trace (default 4)")
+  run->add_option("--trace-level", options.traceLevel,
+                  "Lowest level of the trace, 0 to 7 (default 4)")
       ->type_name("N")
-      ->check(CLI::Range(0U, 7U));
+      ->check(CLI::Range(0U, 7U).description(""));
   run->add_option("--trace-file", traceFile, "Append the trace to FILE, not to standard error")
       ->type_name("FILE");
   run->add_option("--registry", registry,
@@ -104,11 +108,17 @@ Options ParseCommandLine(std::vector<std::string> words) {
   if (words.empty()) {
     throw CommandLineEnd(app.help(), kExitUsage);
   }
+  if (words.front() == "help") {
+    throw CommandLineEnd(app.help(), kExitOk);
+  }
+  if (words.front() != kRun && words.front().rfind('-', 0) != 0) {
+    Refuse("there is no command \"" + words.front() + "\"", "ktsvc --help");
+  }
   try {
     std::reverse(words.begin(), words.end());  // the parser takes them from the end
     app.parse(words);
   } catch (const CLI::CallForHelp&) {
-    throw CommandLineEnd(run->parsed() ? run->help() : app.help(), kExitOk);
+    throw CommandLineEnd(run->parsed() ? run->help("ktsvc") : app.help(), kExitOk);
   } catch (const CLI::CallForVersion&) {
     throw CommandLineEnd(Version() + "\n", kExitOk);
   } catch (const CLI::ParseError& error) {

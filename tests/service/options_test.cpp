@@ -83,8 +83,18 @@ TEST(CommandLine, ShowsTheHelpAndFailsWithoutWords) {
   EXPECT_NE(text.find("ktsvc run --once hostkit blockdev"), std::string::npos) << text;
 }
 
+TEST(CommandLine, NamesTheCommandThatIsNone) {
+  EXPECT_EQ(EndOf({"walk", "a"}).first, "ktsvc: there is no command \"walk\"\nTry: ktsvc --help\n");
+}
+
+TEST(CommandLine, ShowsHowRunIsWritten) {
+  const std::string text = EndOf({"run", "--help"}).first;
+  EXPECT_NE(text.find("Usage: ktsvc run [OPTIONS] PROVIDER..."), std::string::npos) << text;
+}
+
 TEST(CommandLine, ShowsHelpThatTeachesWithExamples) {
-  for (const Words& words : {Words{"--help"}, Words{"run", "--help"}, Words{"run", "a", "-h"}}) {
+  for (const Words& words :
+       {Words{"--help"}, Words{"help"}, Words{"run", "--help"}, Words{"run", "a", "-h"}}) {
     const auto [text, status] = EndOf(words);
     EXPECT_EQ(status, kExitOk);
     EXPECT_NE(text.find("Examples:"), std::string::npos) << text;
