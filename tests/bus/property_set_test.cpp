@@ -385,10 +385,10 @@ TEST_F(PropertySetTest, EightThreadsOnOneSetLoseNothing) {
       for (int i = 0; i < kEach; ++i) {
         const std::string own = std::to_string(t) + "." + std::to_string(i);
         EXPECT_EQ(AddUint32(set_, own.c_str(), 1), kOk);
-        AddUint32(set_, ("shared" + std::to_string(i)).c_str(), 1);
+        const std::string shared = "shared" + std::to_string(i);
+        AddUint32(set_, shared.c_str(), 1);
         const std::uint32_t value = static_cast<std::uint32_t>(t);
-        const cuvo_property record =
-            Record(("shared" + std::to_string(i)).c_str(), TYPE_UINT32, 4, &value);
+        const cuvo_property record = Record(shared.c_str(), TYPE_UINT32, 4, &value);
         const KtStatus status = PsSetProperty(set_, &record);
         EXPECT_TRUE(status == kOk || status == kUnchanged || status == kNoProperty);
         Find(set_, own.c_str());
