@@ -150,3 +150,22 @@ std::string KindName::GetName(int) {
   if (std::is_same_v<T, CKtI18N> || std::is_same_v<T, CKtI18NFM>) name += "Deep";
   return name;
 }
+
+// Messages with insertion sets are not made in braces, where they would be copied once more.
+template <typename T>
+std::vector<T> Samples() {
+  std::vector<T> samples;
+  samples.reserve(2);
+  samples.push_back(Sample<T>::One());
+  samples.push_back(Sample<T>::Two());
+  return samples;
+}
+
+template <typename T>
+bool SameLists(const std::vector<T>& left, const std::vector<T>& right) {
+  if (left.size() != right.size()) return false;
+  for (std::size_t i = 0; i < left.size(); ++i) {
+    if (!Same(left[i], right[i])) return false;
+  }
+  return true;
+}
