@@ -22,10 +22,13 @@ struct Group {
 // The groups that a whole life of the service with these two shows, by name.
 std::map<std::string, Group> GroupsOfALife() {
   const ktsvc_test::ScratchFolder folder;
-  const ktsvc_test::Result result = ktsvc_test::RunKtsvc(
-      {"run", "--once", "--json", "--registry", ktsvc::PathText(folder.path()), "--module-folder",
-       ktsvc::PathText(ktsvc_test::BuiltModules()), "hostkit", "blockdev"},
-      ktsvc_test::HarmlessServices(folder));
+  ktsvc_test::Environment environment = ktsvc_test::HarmlessServices(folder);
+  // An empty registry, where the registry is a folder; Windows has its own.
+  environment["KT_REGISTRY"] = ktsvc::PathText(folder.path());
+  const ktsvc_test::Result result =
+      ktsvc_test::RunKtsvc({"run", "--once", "--json", "--module-folder",
+                            ktsvc::PathText(ktsvc_test::BuiltModules()), "hostkit", "blockdev"},
+                           environment);
   EXPECT_EQ(result.status, 0) << result.errors;
   std::map<std::string, Group> groups;
   const Json life = Json::parse(result.output, nullptr, false);
