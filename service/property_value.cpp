@@ -101,7 +101,7 @@ Element ReadElement(std::uint32_t type, const void* array, std::size_t index) {
     case TYPE_KTOBJID:
       return ElementAt<KtGuid>(array, index);
     case TYPE_PROPSET: {
-      KtPropset nested = ElementAt<KtPropset>(array, index);
+      auto* nested = static_cast<KtPropset>(ElementAt<void*>(array, index));
       return nested == nullptr ? Element() : Element(ReadPropertySet(nested));
     }
     case TYPE_I18N:

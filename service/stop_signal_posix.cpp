@@ -1,10 +1,10 @@
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <system_error>
 #include <thread>
 

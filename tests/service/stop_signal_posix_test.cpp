@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
-#include <signal.h>
 
+#include <csignal>
 #include <future>
 
 #include "stop_signal.h"
