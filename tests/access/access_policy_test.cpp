@@ -47,7 +47,7 @@ TEST(AccessPolicyParse, ReadsUsersGroupsAndTokensInOrder) {
   const AccessPolicy policy = Parse(
       "# who\n"
       "user alice admin\n"
-      "user 1001 operator\n"
+      " user\t1001   operator \n"
       "group disk observer  # they only look\n"
       "group 990 operator\n"
       "token ci admin\n");

@@ -31,7 +31,7 @@ class TemporaryFolder {
 
   // A file with that content, writable and readable by its owner alone.
   [[nodiscard]] std::filesystem::path File(std::string_view name, std::string_view content) const {
-    const std::filesystem::path file = path_ / name;
+    std::filesystem::path file = path_ / name;
     std::ofstream(file, std::ios::binary) << content;
     std::filesystem::permissions(
         file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
