@@ -18,7 +18,7 @@ class BuiltProviders : public testing::Test {
     Environment environment = HarmlessServices(folder_);
     environment["KT_REGISTRY"] = ktsvc::PathText(folder_.path());
     words.insert(words.begin(), {"run", "--once"});
-    Result result = RunKtsvc(std::move(words), std::move(environment));
+    Result result = RunKtsvc(std::move(words), environment);
     EXPECT_EQ(result.status, 0) << result.errors << result.output;
     return result;
   }

@@ -13,16 +13,11 @@ constexpr std::chrono::milliseconds kPause{10};
 
 }  // namespace
 
-Program::Program(std::vector<std::string> words, Environment environment)
-    : process_(std::make_unique<Process>(std::move(words), std::move(environment),
-                                         folder_.path() / "output", folder_.path() / "errors")) {}
+Program::Program(std::vector<std::string> words, const Environment& environment)
+    : process_(std::make_unique<Process>(std::move(words), environment, folder_.path() / "output",
+                                         folder_.path() / "errors")) {}
 
-Program::~Program() {
-  if (!HasEnded()) {
-    process_->Kill();
-    Wait();
-  }
-}
+Program::~Program() = default;
 
 Result Program::Wait() {
   while (!HasEnded()) {
@@ -60,8 +55,8 @@ bool Program::HasEnded() {
   return process_->HasEnded();
 }
 
-Result RunKtsvc(std::vector<std::string> words, Environment environment) {
-  return Program(std::move(words), std::move(environment)).Wait();
+Result RunKtsvc(std::vector<std::string> words, const Environment& environment) {
+  return Program(std::move(words), environment).Wait();
 }
 
 std::filesystem::path TestModules() {

@@ -26,7 +26,7 @@ struct Result {
 class Program {
  public:
   // Starts it with these words.
-  explicit Program(std::vector<std::string> words, Environment environment = {});
+  explicit Program(std::vector<std::string> words, const Environment& environment = {});
 
   // Ends it when it still runs.
   ~Program();
@@ -55,7 +55,7 @@ class Program {
 };
 
 // Starts it with these words and waits for its end.
-Result RunKtsvc(std::vector<std::string> words, Environment environment = {});
+Result RunKtsvc(std::vector<std::string> words, const Environment& environment = {});
 
 // The folder of the tests' own modules, and of those of the build.
 std::filesystem::path TestModules();

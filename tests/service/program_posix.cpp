@@ -23,13 +23,14 @@ std::vector<std::string> MergedEnvironment(const Environment& changes) {
     }
   }
   for (const auto& [name, value] : changes) {
-    merged.push_back(name + "=" + value);
+    merged.emplace_back(name).append("=").append(value);
   }
   return merged;
 }
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) {
     pointers.push_back(text.data());
   }
@@ -39,7 +40,7 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
-Program::Process::Process(std::vector<std::string> words, Environment environment,
+Program::Process::Process(std::vector<std::string> words, const Environment& environment,
                           const std::filesystem::path& output,
                           const std::filesystem::path& errors) {
   const std::string program = (ktsvc::ProgramFolder() / "ktsvc").string();
@@ -63,7 +64,12 @@ Program::Process::Process(std::vector<std::string> words, Environment environmen
   id_ = child;
 }
 
-Program::Process::~Process() = default;
+Program::Process::~Process() {
+  if (!HasEnded()) {
+    Signal(SIGKILL);
+    waitpid(static_cast<pid_t>(id_), nullptr, 0);
+  }
+}
 
 bool Program::Process::HasEnded() {
   int status = 0;
@@ -76,10 +82,6 @@ bool Program::Process::HasEnded() {
 
 void Program::Process::Signal(int number) {
   kill(static_cast<pid_t>(id_), number);
-}
-
-void Program::Process::Kill() {
-  Signal(SIGKILL);
 }
 
 Environment HarmlessServices(const ScratchFolder& folder) {

@@ -11,8 +11,9 @@ namespace ktsvc_test {
 
 class Program::Process {
  public:
-  Process(std::vector<std::string> words, Environment environment,
+  Process(std::vector<std::string> words, const Environment& environment,
           const std::filesystem::path& output, const std::filesystem::path& errors);
+  // Ends it when it still runs.
   ~Process();
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -22,7 +23,6 @@ class Program::Process {
   [[nodiscard]] int Status() const noexcept { return status_; }
 
   void Signal(int number);
-  void Kill();
 
  private:
   // A process id, or a handle.

@@ -29,7 +29,7 @@ HANDLE OpenForChild(const std::filesystem::path& file) {
 
 }  // namespace
 
-Program::Process::Process(std::vector<std::string> words, Environment environment,
+Program::Process::Process(std::vector<std::string> words, const Environment& environment,
                           const std::filesystem::path& output,
                           const std::filesystem::path& errors) {
   for (const auto& [name, value] : environment) {
@@ -58,7 +58,12 @@ Program::Process::Process(std::vector<std::string> words, Environment environmen
 }
 
 Program::Process::~Process() {
-  CloseHandle(reinterpret_cast<HANDLE>(id_));
+  HANDLE process = reinterpret_cast<HANDLE>(id_);
+  if (!HasEnded()) {
+    TerminateProcess(process, 1);
+    WaitForSingleObject(process, INFINITE);
+  }
+  CloseHandle(process);
 }
 
 bool Program::Process::HasEnded() {
@@ -74,10 +79,6 @@ bool Program::Process::HasEnded() {
 
 void Program::Process::Signal(int /*number*/) {
   throw std::logic_error("there are no signals");
-}
-
-void Program::Process::Kill() {
-  TerminateProcess(reinterpret_cast<HANDLE>(id_), 1);
 }
 
 // The command interpreter's service commands reach no service of the machine here.

@@ -23,7 +23,7 @@ ScratchFolder::~ScratchFolder() {
 
 std::filesystem::path ScratchFolder::Write(const std::string& name,
                                            const std::string& content) const {
-  const std::filesystem::path file = path_ / name;
+  std::filesystem::path file = path_ / name;
   std::ofstream stream(file, std::ios::binary);
   stream << content;
   stream.close();

@@ -15,7 +15,7 @@ TEST(StopSignalHandling, TakesEachSignalAsAWishAndNamesIt) {
       {SIGINT, "SIGINT"}, {SIGTERM, "SIGTERM"}, {SIGHUP, "SIGHUP"}};
   for (const auto& [number, name] : signals) {
     StopSignal stop([] {});
-    raise(number);
+    ASSERT_EQ(raise(number), 0);
     stop.Wait();
     EXPECT_EQ(stop.Reason(), name);
   }
@@ -24,15 +24,15 @@ TEST(StopSignalHandling, TakesEachSignalAsAWishAndNamesIt) {
 TEST(StopSignalHandling, CallsBackForTheSecondSignal) {
   std::promise<void> called;
   StopSignal stop([&called] { called.set_value(); });
-  raise(SIGTERM);
+  ASSERT_EQ(raise(SIGTERM), 0);
   stop.Wait();
-  raise(SIGTERM);
+  ASSERT_EQ(raise(SIGTERM), 0);
   called.get_future().wait();
   EXPECT_EQ(stop.Reason(), "SIGTERM");
 }
 
 TEST(StopSignalHandling, GivesTheSignalsTheirFormerMeaningBack) {
-  signal(SIGTERM, &Former);
+  ASSERT_NE(signal(SIGTERM, &Former), SIG_ERR);
   {
     const StopSignal stop([] {});
   }
@@ -40,11 +40,11 @@ TEST(StopSignalHandling, GivesTheSignalsTheirFormerMeaningBack) {
 }
 
 TEST(StopSignalHandling, LeavesAHangUpIgnoredWhereItWas) {
-  signal(SIGHUP, SIG_IGN);
+  ASSERT_NE(signal(SIGHUP, SIG_IGN), SIG_ERR);
   {
     StopSignal stop([] {});
-    raise(SIGHUP);
-    raise(SIGINT);
+    ASSERT_EQ(raise(SIGHUP), 0);
+    ASSERT_EQ(raise(SIGINT), 0);
     stop.Wait();
     EXPECT_EQ(stop.Reason(), "SIGINT");
   }
