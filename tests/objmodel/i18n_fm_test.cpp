@@ -82,6 +82,7 @@ TEST_F(I18NFM, CopyDuplicatesTheInsertionSetAndAimsAtItsOwnName) {
   for (const char* name : kNames) {
     const CKtI18NFM source = With(name, {{1, "A"}});
     framework_.ForgetCalls();
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is what is tested
     const CKtI18NFM copy(source);
     EXPECT_EQ(framework_.CallNames(), (std::vector<std::string>{"PsCopyPropset"}));
     EXPECT_TRUE(AimsAtItself(copy, name));
@@ -110,10 +111,11 @@ TEST_F(I18NFM, MoveTakesTheInsertionSetAndAimsAtItsOwnName) {
     EXPECT_TRUE(framework_.CallNames().empty());
     EXPECT_EQ(moved.Insertions(), insertions);
     EXPECT_TRUE(AimsAtItself(moved, name));
-    // NOLINTBEGIN(bugprone-use-after-move): what is left of the source is promised
+    // NOLINTBEGIN(bugprone-use-after-move,clang-analyzer-cplusplus.Move): what is left of the
+    // source is promised
     EXPECT_EQ(source.Insertions(), nullptr);
     EXPECT_EQ(source.Record().message.name, source.Name().c_str());
-    // NOLINTEND(bugprone-use-after-move)
+    // NOLINTEND(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
   }
 }
 
@@ -147,6 +149,7 @@ TEST_F(I18NFM, SurvivesBeingAssignedToItself) {
 
 TEST_F(I18NFM, LivesInListsThatGrow) {
   std::vector<CKtI18NFM> messages;
+  // NOLINTNEXTLINE(performance-inefficient-vector-operation): growing is what is tested
   for (int i = 0; i < 10; ++i) messages.push_back(With(kNames[i % 2], {{1, "A"}}));
   messages.erase(messages.begin());
   for (const CKtI18NFM& message : messages) {
@@ -182,6 +185,7 @@ TEST_F(I18NFM, CopyTracesAndThrowsWhenTheSetCannotBeCopied) {
   for (const KtStatus status : fake::kFailures) {
     framework_.ForgetTraces();
     framework_.FailCall("PsCopyPropset", 1, status);
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is what is tested
     EXPECT_EQ(ThrownBy([&] { const CKtI18NFM copy(source); }), status);
     EXPECT_EQ(framework_.Traces(), std::vector{Error(kCopyFailed)});
   }

@@ -14,7 +14,6 @@
 namespace {
 
 using fake::Error;
-using fake::Info;
 using fake::Warning;
 using Names = std::vector<std::string>;
 

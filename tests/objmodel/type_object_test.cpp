@@ -183,7 +183,7 @@ TEST_F(TypeObject, AnyOtherFailureGivesTheGenericMessageWithTheStatusInHexadecim
       framework_.FailCall(flags == 0 ? "ObCreateTypeObject" : "ObCreateTypeObjectEx", 1, status);
       EXPECT_EQ(ThrownBy([&] { type.Register(); }), status);
       char hexadecimal[16];
-      std::snprintf(hexadecimal, sizeof hexadecimal, "%x", status);
+      static_cast<void>(std::snprintf(hexadecimal, sizeof hexadecimal, "%x", status));
       EXPECT_EQ(framework_.Traces(),
                 std::vector{Error(std::string("ERROR: Type registration failed for type: disk, ") +
                                   hexadecimal)});
