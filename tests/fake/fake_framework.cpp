@@ -38,6 +38,7 @@ std::vector<std::string> NamesOf(const State& state, bool alerts) {
 
 std::vector<KtGuid> InterfacesIn(const std::vector<Attachment>& attachments) {
   std::vector<KtGuid> interfaces;
+  interfaces.reserve(attachments.size());
   for (const Attachment& attachment : attachments) interfaces.push_back(attachment.interface_id);
   return interfaces;
 }
@@ -264,6 +265,7 @@ void Framework::AddType(const std::string& name, const std::vector<std::string>&
   State& state = State::Get();
   const Guard guard(state.mutex);
   std::vector<const char*> names;
+  names.reserve(superclasses.size() + 1);
   for (const std::string& superclass : superclasses) names.push_back(superclass.c_str());
   names.push_back(nullptr);
   KtObjId id{};
@@ -336,6 +338,7 @@ std::vector<KtObjId> Framework::ObjectsOf(const std::string& type) const {
     if (object.type == type) in_order[object.order] = id;
   }
   std::vector<KtObjId> ids;
+  ids.reserve(in_order.size());
   for (const auto& [order, id] : in_order) ids.push_back(id);
   return ids;
 }

@@ -7,7 +7,6 @@
 
 namespace {
 
-using fake::Framework;
 using fake::FrameworkTest;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -28,14 +27,15 @@ cuvo_property UInt32(const char* name, std::uint32_t& value) {
 TEST_F(FakePropsets, AddRefusesANameThatIsThereAndSetOneThatIsNot) {
   KtPropset set = nullptr;
   ASSERT_EQ(PsCreatePropset(&set), 0u);
-  std::uint32_t number = 7;
-  const cuvo_property property = UInt32("a", number);
+  std::uint32_t seven = 7;
+  std::uint32_t eight = 8;
+  const cuvo_property property = UInt32("a", seven);
+  const cuvo_property other = UInt32("a", eight);
   EXPECT_EQ(PsSetProperty(set, &property), 0xC1000011u);
   EXPECT_EQ(PsAddProperty(set, &property), 0u);
   EXPECT_EQ(PsAddProperty(set, &property), 0xC1000013u);
   EXPECT_EQ(PsSetProperty(set, &property), 0x41000012u);
-  number = 8;
-  EXPECT_EQ(PsSetProperty(set, &property), 0u);
+  EXPECT_EQ(PsSetProperty(set, &other), 0u);
   EXPECT_EQ(framework_.PropertiesOf(set).at(0).text, "8");
   EXPECT_EQ(PsDestroyPropset(set), 0u);
 }
@@ -417,6 +417,7 @@ TEST_F(FakeSections, AreReentrantAndKeepOtherThreadsOut) {
   KtInitializeCriticalSection(&section);
   int counter = 0;
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int thread = 0; thread < 4; ++thread) {
     threads.emplace_back([&] {
       for (int round = 0; round < 200; ++round) {

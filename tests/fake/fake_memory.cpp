@@ -8,7 +8,6 @@
 
 #include "fake/fake_state.h"
 
-using fake::Block;
 using fake::Guard;
 using fake::Section;
 using fake::State;
@@ -21,7 +20,8 @@ constexpr auto kMalformed = static_cast<std::size_t>(-1);
 
 Section* SectionOf(const KtCriticalSection* section) {
   if (section == nullptr || section->opaque[1] != kSectionMark) return nullptr;
-  return reinterpret_cast<Section*>(static_cast<std::uintptr_t>(section->opaque[0]));
+  return reinterpret_cast<Section*>(  // NOLINT(performance-no-int-to-ptr): our own, put there
+      static_cast<std::uintptr_t>(section->opaque[0]));
 }
 
 void NoteSection(const char* function, const void* section) {

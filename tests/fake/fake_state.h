@@ -138,8 +138,9 @@ class State {
   // ---- Handles
   template <typename Handle>
   Handle NewHandle(HandleKind kind) {
-    return reinterpret_cast<Handle>((static_cast<std::uintptr_t>(kind) << 40u) |
-                                    (++last_handle << 4u));
+    const std::uintptr_t number =
+        (static_cast<std::uintptr_t>(kind) << 40u) | (++last_handle << 4u);
+    return reinterpret_cast<Handle>(number);  // NOLINT(performance-no-int-to-ptr): never followed
   }
   bool IsDatabase(KtDatabase handle) const { return databases.count(handle) != 0; }
   bool IsProvider(KtProvider handle) const { return providers.count(handle) != 0; }

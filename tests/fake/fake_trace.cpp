@@ -94,13 +94,13 @@ std::string IntegerText(std::uint64_t magnitude, bool negative, const Conversion
   char buffer[32];
   const auto printed = static_cast<unsigned long long>(magnitude);
   if (conversion.kind == 'x') {
-    std::snprintf(buffer, sizeof buffer, "%llx", printed);
+    static_cast<void>(std::snprintf(buffer, sizeof buffer, "%llx", printed));
   } else if (conversion.kind == 'X') {
-    std::snprintf(buffer, sizeof buffer, "%llX", printed);
+    static_cast<void>(std::snprintf(buffer, sizeof buffer, "%llX", printed));
   } else if (conversion.kind == 'o') {
-    std::snprintf(buffer, sizeof buffer, "%llo", printed);
+    static_cast<void>(std::snprintf(buffer, sizeof buffer, "%llo", printed));
   } else {
-    std::snprintf(buffer, sizeof buffer, "%llu", printed);
+    static_cast<void>(std::snprintf(buffer, sizeof buffer, "%llu", printed));
   }
   std::string digits = buffer;
   const auto least = static_cast<std::size_t>(std::max(conversion.precision, 0));
@@ -186,9 +186,10 @@ std::string Format(const char* format, va_list arguments) {
       }
       case 'p': {
         char buffer[32];
-        std::snprintf(buffer, sizeof buffer, "%016llX",
-                      static_cast<unsigned long long>(
-                          reinterpret_cast<std::uintptr_t>(va_arg(arguments, void*))));
+        static_cast<void>(
+            std::snprintf(buffer, sizeof buffer, "%016llX",
+                          static_cast<unsigned long long>(
+                              reinterpret_cast<std::uintptr_t>(va_arg(arguments, void*)))));
         line += Padded(buffer, conversion);
         break;
       }

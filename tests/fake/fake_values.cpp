@@ -41,7 +41,10 @@ std::vector<std::uint8_t> BytesAt(const void* data, std::size_t size) {
 template <typename T>
 T ElementAt(const void* array, std::size_t index) {
   T element;
-  std::memcpy(&element, static_cast<const char*>(array) + index * sizeof(T), sizeof(T));
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): elements that are pointers are meant too
+  constexpr std::size_t kWidth = sizeof element;
+  std::memcpy(static_cast<void*>(&element), static_cast<const char*>(array) + index * kWidth,
+              kWidth);
   return element;
 }
 
@@ -175,6 +178,7 @@ class Layout {
 
 template <typename T>
 void* PlaceAll(Layout& layout, const std::vector<T>& elements) {
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): lists of pointers are meant
   return layout.Place(elements.data(), elements.size() * sizeof(T));
 }
 
@@ -342,13 +346,14 @@ cuvo_property* MakeRecord(const NamedValue& property, const BlockMaker& allocate
 
 std::string GuidToText(const KtGuid& guid) {
   char text[40];
-  std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
-                static_cast<unsigned>(guid.Data1), static_cast<unsigned>(guid.Data2),
-                static_cast<unsigned>(guid.Data3), static_cast<unsigned>(guid.Data4[0]),
-                static_cast<unsigned>(guid.Data4[1]), static_cast<unsigned>(guid.Data4[2]),
-                static_cast<unsigned>(guid.Data4[3]), static_cast<unsigned>(guid.Data4[4]),
-                static_cast<unsigned>(guid.Data4[5]), static_cast<unsigned>(guid.Data4[6]),
-                static_cast<unsigned>(guid.Data4[7]));
+  static_cast<void>(
+      std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
+                    static_cast<unsigned>(guid.Data1), static_cast<unsigned>(guid.Data2),
+                    static_cast<unsigned>(guid.Data3), static_cast<unsigned>(guid.Data4[0]),
+                    static_cast<unsigned>(guid.Data4[1]), static_cast<unsigned>(guid.Data4[2]),
+                    static_cast<unsigned>(guid.Data4[3]), static_cast<unsigned>(guid.Data4[4]),
+                    static_cast<unsigned>(guid.Data4[5]), static_cast<unsigned>(guid.Data4[6]),
+                    static_cast<unsigned>(guid.Data4[7])));
   return text;
 }
 
@@ -429,7 +434,8 @@ std::string ValueToText(const Value& value) {
       std::string text;
       for (const std::uint8_t byte : value.bytes) {
         char digits[3];
-        std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(byte));
+        static_cast<void>(
+            std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(byte)));
         text += digits;
       }
       return text;
