@@ -44,7 +44,8 @@ class AlertTable {
 
   void DropAll(const Provider& publisher) KT_EXCLUDES(lock_) {
     const MutexGuard guard(lock_);
-    std::erase_if(definitions_, [&](const auto& row) { return row.second.publisher == &publisher; });
+    std::erase_if(definitions_,
+                  [&](const auto& row) { return row.second.publisher == &publisher; });
   }
 
   std::optional<Definition> Find(const std::string& name) const KT_EXCLUDES(lock_) {

@@ -8,7 +8,9 @@ namespace {
 
 thread_local Account* running_account = nullptr;
 
-std::uintptr_t Number(const void* address) noexcept { return std::bit_cast<std::uintptr_t>(address); }
+std::uintptr_t Number(const void* address) noexcept {
+  return std::bit_cast<std::uintptr_t>(address);
+}
 
 }  // namespace
 
@@ -49,12 +51,16 @@ Account& Asker(const void* return_address) {
   return Ledger::Get().host();
 }
 
-Account* RunningAccount() noexcept { return running_account; }
+Account* RunningAccount() noexcept {
+  return running_account;
+}
 
 RunningAs::RunningAs(Account& account) noexcept : previous_(running_account) {
   running_account = &account;
 }
 
-RunningAs::~RunningAs() { running_account = previous_; }
+RunningAs::~RunningAs() {
+  running_account = previous_;
+}
 
 }  // namespace kt::bus

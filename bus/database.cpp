@@ -91,8 +91,7 @@ PropertySet& Database::FindProperties(const KtObjId& id, std::shared_ptr<Object>
 }
 
 KtObjId Database::CreateObject(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags) {
-  auto object =
-      std::make_shared<Object>(type, std::move(owner), flags, next_object_.fetch_add(1));
+  auto object = std::make_shared<Object>(type, std::move(owner), flags, next_object_.fetch_add(1));
   objects_.Enter(object);
   try {
     type.Enter(object);
@@ -186,8 +185,7 @@ KtStatus Database::Subscribe(const std::shared_ptr<Provider>& provider, const ch
 }
 
 bool Database::WaitForDelivery(std::uint32_t milliseconds) const {
-  const auto deadline =
-      std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   const auto providers = Providers();
   std::vector<std::uint64_t> counts;
   counts.reserve(providers.size());

@@ -108,8 +108,7 @@ KtStatus EvRaiseEvent(KtDatabase database, KtProvider provider, const char* name
 }
 
 KtStatus KtBusRaiseEvent(KtDatabase database, const char* name, KtPropset properties) {
-  return Answer(
-      [&] { return kt::bus::RaiseEvent(*Database::Find(database), name, properties); });
+  return Answer([&] { return kt::bus::RaiseEvent(*Database::Find(database), name, properties); });
 }
 
 KtStatus ObPublishAlert(KtDatabase database, KtProvider provider,

@@ -3,6 +3,10 @@
 namespace kt::bus {
 
 bool Family::IsAncestor(const KtObjId& ancestor, const KtObjId& object) const {
+  if (ObjIdEqual{}(ancestor, object)) return true;
+  // What has no children is nobody's ancestor: new objects are attached without a walk.
+  const auto known = nodes_.find(ancestor);
+  if (known == nodes_.end() || known->second.children.empty()) return false;
   Ids seen;
   std::vector<KtObjId> open{object};
   while (!open.empty()) {

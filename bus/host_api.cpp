@@ -113,8 +113,7 @@ KtStatus KtBusProviderVersion(KtProvider provider, KtWchar** out) {
   });
 }
 
-KtStatus KtBusProviderGetAttr(KtProvider provider, uint64_t a, uint64_t b, uint64_t c,
-                              uint64_t d) {
+KtStatus KtBusProviderGetAttr(KtProvider provider, uint64_t a, uint64_t b, uint64_t c, uint64_t d) {
   return Answer([&] { return FindProvider(provider)->GetAttr(a, b, c, d); });
 }
 
@@ -138,8 +137,8 @@ KtStatus KtBusSendControl(KtDatabase database, const KtObjId* object, const KtGu
     const GivenOrEmpty in(input);
     const GivenOrEmpty out(output);
     KtStatus answer = kOk;
-    const KtStatus asked = provider->Control(*object, *interfaceId, selector, controlCode,
-                                             in.get(), out.get(), answer);
+    const KtStatus asked = provider->Control(*object, *interfaceId, selector, controlCode, in.get(),
+                                             out.get(), answer);
     if (asked == kOk) *providerStatus = answer;
     return asked;
   });

@@ -27,7 +27,9 @@ void HandOutIds(const std::vector<KtObjId>& ids, Account& account, KtObjId** lis
 
 namespace {
 
-bool IsName(const char* name) noexcept { return name != nullptr && *name != '\0'; }
+bool IsName(const char* name) noexcept {
+  return name != nullptr && *name != '\0';
+}
 
 KtStatus CreateType(KtDatabase database, const char* name, const char* const* superclasses,
                     KtPropset properties, std::uint32_t flags, KtObjId* out) {
@@ -98,8 +100,8 @@ KtStatus ObCreateTypeObject(KtDatabase database, const char* typeName,
 }
 
 KtStatus ObCreateTypeObjectEx(KtDatabase database, const char* typeName,
-                              const char* const* superclasses, KtPropset properties,
-                              uint32_t flags, uint64_t /*zero*/, KtObjId* out) {
+                              const char* const* superclasses, KtPropset properties, uint32_t flags,
+                              uint64_t /*zero*/, KtObjId* out) {
   return kt::bus::CreateType(database, typeName, superclasses, properties, flags, out);
 }
 

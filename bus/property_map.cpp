@@ -8,8 +8,7 @@ namespace kt::bus {
 
 std::shared_ptr<const Property> ReadProperty(const cuvo_property& record) {
   if (record.name == nullptr) throw StatusError(kInvalidArgument);
-  return std::make_shared<const Property>(
-      Property{record.name, PropertyValue::FromRecord(record)});
+  return std::make_shared<const Property>(Property{record.name, PropertyValue::FromRecord(record)});
 }
 
 PropertyMap::PropertyMap(const PropertyMap& other)
@@ -19,8 +18,7 @@ std::size_t PropertyMap::PlaceOf(std::string_view name) {
   if (entries_.size() < kIndexedFrom) {
     const auto found = std::find_if(entries_.begin(), entries_.end(),
                                     [&](const auto& entry) { return entry->name == name; });
-    return found == entries_.end() ? kNowhere
-                                   : static_cast<std::size_t>(found - entries_.begin());
+    return found == entries_.end() ? kNowhere : static_cast<std::size_t>(found - entries_.begin());
   }
   if (index_.size() != entries_.size()) {
     index_.clear();
@@ -62,10 +60,9 @@ void PropertyMap::Put(std::shared_ptr<const Property> property) {
 }
 
 bool PropertyMap::operator==(const PropertyMap& other) const {
-  return std::equal(entries_.begin(), entries_.end(), other.entries_.begin(), other.entries_.end(),
-                    [](const auto& left, const auto& right) {
-                      return left == right || *left == *right;
-                    });
+  return std::equal(
+      entries_.begin(), entries_.end(), other.entries_.begin(), other.entries_.end(),
+      [](const auto& left, const auto& right) { return left == right || *left == *right; });
 }
 
 }  // namespace kt::bus

@@ -66,8 +66,8 @@ IteratorTable& Iterators() {
 
 // Adds or replaces insertion `number` of a message.
 KtStatus PutInsertion(KtPropset handle, std::uint32_t number, PropertyValue value) {
-  FindPropset(handle)->Put(std::make_shared<const Property>(
-      Property{"p" + std::to_string(number), std::move(value)}));
+  FindPropset(handle)->Put(
+      std::make_shared<const Property>(Property{"p" + std::to_string(number), std::move(value)}));
   return kOk;
 }
 

@@ -30,15 +30,17 @@ constexpr std::array kLayouts{
 
 constexpr std::uint32_t kPropsetLength = 16;  // what a record says, whatever a handle's size
 
-[[noreturn]] void Refuse() { throw StatusError(kInvalidArgument); }
+[[noreturn]] void Refuse() {
+  throw StatusError(kInvalidArgument);
+}
 
 // A text whose record gives its room in bytes: up to its terminator, never beyond the room.
 std::string BoundedText(const void* value, std::uint32_t room) {
   if (room == 0) return {};
   const char* const begin = static_cast<const char*>(value);
   const void* const end = std::memchr(begin, 0, room);
-  return {begin, end == nullptr ? room
-                                : static_cast<std::size_t>(static_cast<const char*>(end) - begin)};
+  return {begin,
+          end == nullptr ? room : static_cast<std::size_t>(static_cast<const char*>(end) - begin)};
 }
 
 std::string BoundedWideText(const void* value, std::uint32_t room) {

@@ -8,7 +8,9 @@ namespace {
 
 constexpr char32_t kLast = 0x10FFFF;
 
-constexpr bool IsSurrogate(char32_t unit) noexcept { return unit >= 0xD800 && unit <= 0xDFFF; }
+constexpr bool IsSurrogate(char32_t unit) noexcept {
+  return unit >= 0xD800 && unit <= 0xDFFF;
+}
 
 // Converts a whole text. The first pass finds malformed input before anything is written; the
 // second stops before a character that does not fit.

@@ -147,7 +147,8 @@ bool Trace::ToCallback(KtBusTraceCallback callback, void* context) {
 void KtTrace(uint32_t level, const char* format, ...) {
   kt::bus::Trace& trace = kt::bus::Trace::Get();
   if (!trace.Wants(level)) return;
-  kt::bus::Arguments arguments;  // NOLINT(cppcoreguidelines-pro-type-member-init): va_start fills it
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): va_start fills it.
+  kt::bus::Arguments arguments;
   va_start(arguments.list, format);
   // Tracing never fails its caller: a line for which there is no memory is lost.
   static_cast<void>(kt::bus::Answer([&] {
@@ -157,16 +158,21 @@ void KtTrace(uint32_t level, const char* format, ...) {
   va_end(arguments.list);
 }
 
-uint32_t KtSetTraceLevel(uint32_t level) { return kt::bus::Trace::Get().SetLevel(level); }
+uint32_t KtSetTraceLevel(uint32_t level) {
+  return kt::bus::Trace::Get().SetLevel(level);
+}
 
-uint32_t KtBusTraceLevel(void) { return kt::bus::Trace::Get().level(); }
+uint32_t KtBusTraceLevel(void) {
+  return kt::bus::Trace::Get().level();
+}
 
-void KtBusTraceToStderr(cuvo_bool on) { kt::bus::Trace::Get().ToStderr(on != 0); }
+void KtBusTraceToStderr(cuvo_bool on) {
+  kt::bus::Trace::Get().ToStderr(on != 0);
+}
 
 KtStatus KtBusTraceToFile(const char* path) {
-  return kt::bus::Answer([&] {
-    return kt::bus::Trace::Get().ToFile(path) ? kt::bus::kOk : KTBUS_TRACE_FILE_FAILED;
-  });
+  return kt::bus::Answer(
+      [&] { return kt::bus::Trace::Get().ToFile(path) ? kt::bus::kOk : KTBUS_TRACE_FILE_FAILED; });
 }
 
 KtStatus KtBusTraceToCallback(KtBusTraceCallback callback, void* context) {

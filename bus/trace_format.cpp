@@ -76,10 +76,10 @@ Size ReadSize(const char*& at) noexcept {
     Size size;
   };
   static constexpr std::array kPrefixes{
-      Prefix{"hh", Size::kChar},      Prefix{"h", Size::kShort},    Prefix{"ll", Size::kLongLong},
-      Prefix{"l", Size::kLong},       Prefix{"I64", Size::kLongLong}, Prefix{"I32", Size::kInt},
-      Prefix{"I", Size::kLongLong},   Prefix{"w", Size::kWide},     Prefix{"j", Size::kLongLong},
-      Prefix{"z", Size::kLongLong},   Prefix{"t", Size::kLongLong}};
+      Prefix{"hh", Size::kChar},    Prefix{"h", Size::kShort},      Prefix{"ll", Size::kLongLong},
+      Prefix{"l", Size::kLong},     Prefix{"I64", Size::kLongLong}, Prefix{"I32", Size::kInt},
+      Prefix{"I", Size::kLongLong}, Prefix{"w", Size::kWide},       Prefix{"j", Size::kLongLong},
+      Prefix{"z", Size::kLongLong}, Prefix{"t", Size::kLongLong}};
   for (const Prefix& prefix : kPrefixes) {
     if (std::strncmp(at, prefix.text.data(), prefix.text.size()) == 0) {
       at += prefix.text.size();

@@ -34,7 +34,7 @@ KT_CODE(KTBUS_PROVIDER_THREW, 0xC1000001u);        /* the answer of a provider t
 
 /* ---- Database -------------------------------------------------------------------------------- */
 
-/* A new database in memory, with the base types and nothing else. Closed with KtBusCloseDatabase. */
+/* A new database in memory, with the base types and nothing else; KtBusCloseDatabase closes it. */
 KT_BUS_API KtStatus KtBusOpenDatabase(KtDatabase* out);
 
 /* Detaches the providers that are still attached, the last one first, and drops everything. */
@@ -109,31 +109,31 @@ KT_BUS_API KtStatus KtBusWaitForDelivery(KtDatabase database, uint32_t milliseco
 
 typedef struct KtBusInterfaceInfo {
   uint32_t size;
-  uint32_t ownerGone;      /* 1 when the owner has been detached */
+  uint32_t ownerGone; /* 1 when the owner has been detached */
   KtGuid interfaceId;
-  const char* owner;       /* the owning provider's name */
-  const char* offeredBy;   /* the type that offers it, "" for the object itself */
+  const char* owner;     /* the owning provider's name */
+  const char* offeredBy; /* the type that offers it, "" for the object itself */
 } KtBusInterfaceInfo;
 
 typedef struct KtBusTypeInfo {
   uint32_t size;
-  uint32_t flags;                        /* as given to ObCreateTypeObjectEx */
+  uint32_t flags; /* as given to ObCreateTypeObjectEx */
   const char* name;
-  KtObjId id;                            /* the type object; ObGetProperties takes it too */
-  const char* const* superclasses;       /* direct ones, in the order given, ended by null */
-  const KtBusInterfaceInfo* interfaces;  /* the type's own */
+  KtObjId id;                           /* the type object; ObGetProperties takes it too */
+  const char* const* superclasses;      /* direct ones, in the order given, ended by null */
+  const KtBusInterfaceInfo* interfaces; /* the type's own */
   size_t interfaceCount;
-  KtPropset properties;                  /* a copy, lent for the call */
-  uint64_t objectCount;                  /* objects of exactly this type */
+  KtPropset properties; /* a copy, lent for the call */
+  uint64_t objectCount; /* objects of exactly this type */
 } KtBusTypeInfo;
 
 typedef struct KtBusObjectInfo {
   uint32_t size;
-  uint32_t flags;                        /* as given to ObCreateObjectEx */
+  uint32_t flags; /* as given to ObCreateObjectEx */
   KtObjId id;
   const char* type;
-  const char* owner;                     /* the creating provider's name */
-  const KtBusInterfaceInfo* interfaces;  /* all that it offers, in the order of the look-up */
+  const char* owner;                    /* the creating provider's name */
+  const KtBusInterfaceInfo* interfaces; /* all that it offers, in the order of the look-up */
   size_t interfaceCount;
 } KtBusObjectInfo;
 
@@ -142,19 +142,19 @@ typedef struct KtBusProviderInfo {
   uint32_t padding;
   KtProvider provider;
   const char* name;
-  uint64_t exceptions;         /* caught from it */
-  uint64_t controls;           /* controls sent to it */
-  uint64_t callsInFlight;      /* of all its functions, now */
+  uint64_t exceptions;    /* caught from it */
+  uint64_t controls;      /* controls sent to it */
+  uint64_t callsInFlight; /* of all its functions, now */
   uint64_t noticesDelivered;
-  uint64_t noticesWaiting;     /* depth of its delivery queue, the running one included */
+  uint64_t noticesWaiting; /* depth of its delivery queue, the running one included */
   uint64_t subscriptions;
 } KtBusProviderInfo;
 
 typedef struct KtBusSubscriptionInfo {
   uint32_t size;
-  uint32_t isAlert;            /* 1 for ObRegisterAlert */
+  uint32_t isAlert; /* 1 for ObRegisterAlert */
   KtCookie cookie;
-  const char* name;            /* name or pattern */
+  const char* name; /* name or pattern */
   const char* provider;
 } KtBusSubscriptionInfo;
 
@@ -194,11 +194,11 @@ KT_BUS_API KtStatus KtBusVisitSubscriptions(KtDatabase database, KtBusSubscripti
 typedef struct KtBusLedgerRow {
   uint32_t size;
   uint32_t padding;
-  const char* provider;        /* "" for the host */
-  const char* kind;            /* "property sets", "records", "texts", "blocks", "iterators",
-                                  "locks", "registrations" or "database locks held" */
+  const char* provider; /* "" for the host */
+  const char* kind;     /* "property sets", "records", "texts", "blocks", "iterators",
+                           "locks", "registrations" or "database locks held" */
   uint64_t outstanding;
-  uint64_t total;              /* handed out since the process began */
+  uint64_t total; /* handed out since the process began */
   uint64_t wrongFrees;
 } KtBusLedgerRow;
 
@@ -208,7 +208,7 @@ typedef struct KtBusLedgerTotal {
   uint64_t outstanding;
   uint64_t total;
   uint64_t wrongFrees;
-  uint64_t exceptions;         /* caught from providers */
+  uint64_t exceptions; /* caught from providers */
 } KtBusLedgerTotal;
 
 typedef cuvo_bool (*KtBusLedgerVisitor)(const KtBusLedgerRow* row, void* context);

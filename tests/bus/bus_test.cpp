@@ -18,9 +18,9 @@ struct Functions {
                           std::uint64_t* served_by) {
     *served_by = std::bit_cast<std::uint64_t>(slots[N]->handle());
     const auto* const interface_id = std::bit_cast<const KtGuid*>(value10);
-    return slots[N]->control ? slots[N]->control({*object, selector, code, input, output,
-                                                  *interface_id})
-                             : kOk;
+    return slots[N]->control
+               ? slots[N]->control({*object, selector, code, input, output, *interface_id})
+               : kOk;
   }
   static KtStatus Initialize(KtDatabase database, KtProvider provider) {
     return slots[N]->initialize ? slots[N]->initialize(database, provider) : kOk;

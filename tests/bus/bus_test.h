@@ -224,7 +224,6 @@ class BusTest : public ::testing::Test {
   std::vector<TraceLine> traces_;
 };
 
-
 inline bool SameId(const KtObjId& left, const KtObjId& right) {
   return ObCompareId(&left, &right) != 0;
 }

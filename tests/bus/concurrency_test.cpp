@@ -110,8 +110,8 @@ TEST_F(ConcurrencyTest, ProvidersGoWhileControlsAndEventsRun) {
     OnThreads(3, [&](int) {
       while (!stop) {
         KtStatus answer = 0;
-        const KtStatus status = KtBusSendControl(database(), &object, &kInterfaceA, 0, 1, nullptr,
-                                                 nullptr, &answer);
+        const KtStatus status =
+            KtBusSendControl(database(), &object, &kInterfaceA, 0, 1, nullptr, nullptr, &answer);
         EXPECT_TRUE(status == kOk || status == KTBUS_PROVIDER_GONE);
         Raise("n");
       }
@@ -162,8 +162,7 @@ TEST_F(ConcurrencyTest, OneTypeIsMadeByOneThreadOnly) {
     for (int i = 0; i < 50; ++i) {
       KtObjId id{};
       const std::string name = "type" + std::to_string(i);
-      const KtStatus status =
-          ObCreateTypeObject(database(), name.c_str(), nullptr, nullptr, &id);
+      const KtStatus status = ObCreateTypeObject(database(), name.c_str(), nullptr, nullptr, &id);
       EXPECT_TRUE(status == kOk || status == kTypeExists);
       if (status == kOk) ++made;
       ObRegisterInterfaceOnType(database(), name.c_str(), provider(), &kInterfaceA);

@@ -4,7 +4,9 @@ namespace {
 const int kInside = 1;
 }
 
-const void* ForeignModuleAddress() { return &kInside; }
+const void* ForeignModuleAddress() {
+  return &kInside;
+}
 
 // The results pass through variables that the compiler must write, so that no call becomes a jump
 // whose return address is the caller's.

@@ -95,7 +95,8 @@ TEST_F(HandleTest, EveryFunctionRefusesAPropertySetThatIsNone) {
       {"PsSetProperty", [&](KtPropset h) { return PsSetProperty(h, &record_); }},
       {"PsFindProperty", [&](KtPropset h) { return PsFindProperty(h, "a", &found_); }},
       {"PsOpenPropset", [&](KtPropset h) { return PsOpenPropset(h, &out_iterator_); }},
-      {"PsFindNextProperty", [&](KtPropset h) { return PsFindNextProperty(h, iterator_, &found_); }},
+      {"PsFindNextProperty",
+       [&](KtPropset h) { return PsFindNextProperty(h, iterator_, &found_); }},
       {"I18nAddInsertionString", [&](KtPropset h) { return I18nAddInsertionString(h, 1, "x"); }},
       {"I18nAddInsertionWideString",
        [&](KtPropset h) { return I18nAddInsertionWideString(h, 1, KT_W("x")); }},
@@ -114,16 +115,18 @@ TEST_F(HandleTest, FunctionsThatTakeAPropertySetOrNullRefuseWhatIsNone) {
       {"ObCreateTypeObject",
        [&](KtPropset h) { return ObCreateTypeObject(database(), "t", nullptr, h, &out_id_); }},
       {"ObCreateTypeObjectEx",
-       [&](KtPropset h) { return ObCreateTypeObjectEx(database(), "t", nullptr, h, 1, 0, &out_id_); }},
-      {"EvRaiseEvent",
-       [&](KtPropset h) { return EvRaiseEvent(database(), provider(), "e", h); }},
+       [&](KtPropset h) {
+         return ObCreateTypeObjectEx(database(), "t", nullptr, h, 1, 0, &out_id_);
+       }},
+      {"EvRaiseEvent", [&](KtPropset h) { return EvRaiseEvent(database(), provider(), "e", h); }},
       {"KtBusRaiseEvent", [&](KtPropset h) { return KtBusRaiseEvent(database(), "e", h); }},
       {"ObRaiseAlert",
        [&](KtPropset h) { return ObRaiseAlert(database(), provider(), "x.alert", h, nullptr); }},
   };
   for (const auto& [what, handle] : WrongHandles(set_, stale)) {
     if (handle == nullptr) continue;
-    for (const auto& one : cases) EXPECT_EQ(one.call(handle), kNoObject) << one.name << ": " << what;
+    for (const auto& one : cases)
+      EXPECT_EQ(one.call(handle), kNoObject) << one.name << ": " << what;
   }
 }
 
@@ -131,10 +134,12 @@ TEST_F(HandleTest, AControlRefusesPropertySetsThatAreNone) {
   ASSERT_EQ(ObRegisterInterface(database(), &object_, provider(), &kInterfaceA), kOk);
   const KtPropset stale = NewSet();
   PsDestroyPropset(stale);
-  EXPECT_EQ(KtBusSendControl(database(), &object_, &kInterfaceA, 0, 1, stale, nullptr, &out_status_),
-            kNoObject);
-  EXPECT_EQ(KtBusSendControl(database(), &object_, &kInterfaceA, 0, 1, nullptr, stale, &out_status_),
-            kNoObject);
+  EXPECT_EQ(
+      KtBusSendControl(database(), &object_, &kInterfaceA, 0, 1, stale, nullptr, &out_status_),
+      kNoObject);
+  EXPECT_EQ(
+      KtBusSendControl(database(), &object_, &kInterfaceA, 0, 1, nullptr, stale, &out_status_),
+      kNoObject);
 }
 
 TEST_F(HandleTest, EveryFunctionRefusesAnIteratorThatIsNone) {
@@ -162,7 +167,9 @@ TEST_F(HandleTest, EveryFunctionRefusesADatabaseThatIsNone) {
       {"ObCreateTypeObject",
        [&](KtDatabase h) { return ObCreateTypeObject(h, "t", nullptr, nullptr, &out_id_); }},
       {"ObCreateTypeObjectEx",
-       [&](KtDatabase h) { return ObCreateTypeObjectEx(h, "t", nullptr, nullptr, 1, 0, &out_id_); }},
+       [&](KtDatabase h) {
+         return ObCreateTypeObjectEx(h, "t", nullptr, nullptr, 1, 0, &out_id_);
+       }},
       {"ObRegisterInterfaceOnType",
        [&](KtDatabase h) {
          return ObRegisterInterfaceOnType(h, "qelm_ktvm", provider(), &kInterfaceA);
@@ -193,7 +200,8 @@ TEST_F(HandleTest, EveryFunctionRefusesADatabaseThatIsNone) {
        [&](KtDatabase h) { return ObRegisterAlert(h, provider(), "event.alert", &out_cookie_); }},
       {"ObUnregisterAlert", [&](KtDatabase h) { return ObUnregisterAlert(h, cookie); }},
       {"ObPublishAlert", [&](KtDatabase h) { return ObPublishAlert(h, provider(), &alert_); }},
-      {"ObUnpublishAlert", [&](KtDatabase h) { return ObUnpublishAlert(h, provider(), "x.alert"); }},
+      {"ObUnpublishAlert",
+       [&](KtDatabase h) { return ObUnpublishAlert(h, provider(), "x.alert"); }},
       {"ObRaiseAlert",
        [&](KtDatabase h) { return ObRaiseAlert(h, provider(), "x.alert", nullptr, nullptr); }},
       {"EvRaiseEvent", [&](KtDatabase h) { return EvRaiseEvent(h, provider(), "e", nullptr); }},
@@ -249,7 +257,8 @@ TEST_F(HandleTest, EveryFunctionRefusesAProviderThatIsNone) {
       {"ObRegisterAlert",
        [&](KtProvider h) { return ObRegisterAlert(database(), h, "event.alert", &out_cookie_); }},
       {"ObPublishAlert", [&](KtProvider h) { return ObPublishAlert(database(), h, &alert_); }},
-      {"ObUnpublishAlert", [&](KtProvider h) { return ObUnpublishAlert(database(), h, "x.alert"); }},
+      {"ObUnpublishAlert",
+       [&](KtProvider h) { return ObUnpublishAlert(database(), h, "x.alert"); }},
       {"ObRaiseAlert",
        [&](KtProvider h) { return ObRaiseAlert(database(), h, "x.alert", nullptr, nullptr); }},
       {"EvRaiseEvent", [&](KtProvider h) { return EvRaiseEvent(database(), h, "e", nullptr); }},
@@ -320,7 +329,8 @@ TEST_F(HandleTest, EveryFunctionRefusesAnObjectThatIsNone) {
        [&](const KtObjId* id) { return ObDetachChildObject(database(), &object_, id); }},
       {"KtBusSendControl",
        [&](const KtObjId* id) {
-         return KtBusSendControl(database(), id, &kInterfaceA, 0, 1, nullptr, nullptr, &out_status_);
+         return KtBusSendControl(database(), id, &kInterfaceA, 0, 1, nullptr, nullptr,
+                                 &out_status_);
        }},
       {"KtBusVisitObject",
        [&](const KtObjId* id) { return KtBusVisitObject(database(), id, kObject, nullptr); }},
@@ -374,8 +384,7 @@ TEST_F(HandleTest, EveryFunctionRefusesANullPointerWhereOneIsNeeded) {
       {"KtBusAttachProvider name",
        KtBusAttachProvider(db, nullptr, &alpha().table(), nullptr, &out_provider_)},
       {"KtBusAttachProvider table", KtBusAttachProvider(db, "b", nullptr, nullptr, &out_provider_)},
-      {"KtBusAttachProvider out",
-       KtBusAttachProvider(db, "b", &alpha().table(), nullptr, nullptr)},
+      {"KtBusAttachProvider out", KtBusAttachProvider(db, "b", &alpha().table(), nullptr, nullptr)},
       {"KtBusProviderVersion", KtBusProviderVersion(me, nullptr)},
       {"KtBusProviderExceptions", KtBusProviderExceptions(me, nullptr)},
       {"KtBusSendControl interface",

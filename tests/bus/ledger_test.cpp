@@ -367,7 +367,8 @@ TEST_F(VisitTest, ObjectsShowTypeOwnerFlagsAndEveryInterfaceTheyOffer) {
   ScriptedProvider beta;
   beta.Attach(database(), "beta");
   KtObjId object{};
-  ASSERT_EQ(ObCreateObjectEx(database(), beta.handle(), "qelm_ktvm_disk", 2, nullptr, &object), kOk);
+  ASSERT_EQ(ObCreateObjectEx(database(), beta.handle(), "qelm_ktvm_disk", 2, nullptr, &object),
+            kOk);
   ASSERT_EQ(ObRegisterInterface(database(), &object, beta.handle(), &kInterfaceB), kOk);
   ASSERT_EQ(ObRegisterInterfaceOnType(database(), "qelm_ktvm", provider(), &kInterfaceA), kOk);
   KtBusDetachProvider(beta.handle());
@@ -456,10 +457,9 @@ TEST_F(VisitTest, ProvidersAndSubscriptionsAreListed) {
                 },
                 &providers),
             kOk);
-  EXPECT_THAT(providers,
-              testing::ElementsAre(
-                  "alpha controls 1 delivered 0 waiting 0 in flight 0 subscriptions 1",
-                  "beta controls 0 delivered 2 waiting 0 in flight 0 subscriptions 1"));
+  EXPECT_THAT(providers, testing::ElementsAre(
+                             "alpha controls 1 delivered 0 waiting 0 in flight 0 subscriptions 1",
+                             "beta controls 0 delivered 2 waiting 0 in flight 0 subscriptions 1"));
 
   std::vector<std::string> subscriptions;
   EXPECT_EQ(KtBusVisitSubscriptions(

@@ -36,15 +36,21 @@ TEST_F(TypeTest, ASuperclassThatIsNotThereIsRefused) {
   EXPECT_EQ(NewType("t"), kOk);
 }
 
-TEST_F(TypeTest, ATypeCannotDeriveFromItself) { EXPECT_EQ(NewType("t", {"t"}), kBadInheritance); }
+TEST_F(TypeTest, ATypeCannotDeriveFromItself) {
+  EXPECT_EQ(NewType("t", {"t"}), kBadInheritance);
+}
 
 TEST_F(TypeTest, ATypeThatIsThereIsSaidBeforeABadSuperclass) {
   EXPECT_EQ(NewType("qelm_ktvm", {"missing"}), kTypeExists);
 }
 
-TEST_F(TypeTest, AnEmptyNameIsRefused) { EXPECT_EQ(NewType(""), kInvalid); }
+TEST_F(TypeTest, AnEmptyNameIsRefused) {
+  EXPECT_EQ(NewType(""), kInvalid);
+}
 
-TEST_F(TypeTest, TypeNamesAreToldApartByLetterCase) { EXPECT_EQ(NewType("QELM_KTVM"), kOk); }
+TEST_F(TypeTest, TypeNamesAreToldApartByLetterCase) {
+  EXPECT_EQ(NewType("QELM_KTVM"), kOk);
+}
 
 TEST_F(TypeTest, ATypeObjectHasAnIdOfItsOwnAndItsPropertiesUnderIt) {
   const KtPropset properties = NewSet();

@@ -147,7 +147,9 @@ TEST_F(PropertySetTest, KeepsThePlaceOfAReplacedProperty) {
   EXPECT_THAT(Names(set_), testing::ElementsAre("a", "b", "c"));
 }
 
-TEST_F(PropertySetTest, AnEmptySetEnumeratesNothing) { EXPECT_THAT(Names(set_), testing::IsEmpty()); }
+TEST_F(PropertySetTest, AnEmptySetEnumeratesNothing) {
+  EXPECT_THAT(Names(set_), testing::IsEmpty());
+}
 
 TEST_F(PropertySetTest, TheEndOfAnEnumerationIsSaidEveryTime) {
   AddUint32(set_, "a", 1);

@@ -72,7 +72,7 @@ TEST_P(FixedValue, ListComesBackElementByElement) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllTypes, FixedValue, testing::ValuesIn(kFixedCases),
-                         [](const auto& info) { return "Type" + std::to_string(info.param.type); });
+                         [](const auto& row) { return "Type" + std::to_string(row.param.type); });
 
 class ListType : public PropertyValueTest, public testing::WithParamInterface<std::uint32_t> {};
 
@@ -311,9 +311,9 @@ TEST_F(PropertyValueTest, ARecordIsOneBlockForEveryShapeOfValue) {
   const KtPropset nested = NewSet();
   const std::array<const char*, 2> texts{"a", "bb"};
   const KtI18NFormatString format{{kInterfaceA, 1, 0, "one"}, nested};
-  const std::array records{
-      Record("1", TYPE_STR, 4, "abc"), Record("2", TYPE_STRZ, 2, texts.data()),
-      Record("3", TYPE_I18NFORMATSTRINGZ, 1, &format), Record("4", TYPE_PROPSET, 16, nested)};
+  const std::array records{Record("1", TYPE_STR, 4, "abc"), Record("2", TYPE_STRZ, 2, texts.data()),
+                           Record("3", TYPE_I18NFORMATSTRINGZ, 1, &format),
+                           Record("4", TYPE_PROPSET, 16, nested)};
   for (const cuvo_property& record : records) ASSERT_EQ(PsAddProperty(set_, &record), kOk);
   for (const cuvo_property& record : records) {
     const auto before = Row("", "records").total + Row("", "blocks").total + Row("", "texts").total;

@@ -319,7 +319,9 @@ TEST_F(ControlTest, RunsWithNoLockHeldSoTheHandlerMayDoAnything) {
   ASSERT_EQ(ObRegisterInterface(database(), &object, provider(), &kInterfaceA), kOk);
   int depth = 0;
   alpha().control = [&](const ScriptedProvider::ControlCall& call) {
-    if (++depth < 3) EXPECT_EQ(Send(object, kInterfaceA), kOk);
+    if (++depth < 3) {
+      EXPECT_EQ(Send(object, kInterfaceA), kOk);
+    }
     EXPECT_EQ(DbLockDatabase(provider()), kOk);
     const KtObjId made = NewObject("qelm_ktvm");
     EXPECT_EQ(ObAttachChildObject(database(), &object, &made), kOk);

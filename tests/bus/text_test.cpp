@@ -97,8 +97,12 @@ TEST(TextToNarrow, NeverWritesHalfACharacter) {
   EXPECT_EQ(out, std::string("a\0###", 5));
 }
 
-TEST(TextToWide, RefusesANullText) { EXPECT_EQ(Ktmbstowcs(nullptr, nullptr, 0), kMalformed); }
-TEST(TextToNarrow, RefusesANullText) { EXPECT_EQ(Ktwcstombs(nullptr, nullptr, 0), kMalformed); }
+TEST(TextToWide, RefusesANullText) {
+  EXPECT_EQ(Ktmbstowcs(nullptr, nullptr, 0), kMalformed);
+}
+TEST(TextToNarrow, RefusesANullText) {
+  EXPECT_EQ(Ktwcstombs(nullptr, nullptr, 0), kMalformed);
+}
 
 TEST(TextLength, CountsBytes) {
   EXPECT_EQ(KtlstrlenA("abc"), 3);
@@ -121,7 +125,9 @@ TEST(GuidText, KeepsLeadingZeros) {
   _KtFree(text);
 }
 
-TEST(GuidText, OfNothingIsNull) { EXPECT_EQ(KtGUIDToString(nullptr), nullptr); }
+TEST(GuidText, OfNothingIsNull) {
+  EXPECT_EQ(KtGUIDToString(nullptr), nullptr);
+}
 
 TEST(ObjectId, ComparesAllSixteenBytes) {
   const KtObjId id{kInterfaceA};

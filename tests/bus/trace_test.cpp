@@ -64,7 +64,9 @@ TEST_F(TraceFormatTest, PrintsCharactersBeyondTheBasicPlane) {
 
 TEST_F(TraceFormatTest, MakesALoneSurrogateVisible) {
   const KtWchar text[] = {'a', 0xD83D, 'b', 0};
-  EXPECT_EQ(Text("%S", text), "a\xEF\xBF\xBD" "b");
+  EXPECT_EQ(Text("%S", text),
+            "a\xEF\xBF\xBD"
+            "b");
 }
 
 TEST_F(TraceFormatTest, PrintsNullForANullText) {
@@ -87,20 +89,36 @@ struct FormatCase {
 
 TEST_F(TraceFormatTest, HonoursFlagsWidthAndPrecisionOfIntegers) {
   const std::vector<FormatCase> cases{
-      {"[%5d]", 42, "[   42]"},     {"[%-5d]", 42, "[42   ]"},    {"[%05d]", 42, "[00042]"},
-      {"[%05d]", -42, "[-0042]"},   {"[%+d]", 42, "[+42]"},       {"[% d]", 42, "[ 42]"},
-      {"[%.4d]", 42, "[0042]"},     {"[%8.4d]", 42, "[    0042]"}, {"[%-8.4d]", -42, "[-0042   ]"},
-      {"[%08.4d]", 42, "[    0042]"}, {"[%.0d]", 0, "[]"},          {"[%#x]", 255, "[0xff]"},
-      {"[%#X]", 255, "[0XFF]"},     {"[%#o]", 8, "[010]"},        {"[%#x]", 0, "[0]"},
-      {"[0x%08x]", 0x103, "[0x00000103]"}, {"[%2d]", 12345, "[12345]"}, {"[%+.2d]", 3, "[+03]"},
-      {"[%#06x]", 10, "[0x000a]"},  {"[%-06d]", 7, "[7     ]"},   {"[%c]", 'x', "[x]"},
+      {"[%5d]", 42, "[   42]"},
+      {"[%-5d]", 42, "[42   ]"},
+      {"[%05d]", 42, "[00042]"},
+      {"[%05d]", -42, "[-0042]"},
+      {"[%+d]", 42, "[+42]"},
+      {"[% d]", 42, "[ 42]"},
+      {"[%.4d]", 42, "[0042]"},
+      {"[%8.4d]", 42, "[    0042]"},
+      {"[%-8.4d]", -42, "[-0042   ]"},
+      {"[%08.4d]", 42, "[    0042]"},
+      {"[%.0d]", 0, "[]"},
+      {"[%#x]", 255, "[0xff]"},
+      {"[%#X]", 255, "[0XFF]"},
+      {"[%#o]", 8, "[010]"},
+      {"[%#x]", 0, "[0]"},
+      {"[0x%08x]", 0x103, "[0x00000103]"},
+      {"[%2d]", 12345, "[12345]"},
+      {"[%+.2d]", 3, "[+03]"},
+      {"[%#06x]", 10, "[0x000a]"},
+      {"[%-06d]", 7, "[7     ]"},
+      {"[%c]", 'x', "[x]"},
       {"[%3c]", 'x', "[  x]"},
   };
-  for (const FormatCase& one : cases) EXPECT_EQ(Text(one.format, one.value), one.text) << one.format;
+  for (const FormatCase& one : cases)
+    EXPECT_EQ(Text(one.format, one.value), one.text) << one.format;
 }
 
 TEST_F(TraceFormatTest, HonoursWidthAndPrecisionOfTexts) {
-  EXPECT_EQ(Text("[%5s][%-5s][%.2s][%5.1s]", "abc", "abc", "abc", "abc"), "[  abc][abc  ][ab][    a]");
+  EXPECT_EQ(Text("[%5s][%-5s][%.2s][%5.1s]", "abc", "abc", "abc", "abc"),
+            "[  abc][abc  ][ab][    a]");
   EXPECT_EQ(Text("[%5S][%-5S][%.2S]", KT_W("abc"), KT_W("abc"), KT_W("abc")), "[  abc][abc  ][ab]");
 }
 
@@ -131,10 +149,13 @@ TEST_F(TraceFormatTest, PrintsFloatingPointNumbers) {
             "1.234568e+04|5.000000E-01|0.0001|-0001.50");
 }
 
-TEST_F(TraceFormatTest, PrintsABareLongConversionAsItStands) { EXPECT_EQ(Text("ret=%l"), "ret=%l"); }
+TEST_F(TraceFormatTest, PrintsABareLongConversionAsItStands) {
+  EXPECT_EQ(Text("ret=%l"), "ret=%l");
+}
 
 TEST_F(TraceFormatTest, ABareLongConversionTakesNoArgument) {
-  EXPECT_EQ(Text("RegOpenKeyEx(%S) Failed. ret=%l", KT_W("key"), 2), "RegOpenKeyEx(key) Failed. ret=%l");
+  EXPECT_EQ(Text("RegOpenKeyEx(%S) Failed. ret=%l", KT_W("key"), 2),
+            "RegOpenKeyEx(key) Failed. ret=%l");
   EXPECT_EQ(Text("%l %d", 7), "%l 7");
   EXPECT_EQ(Text("%l%d", 7), "%l7");
 }
@@ -155,9 +176,13 @@ TEST_F(TraceFormatTest, PrintsATextOfAnyLengthWhole) {
   EXPECT_EQ(Text("<%s>", text.c_str()), "<" + text + ">");
 }
 
-TEST_F(TraceFormatTest, ANullFormatIsNoCrash) { EXPECT_EQ(Text(nullptr), "(null)"); }
+TEST_F(TraceFormatTest, ANullFormatIsNoCrash) {
+  EXPECT_EQ(Text(nullptr), "(null)");
+}
 
-TEST_F(TraceFormatTest, KeepsALineEndForTheCallback) { EXPECT_EQ(Text("a\n"), "a\n"); }
+TEST_F(TraceFormatTest, KeepsALineEndForTheCallback) {
+  EXPECT_EQ(Text("a\n"), "a\n");
+}
 
 using TraceLevelTest = BusTest;
 
@@ -208,7 +233,8 @@ TEST_F(TraceSinkTest, AFileGetsTimeStampLevelAndText) {
   KtTrace(6, "hello %d", 1);
   ASSERT_EQ(Lines().size(), 1U);
   EXPECT_TRUE(std::regex_match(
-      Lines()[0], std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z \\[6\\] hello 1\r?")))
+      Lines()[0],
+      std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z \\[6\\] hello 1\r?")))
       << Lines()[0];
 }
 
@@ -293,9 +319,9 @@ TEST_F(TraceSinkTest, ACallbackIsNotCalledAfterItWasTakenBack) {
   });
   for (int i = 0; i < 200; ++i) {
     auto counter = std::make_unique<std::atomic<int>>(0);
-    KtBusTraceToCallback(
-        [](std::uint32_t, const char*, void* context) { ++*static_cast<std::atomic<int>*>(context); },
-        counter.get());
+    KtBusTraceToCallback([](std::uint32_t, const char*,
+                            void* context) { ++*static_cast<std::atomic<int>*>(context); },
+                         counter.get());
     KtBusTraceToCallback(nullptr, nullptr);
   }
   stop = true;
