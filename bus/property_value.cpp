@@ -76,6 +76,7 @@ PropertyValue::Element ReadMessage(const KtI18NDef& message) {
 template <typename T>
 T At(const void* list, std::size_t index) {
   T element;
+  // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): a list without a value is not read.
   std::memcpy(&element, static_cast<const char*>(list) + index * sizeof(T), sizeof(T));
   return element;
 }

@@ -14,23 +14,23 @@ namespace kt {
 inline constexpr KtObjId kNullObjId{};
 
 constexpr std::strong_ordering CompareGuids(const KtGuid& left, const KtGuid& right) noexcept {
-  if (const auto order = left.Data1 <=> right.Data1; order != 0) return order;
-  if (const auto order = left.Data2 <=> right.Data2; order != 0) return order;
-  if (const auto order = left.Data3 <=> right.Data3; order != 0) return order;
+  if (const auto order = left.Data1 <=> right.Data1; std::is_neq(order)) return order;
+  if (const auto order = left.Data2 <=> right.Data2; std::is_neq(order)) return order;
+  if (const auto order = left.Data3 <=> right.Data3; std::is_neq(order)) return order;
   for (std::size_t i = 0; i < std::size(left.Data4); ++i) {
-    if (const auto order = left.Data4[i] <=> right.Data4[i]; order != 0) return order;
+    if (const auto order = left.Data4[i] <=> right.Data4[i]; std::is_neq(order)) return order;
   }
   return std::strong_ordering::equal;
 }
 
 constexpr bool EqualGuids(const KtGuid& left, const KtGuid& right) noexcept {
-  return CompareGuids(left, right) == 0;
+  return std::is_eq(CompareGuids(left, right));
 }
 
 // Orders ids in maps.
 struct ObjIdLess {
   constexpr bool operator()(const KtObjId& left, const KtObjId& right) const noexcept {
-    return CompareGuids(left.guid, right.guid) < 0;
+    return std::is_lt(CompareGuids(left.guid, right.guid));
   }
 };
 

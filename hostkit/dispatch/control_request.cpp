@@ -37,5 +37,6 @@ CKtControlRequest::~CKtControlRequest() {
 }
 
 const KtGuid* CKtControlRequest::InterfaceId() const noexcept {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the framework hands the address over as a number.
   return reinterpret_cast<const KtGuid*>(static_cast<std::uintptr_t>(value10));
 }

@@ -41,6 +41,7 @@ bool IsProgram(const std::string& path) {
 // The file to run, or an empty text when PATH has none.
 std::string FindProgram(const std::string& name) {
   if (name.find('/') != std::string::npos) return name;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment.
   const char* const path = std::getenv("PATH");
   std::string_view rest = path == nullptr ? "/usr/bin:/bin" : path;
   for (;;) {
@@ -59,8 +60,8 @@ std::string FindProgram(const std::string& name) {
 void CloseBetween(unsigned first, unsigned last) noexcept {
   if (first > last) return;
   if (close_range(first, last, 0) == 0) return;
-  // A kernel without that call.
-  const long limit = sysconf(_SC_OPEN_MAX);
+  // A kernel without that call. The number of descriptors is a plain read of a limit.
+  const long limit = sysconf(_SC_OPEN_MAX);  // NOLINT(concurrency-mt-unsafe)
   for (unsigned number = first; number <= last && static_cast<long>(number) < limit; ++number) {
     close(static_cast<int>(number));
   }
@@ -91,7 +92,7 @@ void CloseBetween(unsigned first, unsigned last) noexcept {
   for (int number = 1; number < NSIG; ++number) sigaction(number, &by_default, nullptr);
   sigset_t none;
   sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
 
   execve(program, arguments, environ);
   GiveUp(kept, errno);

@@ -96,6 +96,7 @@ class File {
 };
 
 std::string Root() {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment.
   const char* const named = std::getenv("KT_REGISTRY");
   return named == nullptr || *named == '\0' ? kDefaultRoot : named;
 }

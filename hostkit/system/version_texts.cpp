@@ -82,11 +82,11 @@ KtWString VolumeEngineVersionText() {
   if (key.Open(kVolumeEngineKey, KeyAccess::kRead) == 0 &&
       HostPlatform().ReadValue(key.get(), KT_W("Version"), value.data(), size) == 0) {
     const auto end = std::find(value.begin(), value.begin() + size / sizeof(KtWchar), KtWchar{});
-    const KtWString text = KtWString(kVersionFamily) + KT_W('.') + KtWString(value.begin(), end);
+    KtWString text = KtWString(kVersionFamily) + KT_W('.') + KtWString(value.begin(), end);
     KtTrace(kWarning, "hostkit - Version() - %S", text.c_str());
     return text;
   }
-  const KtWString text = InterfaceVersionText();
+  KtWString text = InterfaceVersionText();
   KtTrace(kError, "hostkit - Version() - cannot find registry, use build version - %S",
           text.c_str());
   return text;

@@ -23,8 +23,10 @@
 #ifndef KTBUS3_KTBUS3_H
 #define KTBUS3_KTBUS3_H
 
+/* NOLINTBEGIN(modernize-deprecated-headers): C reads this header too. */
 #include <stddef.h>
 #include <stdint.h>
+/* NOLINTEND(modernize-deprecated-headers) */
 
 #if !defined(__cplusplus) && !defined(_WIN32)
 #include <uchar.h>
@@ -64,9 +66,9 @@ extern "C" {
 
 /* ---- Types ---------------------------------------------------------------------------------- */
 
-typedef uint32_t KtStatus;  /* tested by the one failure rule above */
-typedef uint8_t cuvo_bool;  /* 0 false, anything else true */
-typedef uint64_t KtCookie;  /* an event or alert registration */
+typedef uint32_t KtStatus; /* tested by the one failure rule above */
+typedef uint8_t cuvo_bool; /* 0 false, anything else true */
+typedef uint64_t KtCookie; /* an event or alert registration */
 
 /* 16 bytes, the layout of a GUID. */
 typedef struct KtGuid {
@@ -179,19 +181,19 @@ KT_STATIC_ASSERT(sizeof(KtProviderTable) == 48);
 /* ---- Property type codes ---------------------------------------------------------------------
  * A list type is its scalar code with bit 31 set; TYPE_TIME is TYPE_UINT64 with the subtype bit
  * 0x10000. Lists of texts hold pointers, lists of property sets hold handles. */
-KT_CODE(TYPE_BOOLEAN, 1u);            /* one byte, 0 false, anything else true */
+KT_CODE(TYPE_BOOLEAN, 1u); /* one byte, 0 false, anything else true */
 KT_CODE(TYPE_INT32, 2u);
 KT_CODE(TYPE_UINT32, 3u);
 KT_CODE(TYPE_INT64, 4u);
 KT_CODE(TYPE_UINT64, 5u);
-KT_CODE(TYPE_STR, 6u);                /* narrow text; length in bytes, terminator included */
-KT_CODE(TYPE_WSTR, 7u);               /* wide text; length in bytes, terminator included */
+KT_CODE(TYPE_STR, 6u);  /* narrow text; length in bytes, terminator included */
+KT_CODE(TYPE_WSTR, 7u); /* wide text; length in bytes, terminator included */
 KT_CODE(TYPE_BINARY, 8u);
 KT_CODE(TYPE_GUID, 9u);
-KT_CODE(TYPE_PROPSET, 10u);           /* the value field is the handle; length is always 16 */
+KT_CODE(TYPE_PROPSET, 10u); /* the value field is the handle; length is always 16 */
 KT_CODE(TYPE_KTOBJID, 11u);
-KT_CODE(TYPE_I18N, 16u);              /* KtI18NDef; length 32 + bytes of its name + 1 */
-KT_CODE(TYPE_I18NFORMATSTRING, 17u);  /* KtI18NFormatString; length 40 */
+KT_CODE(TYPE_I18N, 16u);             /* KtI18NDef; length 32 + bytes of its name + 1 */
+KT_CODE(TYPE_I18NFORMATSTRING, 17u); /* KtI18NFormatString; length 40 */
 KT_CODE(TYPE_TIME, 0x00010005u);
 KT_CODE(TYPE_BOOLEANZ, 0x80000001u);
 KT_CODE(TYPE_INT32Z, 0x80000002u);
@@ -315,9 +317,8 @@ KT_BUS_API KtStatus ObRegisterInterfaceOnType(KtDatabase database, const char* t
 /* 0xC1000039 for an unknown type. */
 KT_BUS_API KtStatus ObCreateObject(KtDatabase database, KtProvider provider, const char* typeName,
                                    KtObjId* out);
-KT_BUS_API KtStatus ObCreateObjectEx(KtDatabase database, KtProvider provider,
-                                     const char* typeName, uint32_t flags, void* null,
-                                     KtObjId* out);
+KT_BUS_API KtStatus ObCreateObjectEx(KtDatabase database, KtProvider provider, const char* typeName,
+                                     uint32_t flags, void* null, KtObjId* out);
 
 /* 0xC1000010 for an unknown object. */
 KT_BUS_API KtStatus ObDeleteObject(KtDatabase database, const KtObjId* object);

@@ -23,7 +23,8 @@ TEST(GuidOrder, ComparesFieldByFieldUnsignedAndTheTrailingBytesInOrder) {
   };
   for (std::size_t i = 0; i < ascending.size(); ++i) {
     for (std::size_t j = 0; j < ascending.size(); ++j) {
-      EXPECT_EQ(kt::CompareGuids(ascending[i], ascending[j]) < 0, i < j) << i << " against " << j;
+      EXPECT_EQ(std::is_lt(kt::CompareGuids(ascending[i], ascending[j])), i < j)
+          << i << " against " << j;
       EXPECT_EQ(kt::EqualGuids(ascending[i], ascending[j]), i == j) << i << " against " << j;
     }
   }

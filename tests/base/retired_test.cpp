@@ -49,10 +49,11 @@ TEST(Retired, ContainsADestructorThatThrowsAndGoesOn) {
 TEST(Retired, TakesWhatAReleasedThingRetiresInItsTurn) {
   std::vector<int> gone;
   struct Chain {
+    explicit Chain(std::vector<int>& gone_in_order) : order(gone_in_order) {}
     std::vector<int>& order;
     ~Chain() { kt::Retire(std::make_unique<Witness>(order, 7)); }
   };
-  kt::Retire(std::unique_ptr<Chain>(new Chain{gone}));
+  kt::Retire(std::make_unique<Chain>(gone));
   kt::ReleaseRetired();
   EXPECT_EQ(gone, std::vector<int>{7});
 }

@@ -12,7 +12,6 @@
 #include "ktbus3/ktbus3_host.h"
 
 using kt::blockdev::BlockDevice;
-using kt::blockdev::kCompleteEvent;
 using kt::blockdev::KindIndex;
 using kt::blockdev::kKinds;
 using kt::blockdev::ListDevices;

@@ -7,7 +7,6 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 
 class SystemObject : public SystemTest {
  protected:

@@ -61,6 +61,8 @@ inline KtStatus GiveText(const std::basic_string<KtWchar>& text, KtWchar** out) 
 
 }  // namespace test_module
 
+// Each module is one source, which includes this header.
+// NOLINTBEGIN(misc-definitions-in-headers)
 KT_TEST_EXPORT int DllInit(void* /*instance*/, std::uint32_t /*reason*/, void* /*reserved*/) {
   return 1;
 }
@@ -73,3 +75,4 @@ KT_TEST_EXPORT KtStatus ProviderEntry(const KtWchar* name, void* /*reserved*/,
   *table = test_module::kProviderTable;
   return 0;
 }
+// NOLINTEND(misc-definitions-in-headers)
