@@ -3,12 +3,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <mutex>
 #include <new>
 #include <thread>
 
 #include "bus/attribution.h"
 #include "bus/ledger.h"
+#include "bus/native_lock.h"
 #include "bus/wrong_free.h"
 #include "ktbus3/ktbus3.h"
 
@@ -20,7 +20,7 @@ constexpr std::uint64_t kAlive = 0x4B54'4C6F'636B'2131;  // no likely content of
 struct Section {
   std::atomic<std::uint64_t> mark;
   Account* account;
-  std::recursive_mutex mutex;
+  NativeRecursiveMutex mutex;
 };
 static_assert(sizeof(Section) <= sizeof(KtCriticalSection));
 static_assert(alignof(Section) <= alignof(KtCriticalSection));

@@ -5,8 +5,7 @@
 //   -> memory registry. Provider functions, visitors and trace call-backs run under none of them.
 #pragma once
 
-#include <mutex>
-#include <shared_mutex>
+#include "bus/native_lock.h"
 
 #if defined(__clang__)
 #define KT_ANNOTATE(x) __attribute__((x))
@@ -34,7 +33,7 @@ class KT_CAPABILITY("mutex") Mutex {
   void unlock() KT_RELEASE() { mutex_.unlock(); }
 
  private:
-  std::mutex mutex_;
+  NativeMutex mutex_;
 };
 
 // Many readers or one writer. Not re-entrant, not even for readers.
@@ -46,7 +45,7 @@ class KT_CAPABILITY("mutex") SharedMutex {
   void unlock_shared() KT_RELEASE_SHARED() { mutex_.unlock_shared(); }
 
  private:
-  std::shared_mutex mutex_;
+  NativeSharedMutex mutex_;
 };
 
 class KT_SCOPED_CAPABILITY MutexGuard {

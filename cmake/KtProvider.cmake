@@ -14,7 +14,13 @@ function(kt_add_provider name)
   target_link_options(${name} PRIVATE -Wl,-u,ProviderEntry -Wl,-u,DllInit)
   if(WIN32)
     target_link_options(${name} PRIVATE -Wl,--entry,DllInit -Wl,--exclude-all-symbols)
-    target_sources(${name} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/provider.def)
+    # The run-time library's side belongs to modules alone, never to a program with the toolkit in it.
+    set(run_time mingw)
+    if(MSVC)
+      set(run_time msvc)
+    endif()
+    target_sources(${name} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/provider.def
+      ${CMAKE_SOURCE_DIR}/hostkit/provider/run_time_${run_time}.cpp)
   else()
     target_link_options(${name} PRIVATE
       -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/provider.map -Wl,-z,defs)

@@ -1,0 +1,57 @@
+// The system's locks behind the framework's own.
+//
+// On Windows they are the system's directly: with MinGW-w64 a lock of the C++ library takes memory
+// when it is first used and never frees it, and every property set has one.
+#pragma once
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <mutex>
+#include <shared_mutex>
+#endif
+
+namespace kt::bus {
+
+#ifdef _WIN32
+
+class NativeSharedMutex {
+ public:
+  NativeSharedMutex() = default;
+  NativeSharedMutex(const NativeSharedMutex&) = delete;
+  NativeSharedMutex& operator=(const NativeSharedMutex&) = delete;
+
+  void lock() noexcept { AcquireSRWLockExclusive(&lock_); }
+  void unlock() noexcept { ReleaseSRWLockExclusive(&lock_); }
+  void lock_shared() noexcept { AcquireSRWLockShared(&lock_); }
+  void unlock_shared() noexcept { ReleaseSRWLockShared(&lock_); }
+
+ private:
+  SRWLOCK lock_ = SRWLOCK_INIT;
+};
+
+using NativeMutex = NativeSharedMutex;
+
+class NativeRecursiveMutex {
+ public:
+  NativeRecursiveMutex() noexcept { InitializeCriticalSection(&section_); }
+  NativeRecursiveMutex(const NativeRecursiveMutex&) = delete;
+  NativeRecursiveMutex& operator=(const NativeRecursiveMutex&) = delete;
+  ~NativeRecursiveMutex() { DeleteCriticalSection(&section_); }
+
+  void lock() noexcept { EnterCriticalSection(&section_); }
+  void unlock() noexcept { LeaveCriticalSection(&section_); }
+
+ private:
+  CRITICAL_SECTION section_;
+};
+
+#else
+
+using NativeMutex = std::mutex;
+using NativeSharedMutex = std::shared_mutex;
+using NativeRecursiveMutex = std::recursive_mutex;
+
+#endif
+
+}  // namespace kt::bus
