@@ -1,6 +1,8 @@
 #include "base/text.h"
 
-#include <limits>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
 
 #include "base/owned.h"
 #include "base/status.h"
@@ -11,10 +13,50 @@ namespace {
 
 constexpr std::size_t kMalformed = static_cast<std::size_t>(-1);
 
-// The two directions differ in the function and the unit only.
+// ---- Text made well-formed: what is no character becomes U+FFFD, one mark for each byte or unit.
+
+// The bytes of the character that the text begins with, or 0 when it begins with none. Overlong
+// forms, surrogates and values beyond the last character are none.
+std::size_t Utf8Length(std::string_view text) noexcept {
+  const auto byte = [text](std::size_t i) -> std::uint32_t {
+    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+  };
+  const std::uint32_t first = byte(0);
+  if (first < 0x80) return 1;
+  if (first < 0xC2 || first > 0xF4) return 0;
+  const std::size_t length = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xC0u) != 0x80u) return 0;
+  }
+  const bool overlong = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xF0 && byte(1) < 0x90);
+  const bool surrogate = first == 0xED && byte(1) > 0x9F;
+  const bool beyond = first == 0xF4 && byte(1) > 0x8F;
+  return overlong || surrogate || beyond ? 0 : length;
+}
+
+std::string Mended(std::string_view text) {
+  return WellFormed(text);
+}
+
+KtWString Mended(std::basic_string_view<KtWchar> text) {
+  constexpr KtWchar kMark = 0xFFFD;
+  const auto is_high = [](KtWchar unit) { return (unit & 0xFC00) == 0xD800; };
+  const auto is_low = [](KtWchar unit) { return (unit & 0xFC00) == 0xDC00; };
+  KtWString result(text);
+  for (std::size_t i = 0; i < result.size(); ++i) {
+    if (is_high(result[i]) && i + 1 < result.size() && is_low(result[i + 1])) {
+      ++i;
+    } else if (is_high(result[i]) || is_low(result[i])) {
+      result[i] = kMark;
+    }
+  }
+  return result;
+}
+
+// ---- The framework's conversion. The two directions differ in the function and the unit only.
+
 template <auto Convert, typename To, typename From>
-std::basic_string<To> Converted(const From* text) {
-  const std::size_t count = Convert(nullptr, text, 0);
+std::basic_string<To> Converted(const From* text, std::size_t count) {
   if (count == kMalformed || count == 0) return {};
   FrameworkBlock<To> buffer(static_cast<To*>(_KtAlloc((count + 1) * sizeof(To))));
   if (buffer == nullptr) {
@@ -26,11 +68,29 @@ std::basic_string<To> Converted(const From* text) {
   return std::basic_string<To>(buffer.get(), written < count ? written : count);
 }
 
+template <auto Convert, typename To, typename From>
+std::basic_string<To> ConvertedReadably(const From* text) {
+  const std::size_t count = Convert(nullptr, text, 0);
+  if (count != kMalformed) return Converted<Convert, To>(text, count);
+  const std::basic_string<From> mended = Mended(std::basic_string_view<From>(text));
+  return Converted<Convert, To>(mended.c_str(), Convert(nullptr, mended.c_str(), 0));
+}
+
 }  // namespace
+
+std::string WellFormed(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t length = Utf8Length(text);
+    result += length == 0 ? std::string_view("\xEF\xBF\xBD") : text.substr(0, length);
+    text.remove_prefix(length == 0 ? 1 : length);
+  }
+  return result;
+}
 
 std::string Narrow(const KtWchar* text) {
   if (text == nullptr || *text == 0) return {};
-  return Converted<Ktwcstombs, char>(text);
+  return ConvertedReadably<Ktwcstombs, char>(text);
 }
 
 std::string Narrow(const KtWString& text) {
@@ -39,7 +99,7 @@ std::string Narrow(const KtWString& text) {
 
 KtWString Widen(const char* text) {
   if (text == nullptr || *text == 0) return {};
-  return Converted<Ktmbstowcs, KtWchar>(text);
+  return ConvertedReadably<Ktmbstowcs, KtWchar>(text);
 }
 
 KtWString Widen(const std::string& text) {

@@ -23,10 +23,40 @@ TEST_F(TextTest, GivesTheEmptyTextForNullAndEmptyInput) {
   EXPECT_EQ(kt::Widen(""), KtWString());
 }
 
-TEST_F(TextTest, GivesTheEmptyTextForMalformedInput) {
-  EXPECT_EQ(kt::Widen("a\xC3"), KtWString());
-  const KtWchar lone[] = {'a', 0xD800, 0};
-  EXPECT_EQ(kt::Narrow(lone), "");
+TEST_F(TextTest, WidensEachByteThatIsNoPartOfACharacterToAMark) {
+  EXPECT_EQ(kt::Widen("caf\xE9"), KT_W("caf\uFFFD"));
+  EXPECT_EQ(kt::Widen("a\xC3"), KT_W("a\uFFFD"));
+  EXPECT_EQ(kt::Widen("\xE2\x82z"), KT_W("\uFFFD\uFFFDz"));
+  EXPECT_EQ(kt::Widen("\x80 \xC3\xA9 \xF0\x9F\x92\xBE"), KT_W("\uFFFD \u00E9 \U0001F4BE"));
+}
+
+TEST_F(TextTest, WidensOverlongFormsSurrogatesAndValuesBeyondTheLastToMarks) {
+  EXPECT_EQ(kt::Widen("\xC0\xAF"), KT_W("\uFFFD\uFFFD"));
+  EXPECT_EQ(kt::Widen("\xE0\x9F\x80"), KT_W("\uFFFD\uFFFD\uFFFD"));
+  EXPECT_EQ(kt::Widen("\xED\xA0\x80"), KT_W("\uFFFD\uFFFD\uFFFD"));
+  EXPECT_EQ(kt::Widen("\xF0\x8F\x80\x80"), KT_W("\uFFFD\uFFFD\uFFFD\uFFFD"));
+  EXPECT_EQ(kt::Widen("\xF4\x90\x80\x80"), KT_W("\uFFFD\uFFFD\uFFFD\uFFFD"));
+  EXPECT_EQ(kt::Widen("\xF5"), KT_W("\uFFFD"));
+}
+
+TEST_F(TextTest, NarrowsEachSurrogateWithoutItsPairToAMark) {
+  const KtWchar high[] = {'a', 0xD800, 'b', 0};
+  const KtWchar low[] = {0xDC00, 0xD83D, 0xDCBE, 0};
+  const KtWchar last[] = {'a', 0xDBFF, 0};
+  EXPECT_EQ(kt::Narrow(high),
+            "a\xEF\xBF\xBD"
+            "b");
+  EXPECT_EQ(kt::Narrow(low), "\xEF\xBF\xBD\xF0\x9F\x92\xBE");
+  EXPECT_EQ(kt::Narrow(last), "a\xEF\xBF\xBD");
+}
+
+TEST_F(TextTest, GivesTheEmptyTextWhenTheFrameworkRefusesWellFormedText) {
+  fake::Framework& framework = fake::Framework::Get();
+  for (const std::size_t refused : {1u, 2u}) {  // the measuring twice, or the conversion
+    framework.FailCall("Ktmbstowcs", refused, 0);
+    if (refused == 1) framework.FailCall("Ktmbstowcs", 2, 0);
+    EXPECT_EQ(kt::Widen("abc"), KtWString());
+  }
 }
 
 TEST_F(TextTest, ThrowsOutOfMemoryAfterOneLineWhenThereIsNoBuffer) {
