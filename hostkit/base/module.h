@@ -21,6 +21,11 @@ inline const KtWchar* ModuleName() noexcept {
 // cleared afterwards. Any thread.
 [[nodiscard]] KtDatabase DatabaseHandle() noexcept;
 [[nodiscard]] KtProvider ProviderHandle() noexcept;
+
+// Stores both, the database first. Each is replaced at once, the two of them are not: a thread that
+// reads meanwhile may see the new database beside the old provider, but never the other way round
+// when it asks for the provider first. The host gives both before it sends requests, so that only a
+// second Initialize with other handles can be seen half-way.
 void SetHandles(KtDatabase database, KtProvider provider) noexcept;
 
 }  // namespace kt

@@ -15,8 +15,11 @@
 
 namespace kt {
 
+// Retires what no unique_ptr holds: ReleaseRetired() calls `destroy` with `thing`, which is not
+// looked at and may be null. Without memory for the note `destroy` is never called.
 void RetireRaw(void* thing, void (*destroy)(void*)) noexcept;
 
+// The same for an object with an owner; a null one is left alone.
 template <typename T>
 void Retire(std::unique_ptr<T> thing) noexcept {
   if (thing == nullptr) return;

@@ -5,8 +5,8 @@
 // bus with the commit.
 //
 // Ownership: deleting the wrapper never deletes the object on the bus, and Destroy() never frees
-// the
-//            wrapper. A wrapper that the custom object container keeps ends through LazyDelete().
+//            the wrapper. A wrapper that the custom object container keeps ends through
+//            LazyDelete().
 // Failure:   one trace line (level 6 unless stated), then the 32-bit status is thrown.
 // Threads:   no lock of its own; a wrapper that is shared between threads is guarded by its owner.
 //            Create() takes the framework's database lock around the one call that creates.
@@ -89,6 +89,8 @@ class CKtObject : public CKtPropertySetBase {
   // All current properties, in a set that is the caller's to Destroy().
   [[nodiscard]] CKtPropertySet GetProperties() const;
 
+  // The name of the object's type, as the bus has it. Throws the framework's status, for a wrapper
+  // that is bound to nothing too.
   [[nodiscard]] std::string GetType() const;
 
   // The object offers the interface, served by `owner` (null: the object's own provider handle). An

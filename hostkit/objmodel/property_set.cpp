@@ -36,13 +36,15 @@ std::vector<std::string> CKtPropertySet::GetKeys() const {
                       "%S: ERROR: in CKtPropertySet::GetKeys() PsOpenPropset() failed");
   }
   std::vector<std::string> keys;
-  cuvo_property* found = nullptr;
-  // Any status but 0 is the end, and none of them an error.
-  while (PsFindNextProperty(handle_, iterator.get(), &found) == 0 && found != nullptr) {
-    const kt::FoundProperty record(std::exchange(found, nullptr));
+  for (;;) {
+    cuvo_property* found = nullptr;
+    const KtStatus status = PsFindNextProperty(handle_, iterator.get(), &found);
+    // Ours whatever the status: one that is neither 0 nor a failure may bring a record too.
+    const kt::FoundProperty record(found);
+    // Any status but 0 is the end, and none of them an error.
+    if (status != 0 || record == nullptr) return keys;
     keys.emplace_back(record->name == nullptr ? "" : record->name);
   }
-  return keys;
 }
 
 bool CKtPropertySet::GetProp(const char* name, cuvo_property*& found, bool isOptionalProp) const {

@@ -1,8 +1,7 @@
 // CKtPropertySet works on a property set of the framework through its handle.
 //
 // Ownership: by hand. The class is as good as the handle in it: the constructors create nothing,
-// the
-//            destructor destroys nothing, and a copy is a second view of the same set. Whoever
+//            the destructor destroys nothing, and a copy is a second view of the same set. Whoever
 //            calls Create(), or receives a filled handle that is theirs to release (GetProperties()
 //            of an object, a nested set), calls Destroy(). Inside a function kt::ScopedPropset does
 //            the remembering.

@@ -72,6 +72,7 @@ class CKtPropertySetBase {
   // (isOptionalProp only).
   virtual bool GetProp(const char* name, cuvo_property*& found, bool isOptionalProp) const = 0;
 
+  // The flags word of the property, as it was written. A missing one throws.
   virtual Flags GetPropFlags(const char* name) const;
 
   // Lists: name, out, isOptionalProp.
@@ -113,6 +114,8 @@ class CKtPropertySetBase {
   virtual std::string& GetProp(const char*, std::string&, bool) const;
   virtual KtWString& GetProp(const char*, KtWString&, bool) const;
 
+  // The type code of the property (TYPE_UINT32 and so on, codes that have no getter too). A missing
+  // one throws.
   virtual std::uint32_t GetPropType(const char* name) const;
 
   // ---- Primitives and setters ----

@@ -47,6 +47,7 @@ struct Call {
   std::string arguments;  // inputs, comma separated: handles as "db#1" "provider#1" "set#3", ids as
                           // "#5" ("#0" is the null id), texts quoted, GUIDs in their text form
   std::thread::id thread;
+  bool failed = false;  // made to fail, or to answer with a status of the test's
 };
 
 // What a set or an object holds. `text` is the value for reading: 18, true, "misc", {1, 2}, set#3.
@@ -135,7 +136,8 @@ class FAKE_API Framework {
   // ---- Failures
   // Only functions that report failure count: those that return a KtStatus, and _KtAlloc and
   // KtGUIDToString, which then return null whatever the status. Ktmbstowcs and Ktwcstombs can be
-  // failed by name (they return -1), but are not among "all".
+  // failed by name (they return -1), but are not among "all". PsFindNextProperty given 0x41000012,
+  // which is no failure, hands its record out with that status.
   void FailCall(std::string_view function, std::size_t nth /* from 1, from now */, KtStatus status);
   void FailNthOfAll(std::size_t nth /* from 1, from now */, KtStatus status);
   std::size_t FailableCalls() const;       // made since ForgetCalls or Reset

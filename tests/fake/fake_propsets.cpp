@@ -115,14 +115,15 @@ KT_BUS_API KtStatus PsFindNextProperty(KtPropset propset, KtIterator iterator,
                                        cuvo_property** found) {
   State& state = State::Get();
   const Guard guard(state.mutex);
-  if (const auto failed = state.Begin("PsFindNextProperty", propset, iterator)) return *failed;
+  const auto answer = state.Begin("PsFindNextProperty", propset, iterator);
+  if (answer && *answer != kUnchanged) return *answer;
   if (found == nullptr) return kInvalidArgument;
   SetData* set = state.FindSet(propset);
   const auto at = state.iterators.find(iterator);
   if (set == nullptr || at == state.iterators.end() || at->second.set != propset) return kNoObject;
   if (at->second.next >= set->properties.size()) return kNoMore;
   *found = state.HandOutRecord(set->properties[at->second.next++]);
-  return 0;
+  return answer.value_or(0);
 }
 
 KT_BUS_API KtStatus PsFreeProperty(cuvo_property* property) {

@@ -96,6 +96,7 @@ std::optional<KtStatus> State::NextFailure(const char* function, bool of_all) {
   if (status) {
     failure_happened = true;
     last_failed = function;
+    if (recording && !calls.empty()) calls.back().failed = true;
   }
   return status;
 }

@@ -230,6 +230,15 @@ TEST_F(PropertySet, GetKeysThrowsUnexpectedForAnyStatusOfOpening) {
   }
 }
 
+TEST_F(PropertySet, GetKeysReleasesARecordThatComesWithASuccessOtherThanZero) {
+  set_.AddProperty(Number("a"));
+  set_.AddProperty(Number("b"));
+  framework_.FailCall("PsFindNextProperty", 2, 0x41000012u);
+  EXPECT_EQ(set_.GetKeys(), (std::vector<std::string>{"a"}));
+  EXPECT_TRUE(fake::NothingTraced());
+  EXPECT_TRUE(fake::NothingKept());
+}
+
 TEST_F(PropertySet, GetKeysEndsAtTheFirstStatusThatIsNotZero) {
   for (const char* name : {"a", "b", "c"}) set_.AddProperty(Number(name));
   for (const KtStatus status : {5u, 0x41000001u}) {
