@@ -1,26 +1,12 @@
 // Blocks of bytes, with the memory for them running out on request.
 
 #include <cstring>
-#include <new>
 
 #include "fake/fake_test.h"
 #include "objmodel/property_set.h"
 #include "objmodel/recording_properties.h"
 #include "objmodel/thrown.h"
-
-namespace {
-bool g_out_of_memory = false;
-}  // namespace
-
-// The non-throwing form serves the binary getter alone; the rest of the program is not touched.
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  if (g_out_of_memory) return nullptr;
-  try {
-    return ::operator new[](size);
-  } catch (...) {
-    return nullptr;
-  }
-}
+#include "support/failing_new.h"
 
 namespace {
 
@@ -32,7 +18,6 @@ class BinaryProperty : public fake::FrameworkTest {
     set_.AddProp("p", static_cast<const void*>(kBytes), 3, 0);
   }
   void TearDown() override {
-    g_out_of_memory = false;
     kt::FreeBinary(data_);
     FrameworkTest::TearDown();
   }
@@ -56,7 +41,7 @@ TEST_F(BinaryProperty, IsWrittenWithItsLengthInBytes) {
 
 TEST_F(BinaryProperty, WithoutBytesIsANullBlock) {
   set_.AddProp("empty", static_cast<const void*>(kBytes), 0, 0);
-  g_out_of_memory = true;
+  const support::RefuseArrays refused;
   data_ = this;
   set_.GetProp("empty", data_, length_, false);
   EXPECT_EQ(length_, 0u);
@@ -64,7 +49,7 @@ TEST_F(BinaryProperty, WithoutBytesIsANullBlock) {
 }
 
 TEST_F(BinaryProperty, ThrowsOutOfMemoryAndReleasesTheRecordWhenThereIsNoBlock) {
-  g_out_of_memory = true;
+  const support::RefuseArrays refused;
   EXPECT_EQ(ThrownBy([&] { set_.GetProp("p", data_, length_, false); }), 0x8007000Eu);
   EXPECT_EQ(framework_.Traces(),
             std::vector{fake::Error("hostkit: ERROR: CKtPropertySet::GetProp(TYPE_BINARY) : Unable "

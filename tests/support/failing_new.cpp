@@ -7,6 +7,7 @@
 namespace {
 
 thread_local int g_allowed = -1;  // negative: none fails
+thread_local bool g_refuse_arrays = false;
 
 void* Allocate(std::size_t size) {
   if (g_allowed >= 0 && g_allowed-- == 0) throw std::bad_alloc();
@@ -27,6 +28,14 @@ FailAllocation::~FailAllocation() {
   g_allowed = -1;
 }
 
+RefuseArrays::RefuseArrays() noexcept {
+  g_refuse_arrays = true;
+}
+
+RefuseArrays::~RefuseArrays() {
+  g_refuse_arrays = false;
+}
+
 }  // namespace support
 
 void* operator new(std::size_t size) {
@@ -43,7 +52,7 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   }
 }
 void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
-  return operator new(size, tag);
+  return g_refuse_arrays ? nullptr : operator new(size, tag);
 }
 // The memory resources of the standard library ask for an alignment, always one that malloc gives.
 void* operator new(std::size_t size, std::align_val_t alignment) {

@@ -1,4 +1,4 @@
-// Makes one allocation with operator new fail. A suite that wants it links failing_new.cpp, which
+// Makes allocations with operator new fail. A suite that wants it links failing_new.cpp, which
 // replaces the program's operator new; a framework library may have one of its own.
 #pragma once
 
@@ -12,6 +12,15 @@ class FailAllocation {
   ~FailAllocation();
   FailAllocation(const FailAllocation&) = delete;
   FailAllocation& operator=(const FailAllocation&) = delete;
+};
+
+// While it lives, every array that is asked for with the form that throws nothing is refused.
+class RefuseArrays {
+ public:
+  RefuseArrays() noexcept;
+  ~RefuseArrays();
+  RefuseArrays(const RefuseArrays&) = delete;
+  RefuseArrays& operator=(const RefuseArrays&) = delete;
 };
 
 }  // namespace support
