@@ -28,13 +28,16 @@ class Surroundings {
   [[nodiscard]] static std::string StartCommand();
   [[nodiscard]] static std::string StopCommand();
 
-  // Makes starting a command fail, for lives in the thousands. (Linux: nothing is on PATH. Windows:
-  // no difference; the stand-in is quick.) Returns what the module's own answer then is.
+  // Makes starting a command fail, for lives in the thousands, and succeed again. (Linux: nothing
+  // is on PATH. Windows: no difference; the stand-in is quick.)
   void FindNoCommands();
+  void FindCommands();
 
-  // Linux: what the stand-in was asked, once `count` lines are there or the patience ends.
-  [[nodiscard]] std::vector<std::string> Commands(std::size_t count) const;
+  // Linux: what the stand-in has been asked so far, waiting until it is `count` lines.
+  [[nodiscard]] std::vector<std::string> Commands(std::size_t count);
 
  private:
   std::string folder_;
+  std::vector<std::string> commands_;  // of Linux, these two
+  int notes_ = -1;
 };

@@ -1,11 +1,16 @@
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <thread>
+#include <sstream>
 
 #include "ktbus3/ktbus3.h"
 #include "module/surroundings.h"
@@ -50,15 +55,21 @@ Surroundings::Surroundings() {
   folder_ = pattern;
   std::filesystem::create_directories(folder_ + "/registry");
   std::filesystem::create_directories(folder_ + "/nothing");
+  // A pipe with a name, open at both ends here: a stand-in never waits for its reader.
+  const std::string notes = folder_ + "/commands";
+  if (mkfifo(notes.c_str(), 0600) != 0) Give("mkfifo");
+  notes_ = open(notes.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+  if (notes_ < 0) Give("open");
   setenv("KT_REGISTRY", (folder_ + "/registry").c_str(), 1);
-  setenv("SYSTEMCTL_LOG", (folder_ + "/commands").c_str(), 1);
-  // The stand-in is a shell script of builtins: nothing else is to be found.
-  setenv("PATH", STAND_INS, 1);
+  setenv("SYSTEMCTL_LOG", notes.c_str(), 1);
+  FindCommands();
 }
 
 Surroundings::~Surroundings() {
   std::error_code ignored;
+  // The name goes first: whoever has not opened it by then finds nothing to wait for.
   std::filesystem::remove_all(folder_, ignored);
+  close(notes_);
 }
 
 void Surroundings::SetValue(const std::string& key, const std::string& name,
@@ -90,15 +101,22 @@ void Surroundings::FindNoCommands() {
   setenv("PATH", (folder_ + "/nothing").c_str(), 1);
 }
 
-std::vector<std::string> Surroundings::Commands(std::size_t count) const {
-  std::vector<std::string> lines;
-  // Nobody waits for the command, so its note comes when it comes.
-  for (int attempt = 0; attempt < 1000; ++attempt) {
-    lines.clear();
-    std::ifstream file(folder_ + "/commands");
-    for (std::string line; std::getline(file, line);) lines.push_back(line);
-    if (lines.size() >= count) break;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+// The stand-in is a shell script of builtins: nothing else is to be found.
+void Surroundings::FindCommands() {
+  setenv("PATH", STAND_INS, 1);
+}
+
+// Nobody waits for a command, so its note comes when it comes.
+std::vector<std::string> Surroundings::Commands(std::size_t count) {
+  while (commands_.size() < count) {
+    pollfd notes{notes_, POLLIN, 0};
+    if (poll(&notes, 1, -1) < 0) Give("poll");
+    std::array<char, 4096> piece{};
+    const ssize_t size = read(notes_, piece.data(), piece.size());
+    // A note is written at once, and so a piece is made of whole lines.
+    std::istringstream lines(
+        std::string(piece.data(), size < 0 ? 0 : static_cast<std::size_t>(size)));
+    for (std::string line; std::getline(lines, line);) commands_.push_back(line);
   }
-  return lines;
+  return commands_;
 }

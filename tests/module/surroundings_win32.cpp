@@ -69,6 +69,8 @@ std::string Surroundings::StopCommand() {
 
 void Surroundings::FindNoCommands() {}
 
-std::vector<std::string> Surroundings::Commands(std::size_t /*count*/) const {
+void Surroundings::FindCommands() {}
+
+std::vector<std::string> Surroundings::Commands(std::size_t /*count*/) {
   return {};
 }

@@ -114,13 +114,22 @@ TEST_F(ConfigurationObject, LeavesOutANameThatThereIsNoMemoryFor) {
   EXPECT_EQ(Published().front().name, "blockpath");
 }
 
+TEST_F(ConfigurationObject, LeavesOutANameThatCannotBeConverted) {
+  framework_.FailCall("Ktmbstowcs", 1, 0);
+  kt::InitKtMisc();
+  EXPECT_EQ(Published().front().name, "blockpath");
+}
+
 TEST_F(ConfigurationObject, TakesTheNameThroughABufferOfTheFrameworksMemory) {
   kt::InitKtMisc();
-  for (const fake::Call& call : framework_.Calls()) {
-    if (call.function != "_KtAlloc") continue;
-    EXPECT_EQ(call.arguments, "42") << "twenty letters and the terminator";
-    break;
-  }
+  const std::vector<fake::Call> calls = framework_.Calls();
+  const auto buffer = std::find_if(calls.begin(), calls.end(), [](const fake::Call& call) {
+    return call.function == "_KtAlloc";
+  });
+  ASSERT_NE(buffer, calls.end());
+  EXPECT_EQ(buffer->arguments, "42") << "twenty letters and the terminator";
+  ASSERT_NE(buffer + 1, calls.end());
+  EXPECT_EQ((buffer + 1)->function, "Ktmbstowcs");
 }
 
 TEST_F(ConfigurationObject, LeavesALineAndNothingElseWhenItCannotBeCreated) {

@@ -136,6 +136,7 @@ bool FakePlatform::EnablePrivilege(kt::Credentials credentials, std::uint64_t pr
 
 bool FakePlatform::ForceRestart() {
   Remember("ForceRestart");
+  if (on_restart) on_restart();
   return restart_works;
 }
 

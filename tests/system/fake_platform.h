@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -40,6 +41,7 @@ class FakePlatform : public kt::Platform {
   bool privilege_enabled = true;
   std::uint32_t enable_error = 0;  // LastError() after the privilege was asked for
   bool restart_works = true;
+  std::function<void()> on_restart;  // called while the restart is being issued
   std::uint32_t last_error = 0;
 
   // ---- What happened, in order: "OpenKey(path, read)", "CloseKey", "StartCommand(...)" and so on.

@@ -1,9 +1,10 @@
 #include "system/sys.h"
 
 #include <algorithm>
+#include <future>
+#include <utility>
 
 #include "base/text.h"
-#include "dispatch/activity_scope.h"
 #include "provider/api_table.h"
 #include "provider/module_state.h"
 #include "system/identifiers.h"
@@ -172,10 +173,20 @@ TEST_F(SystemStart, RunsWholeASecondTimeWithTheOldListenerAndControlsDroppedFirs
 
 TEST_F(SystemStart, LeavesAControlAloneThatIsRunningThroughASecondStart) {
   ASSERT_EQ(Initialize(), 0u);
-  {
-    const CKtActivityScope running;
-    EXPECT_EQ(Initialize(), 0u);
-  }
+  std::promise<void> in_its_handler;
+  std::promise<void> started_again;
+  platform_.on_restart = [&, first = true]() mutable {
+    if (!std::exchange(first, false)) return;
+    in_its_handler.set_value();
+    started_again.get_future().wait();
+  };
+  auto control = std::async(std::launch::async,
+                            [this] { return Control(kt::kRebootInterface, kt::kRebootControl); });
+  in_its_handler.get_future().wait();
+  EXPECT_EQ(Initialize(), 0u);
+  started_again.set_value();
+  EXPECT_EQ(control.get(), 0u);
+  EXPECT_EQ(Control(kt::kRebootInterface, kt::kRebootControl), 0u) << "registered again";
   EXPECT_EQ(__KtApiShutdown(0), 0u);
 }
 
@@ -223,6 +234,8 @@ TEST_F(SystemStop, SaysThatThereIsNoListenerAfterAStartThatThrewAndGoesOn) {
 
 TEST_F(DomainInitialised, IsSubscribedToWithTheStoredHandles) {
   ASSERT_EQ(Initialize(), 0u);
+  EXPECT_THAT(framework_.CallTexts(), ::testing::Contains("EvRegisterEvent(db#1, provider#1, \"" +
+                                                          std::string(kPattern) + "\")"));
   EXPECT_THAT(framework_.Subscriptions(), ElementsAre(kPattern));
 }
 

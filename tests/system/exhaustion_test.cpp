@@ -1,0 +1,110 @@
+// The start of the system provider without memory of our own for its event listener.
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "dispatch/event_manager.h"
+#include "provider/api_table.h"
+#include "provider/module_state.h"
+#include "support/client.h"
+#include "support/failing_new.h"
+#include "system/system_test.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+
+// The second product key is the last thing that the start looks up before it listens: from there on
+// an allocation fails.
+class ForgetfulPlatform : public FakePlatform {
+ public:
+  explicit ForgetfulPlatform(int after) : after_(after) {}
+  std::uint32_t OpenKey(const KtWchar* path, kt::KeyAccess access, kt::RegistryKey& key) override {
+    const std::uint32_t result = FakePlatform::OpenKey(path, access, key);
+    if (KtWString(path) == kVolumeProductKey) failing_.emplace(after_);
+    return result;
+  }
+  void HaveMemory() { failing_.reset(); }
+
+ private:
+  int after_;
+  std::optional<support::FailAllocation> failing_;
+};
+
+class WithoutMemoryForTheListener : public SystemTest {
+ protected:
+  enum class Start { kFailed, kListens, kIsMissingItsListener };
+
+  // A start on a platform that runs out of memory.
+  Start StartWith(ForgetfulPlatform& platform) {
+    framework_.Reset();
+    framework_.RecordCalls(false);
+    kt::ReleaseModule();
+    kt::ResetApiState();
+    input_ = framework_.MakePropset();
+    output_ = framework_.MakePropset();
+    framework_.PutUInt32(input_, "tracelevel", 3);
+    const KtStatus status = Initialize();
+    platform.HaveMemory();
+    if (status != 0) return Start::kFailed;
+    return CKtEventManager::Instance().DispatcherCount() == 0 ? Start::kIsMissingItsListener
+                                                              : Start::kListens;
+  }
+
+  // What each start without a listener lets `look` see. Each is shut down afterwards.
+  std::size_t ForEachStartWithoutAListener(const std::function<void()>& look) {
+    std::size_t starts = 0;
+    for (int after = 0; after < 1000; ++after) {
+      ForgetfulPlatform platform(after);
+      const kt::PlatformOverride override(platform);
+      const Start start = StartWith(platform);
+      if (start == Start::kIsMissingItsListener) {
+        ++starts;
+        look();
+        if (!kt::GetApiState().shutting_down) {
+          EXPECT_EQ(__KtApiShutdown(0), 0u);
+        }
+        kt::ReleaseModule();
+        EXPECT_TRUE(fake::NothingKept());
+      } else if (starts != 0) {
+        kt::ReleaseModule();
+        break;  // past the listener
+      }
+    }
+    framework_.Reset();
+    return starts;
+  }
+};
+
+TEST_F(WithoutMemoryForTheListener, TheStartSucceedsAndTheControlsAreServed) {
+  const std::size_t starts = ForEachStartWithoutAListener([this] {
+    EXPECT_TRUE(fake::Traced(4, "HostKit: CSys::Exiting Initialize()"));
+    EXPECT_EQ(Control(client::kSystemInterface, client::kTraceLevelControl), 0u);
+    EXPECT_EQ(Notify(client::kReadyEvent), KTERROR_NO_EVENT);
+  });
+  EXPECT_GE(starts, 3u) << "the holder, its path, the path's place";
+}
+
+// A path that was made and not registered is the event manager's to miss.
+TEST_F(WithoutMemoryForTheListener, TheShutdownMissesTheListenerAndGoesOn) {
+  const std::string no_listener =
+      "ERROR: CKtEventListener::UnRegister() failed : KTERROR_INVALIDARG";
+  const std::string no_dispatcher = "ERROR: CKtEventManager::UnRegisterEventPath() failed";
+  std::size_t without_path = 0;
+  const std::size_t starts = ForEachStartWithoutAListener([&] {
+    const bool refused = framework_.HasTrace(
+        6, "ERROR: CKtEventManager::RegisterEventPath() failed : KTERROR_OUTOFMEMORY");
+    framework_.ForgetTraces();
+    EXPECT_EQ(__KtApiShutdown(0), 0u);
+    EXPECT_THAT(framework_.TracesAt(6), ElementsAre("hostkit::__KtApiShutdown(), started.",
+                                                    refused ? no_dispatcher : no_listener,
+                                                    "hostkit::__KtApiShutdown(), completed."));
+    EXPECT_TRUE(fake::Traced(4, "HostKit - exiting CSys::Shutdown"));
+    if (!refused) ++without_path;
+  });
+  EXPECT_GE(without_path, 2u) << "the holder, its path";
+  EXPECT_GT(starts, without_path);
+}
+
+}  // namespace
