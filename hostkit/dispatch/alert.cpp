@@ -10,19 +10,29 @@ CKtAlert::CKtAlert(std::string name, const KtObjId& object)
     : object_(object), has_object_(true), name_(std::move(name)) {}
 
 CKtAlert::~CKtAlert() {
-  try {
-    Destroy();
-  } catch (...) {
-    // Destroy has told that the set could not be destroyed.
-  }
+  const kt::ScopedPropset last(*this);
 }
 
 KtStatus CKtAlert::SetMessage(const std::string& text, std::uint32_t number) {
   if (number == kNextNumber) number = message_counter_++;
-  CreateOnFirstNeed();
   const std::string property = "AlertMsg" + std::to_string(static_cast<std::int32_t>(number));
   static_cast<void>(AddProp(property.c_str(), text, 0));
   return 0;
+}
+
+KtStatus CKtAlert::AddProperty(const cuvo_property& property) {
+  CreateOnFirstNeed();
+  return CKtPropertySet::AddProperty(property);
+}
+
+KtStatus CKtAlert::AddProperty(const CKtProperty& property) {
+  CreateOnFirstNeed();
+  return CKtPropertySet::AddProperty(property);
+}
+
+KtStatus CKtAlert::SetProperty(const CKtProperty& property) {
+  CreateOnFirstNeed();
+  return CKtPropertySet::SetProperty(property);
 }
 
 KtStatus CKtAlert::Raise() {

@@ -34,6 +34,11 @@ class CKtAlert : public CKtPropertySet {
   // the counter alone. Returns 0.
   KtStatus SetMessage(const std::string& text, std::uint32_t number = kNextNumber);
 
+  // As of any property set; the set is created first when there is none yet.
+  KtStatus AddProperty(const cuvo_property& property) override;
+  KtStatus AddProperty(const CKtProperty& property) override;
+  KtStatus SetProperty(const CKtProperty& property) override;
+
   // Raises the alert with a copy of its properties, an empty set when it has none. Returns the
   // host's status; throws a failing one. May be called again.
   KtStatus Raise();

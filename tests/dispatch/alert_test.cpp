@@ -7,6 +7,7 @@
 #include "base/status.h"
 #include "dispatch/alert_object.h"
 #include "fake/fake_test.h"
+#include "objmodel/property.h"
 
 namespace {
 
@@ -85,6 +86,21 @@ TEST_F(AlertTest, SetMessageCreatesThePropertySetOnFirstNeedOnly) {
   EXPECT_EQ(framework_.CountOf("PsCreatePropset"), 1u);
 }
 
+TEST_F(AlertTest, SettersCreateThePropertySetOnFirstNeedToo) {
+  std::uint32_t value = 3;
+  CKtAlert typed("alert.disk");
+  EXPECT_EQ(typed.AddProp("count", value, 0), 0u);
+  EXPECT_EQ(typed.SetMessage("text"), 0u);
+  EXPECT_EQ(NamesIn(typed), (std::vector<std::string>{"count", "AlertMsg0"}));
+  CKtAlert raw("alert.disk");
+  EXPECT_EQ(raw.AddProperty(cuvo_property{"count", TYPE_UINT32, 0, sizeof value, 0, &value}), 0u);
+  EXPECT_EQ(NamesIn(raw), std::vector<std::string>{"count"});
+  CKtAlert replacing("alert.disk");
+  EXPECT_EQ(replacing.AddProperty(CKtProperty("count", TYPE_UINT32, 0, sizeof value, &value)), 0u);
+  EXPECT_EQ(NamesIn(replacing), std::vector<std::string>{"count"});
+  EXPECT_EQ(framework_.CountOf("PsCreatePropset"), 3u);
+}
+
 TEST_F(AlertTest, RaiseHandsOverNameSetAndObject) {
   CKtAlertObject::Publish(kDefinition);
   CKtAlert alert("alert.disk", fake::ObjectNumber(5));
@@ -125,6 +141,7 @@ TEST_F(AlertTest, KeepsNothingWhicheverCallFails) {
         {
           CKtAlert alert("alert.disk");
           arm();
+          Thrown([&] { return alert.AddProp("count", std::uint32_t{3}, 0); });
           Thrown([&] { return alert.SetMessage("text"); });
           Thrown([&] { return alert.Raise(); });
         }
