@@ -1,7 +1,8 @@
 // The order of locks, written once. A thread that holds one of these takes only later ones:
 //
 //   1. event manager        held for a whole delivery, call-backs included
-//   2. activity             guards the count of calls in flight, held for the flush at zero
+//   2. activity             guards the count of calls in flight, held for the flush at zero and by
+//                           whoever else runs destructors of wrappers (dispatch/activity_hold.h)
 //   3. queue list           held while the control manager's lazy-delete queues are flushed
 //   4. custom object container
 //

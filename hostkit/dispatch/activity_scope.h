@@ -5,7 +5,8 @@
 // manager's lazy-delete queues, then the custom object container's queue, both with the activity
 // lock held, so that a call that starts meanwhile waits. A destructor or a queue that runs in the
 // flush may open scopes of its own on that thread; their closing starts no second flush inside the
-// first.
+// first. Wrappers that they queue with the container still go in this flush; what they give to a
+// lazy-delete queue whose turn is over waits for the next return to zero.
 //
 // Threads:   one scope belongs to one thread; scopes of any number of threads at once.
 // Failure:   opening throws std::bad_alloc when the manager cannot be made. Closing never throws:

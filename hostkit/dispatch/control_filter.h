@@ -1,4 +1,11 @@
 // CKtControlFilter sees every control before its handler does and may end it.
+//
+// Threads:   filter() runs on the threads of the controls, several at once.
+// Ownership: lent to CKtControlManager::AddFilter(). A control that is under way when
+// RemoveFilter()
+//            returns may still call it: the filter must outlive those, which it does once
+//            CKtControlManager::WaitForIdle() has returned true after the removal.
+// Failure:   as filter() says.
 #pragma once
 
 #include "ktbus3/ktbus3.h"

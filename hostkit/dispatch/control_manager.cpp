@@ -6,6 +6,7 @@
 #include "base/trace.h"
 #include "dispatch/activity_scope.h"
 #include "lifetime/custom_object_container.h"
+#include "lifetime/entering_call.h"
 #include "lifetime/singleton.h"
 
 namespace {
@@ -68,6 +69,7 @@ CKtControlManager::~CKtControlManager() {
 KtStatus CKtControlManager::Invoke(CKtControlRequest& request) {
   if (request.InterfaceId() == nullptr) return E_INVALIDARG;
   const CKtActivityScope scope;
+  kt::EnteringCall::HandOver();  // the scope counts the call from here on
 
   const KtStatus verdict = RunFilters(request);
   if (verdict != KTSTATUS_CONTINUE) return verdict;
@@ -144,7 +146,13 @@ KtStatus CKtControlManager::UnRegisterPath(const KtGuid& interface_id,
   return KTERROR_UNEXPECTED;
 }
 
+// A queue may open activity scopes: the activity lock comes first, whoever calls.
 void CKtControlManager::FlushLazyDeleteQueues() noexcept {
+  const kt::LockGuard guard(activity_lock_);
+  FlushQueues();
+}
+
+void CKtControlManager::FlushQueues() noexcept {
   kt::Trace(kt::kInfo, "%S: INFO: CKtControlManager::FlushLazyDeleteQueues() Entered...");
   const kt::LockGuard guard(queue_list_lock_);
   if (!flushing_queues_) {
@@ -197,7 +205,8 @@ void CKtControlManager::EnterActivity() noexcept {
 
 // The flush runs with the activity lock held: a call that starts on another thread meanwhile waits
 // until it is over. On this thread a destructor or a queue may open and close scopes of its own;
-// their return to zero is part of the flush that is running.
+// their return to zero is part of the flush that is running. A flush of its own would have no end
+// with a queue that opens a scope each time.
 void CKtControlManager::LeaveActivity() noexcept {
   const kt::LockGuard guard(activity_lock_);
   if (--activity_count_ != 0 || flushing_) return;
@@ -207,12 +216,9 @@ void CKtControlManager::LeaveActivity() noexcept {
 }
 
 void CKtControlManager::FlushAtZero() noexcept {
-  FlushLazyDeleteQueues();
-  try {
-    static_cast<void>(CKtCustomObjectContainer::Instance().FlushLazyDeleteQueue());
-  } catch (...) {
-    // There is no container and no memory to make one: nothing is queued.
-  }
+  FlushQueues();
+  auto* const container = kt::InstanceOrNull<CKtCustomObjectContainer>();
+  if (container != nullptr) static_cast<void>(container->FlushLazyDeleteQueue());
 }
 
 void CKtControlManager::FlushQueuesLocked() noexcept {

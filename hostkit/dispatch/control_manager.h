@@ -36,6 +36,10 @@
 #include "dispatch/control_request.h"
 #include "dispatch/lazy_delete_queue.h"
 
+namespace kt {
+class ActivityHold;
+}
+
 class CKtControlManager {
  public:
   // Bounds of the wait for the count: checks, and the sleep after each that found calls in flight.
@@ -45,8 +49,9 @@ class CKtControlManager {
   // The manager, created on first use. Throws std::bad_alloc.
   [[nodiscard]] static CKtControlManager& Instance();
 
-  // Waits as the destructor does, then deletes the manager, for module detach. Control maps and
-  // whatever opens activity scopes in its destructor must have gone before.
+  // Waits as the destructor does, then deletes the manager, for module detach. The manager stays
+  // the one that Instance() gives while it waits. Control maps and whatever opens activity scopes
+  // in its destructor must have gone before.
   static void ReleaseInstance() noexcept;
 
   // Waits for the calls in flight (WaitForIdle), forgets the manager and frees it.
@@ -76,9 +81,10 @@ class CKtControlManager {
                           const std::uint32_t& control_code, const KtObjId& object_id) noexcept
       KT_EXCLUDES(path_map_lock_);
 
-  // Flushes every queue in order. One that throws ends the run; nothing gets out. Called at the
-  // close of the last activity scope; a flush inside a flush does nothing.
-  void FlushLazyDeleteQueues() noexcept KT_EXCLUDES(queue_list_lock_);
+  // Flushes every queue in order, with the activity lock held. One that throws ends the run;
+  // nothing gets out. Called at the close of the last activity scope; a flush inside a flush does
+  // nothing.
+  void FlushLazyDeleteQueues() noexcept KT_EXCLUDES(activity_lock_, queue_list_lock_);
 
   // Filters run in the order of adding. A control that is under way when a filter is removed may
   // still call it: keep the filter until those are done (WaitForIdle). Throws std::bad_alloc.
@@ -99,6 +105,7 @@ class CKtControlManager {
 
  private:
   friend class CKtActivityScope;
+  friend class kt::ActivityHold;
   using EntrySlot = std::weak_ptr<CKtControlMapEntry>;  // expired: absent
 
   CKtControlManager() = default;
@@ -106,6 +113,7 @@ class CKtControlManager {
   void EnterActivity() noexcept KT_EXCLUDES(activity_lock_);
   void LeaveActivity() noexcept KT_EXCLUDES(activity_lock_);
   void FlushAtZero() noexcept KT_REQUIRES(activity_lock_);
+  void FlushQueues() noexcept KT_REQUIRES(activity_lock_) KT_EXCLUDES(queue_list_lock_);
   void FlushQueuesLocked() noexcept KT_REQUIRES(queue_list_lock_);
 
   [[nodiscard]] KtStatus RunFilters(CKtControlRequest& request) KT_EXCLUDES(path_map_lock_);

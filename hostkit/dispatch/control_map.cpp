@@ -6,20 +6,19 @@
 #include "base/guid_order.h"
 #include "base/trace.h"
 #include "dispatch/control_manager.h"
+#include "lifetime/singleton.h"
 #include "objmodel/object.h"
 
 namespace {
 
+// Without a manager, and memory for one, nothing can be registered.
 void UnRegisterPathOf(const CKtControlMapEntry& entry) noexcept {
-  try {
-    KtGuid interface_id{};
-    KtObjId object_id{};
-    static_cast<void>(CKtControlManager::Instance().UnRegisterPath(
-        entry.GetInterfaceId(interface_id), entry.GetSelector(), entry.GetControlCode(),
-        entry.GetObjectId(object_id)));
-  } catch (...) {
-    // The manager could not even be made: nothing can be registered with it.
-  }
+  auto* const manager = kt::InstanceOrNull<CKtControlManager>();
+  if (manager == nullptr) return;
+  KtGuid interface_id{};
+  KtObjId object_id{};
+  static_cast<void>(manager->UnRegisterPath(entry.GetInterfaceId(interface_id), entry.GetSelector(),
+                                            entry.GetControlCode(), entry.GetObjectId(object_id)));
 }
 
 }  // namespace

@@ -3,6 +3,10 @@
 //
 // The text of an id is the framework's (KtGUIDToString), released once the key is built. The key
 // stands in a buffer of the caller's stack: a look-up allocates nothing of ours.
+//
+// Threads:   one at a time; no lock of its own.
+// Ownership: owns its text; what View() and Text() give is lent.
+// Failure:   Build() says whether the framework had memory; nothing throws.
 #pragma once
 
 #include <array>

@@ -1,17 +1,5 @@
 #include "dispatch/control_request.h"
 
-namespace {
-
-// A failing release has left its trace line; the request is at its end and tells nobody else.
-void ReleaseSet(CKtPropertySet& set) noexcept {
-  try {
-    set.Destroy();
-  } catch (...) {
-  }
-}
-
-}  // namespace
-
 CKtControlRequest::CKtControlRequest(const KtObjId& target_id, std::uint32_t request_selector,
                                      std::uint32_t control_code, KtPropset input_set,
                                      KtPropset output_set, std::uint32_t word6, std::uint32_t word7,
@@ -32,8 +20,9 @@ CKtControlRequest::CKtControlRequest(const KtObjId& target_id, std::uint32_t req
 
 CKtControlRequest::~CKtControlRequest() {
   if (release_property_sets == 0) return;
-  ReleaseSet(input);
-  ReleaseSet(output);
+  // A failing release leaves its trace line and tells nobody else. The input set goes first.
+  const kt::ScopedPropset last(output);
+  const kt::ScopedPropset first(input);
 }
 
 const KtGuid* CKtControlRequest::InterfaceId() const noexcept {

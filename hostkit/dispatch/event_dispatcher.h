@@ -38,16 +38,20 @@ class CKtEventDispatcher {
   // Drops every occurrence of the path without a line. Returns whether there was one.
   bool Forget(const CKtEventPath& path) noexcept;
 
+  // The name as far as it is kept, lent.
   [[nodiscard]] const char* GetName() const noexcept { return name_.data(); }
 
   // True when the name is this dispatcher's, byte for byte.
   [[nodiscard]] bool IsNamed(std::string_view name) const noexcept;
 
+  // Whether the path, taken by its identity, is among the dispatcher's; it may be gone by now.
   [[nodiscard]] bool Has(const CKtEventPath* path) const noexcept;
 
   // The paths in order of adding, lent.
   [[nodiscard]] const std::vector<const CKtEventPath*>& Paths() const noexcept { return paths_; }
 
+  // The registrations that the database took: those that failed are missing, those of paths that
+  // were removed since are there.
   [[nodiscard]] std::size_t RegistrationCount() const noexcept { return registrations_.size(); }
 
  private:

@@ -5,15 +5,14 @@
 
 #include "base/trace.h"
 #include "dispatch/event_manager.h"
+#include "lifetime/singleton.h"
 
 namespace {
 
+// Without a manager, and memory for one, nothing can be registered.
 void UnRegisterPath(const CKtEventPath& path) noexcept {
-  try {
-    CKtEventManager::Instance().UnRegisterEventPath(path);
-  } catch (...) {
-    // The manager could not even be made: nothing can be registered with it.
-  }
+  auto* const manager = kt::InstanceOrNull<CKtEventManager>();
+  if (manager != nullptr) manager->UnRegisterEventPath(path);
 }
 
 }  // namespace
@@ -22,7 +21,12 @@ CKtEventListener::CKtEventListener(KtDatabase database, KtProvider context) noex
     : database_(database), context_(context) {}
 
 CKtEventListener::~CKtEventListener() {
+  UnRegisterAll();
+}
+
+void CKtEventListener::UnRegisterAll() noexcept {
   for (const auto& path : paths_) UnRegisterPath(*path);
+  paths_.clear();
 }
 
 void CKtEventListener::Register(std::string_view event_name, KtEventCallback callback) noexcept {

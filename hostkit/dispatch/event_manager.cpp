@@ -10,6 +10,7 @@
 #include "base/retired.h"
 #include "base/trace.h"
 #include "dispatch/activity_scope.h"
+#include "lifetime/entering_call.h"
 #include "lifetime/singleton.h"
 
 namespace {
@@ -58,17 +59,22 @@ KtStatus CKtEventManager::RegisterEventPath(const CKtEventPath& path) {
   return Instance().RegisterEventPath(path);
 }
 
-void CKtEventManager::UnRegisterEventPath(const CKtEventPath& path) {
+void CKtEventManager::UnRegisterEventPath(const CKtEventPath& path) noexcept {
   {
     const kt::LockGuard guard(lock_);
     if (!forgotten_) return UnRegisterLocked(path);
   }
-  Instance().UnRegisterEventPath(path);
+  // Without memory for another manager the path stands nowhere.
+  auto* const successor = kt::InstanceOrNull<CKtEventManager>();
+  if (successor != nullptr) successor->UnRegisterEventPath(path);
 }
 
 KtStatus CKtEventManager::Notify(const KtEventRecord* event, std::uint64_t first,
                                  std::uint64_t third) {
   if (event == nullptr) return E_INVALIDARG;
+  // Before the lock, where a call-back of another thread may hold this one up for as long as it
+  // likes, even by a shutdown that waits for entering calls.
+  kt::EnteringCall::HandOver();
   {
     const kt::LockGuard guard(lock_);
     if (!forgotten_) return NotifyLocked(*event, first, third);

@@ -1,8 +1,7 @@
 // CKtEventManager takes the host's event notices to those who subscribed: one dispatcher per
 // subscribed name, one path per subscriber.
 //
-// Threads:   any member from any thread, under one re-entrant lock. It is held for a whole
-// delivery,
+// Threads:   any member from any thread, under one re-entrant lock. A whole delivery holds it, the
 //            call-backs and the flush of deferred deletions included; this is required, and makes
 //            the delivery of one notice exclude every other event operation of other threads. A
 //            call-back that hangs therefore holds up shutdown at this lock. A call-back may
@@ -51,8 +50,8 @@ class CKtEventManager {
 
   // Takes a path out; with the last path of a name its dispatcher goes, and with that every
   // registration made for the name. A path that is not there leaves a line at level 6 and changes
-  // nothing.
-  void UnRegisterEventPath(const CKtEventPath& path) KT_EXCLUDES(lock_);
+  // nothing. Once it has returned, no other thread is in the path's call-back any more.
+  void UnRegisterEventPath(const CKtEventPath& path) noexcept KT_EXCLUDES(lock_);
 
   // Delivers a notice to the paths of the first dispatcher whose name equals or matches the
   // event's, in order of the paths' addresses, as far as they subscribed to the event's database. A
@@ -70,6 +69,8 @@ class CKtEventManager {
   // Drops a path that is about to go from wherever it still stands, without a line.
   static void ForgetPath(const CKtEventPath& path) noexcept;
 
+  // The number of dispatchers: of names subscribed to, a name that is too long for a dispatcher
+  // counted once for each of its paths.
   [[nodiscard]] std::size_t DispatcherCount() const noexcept KT_EXCLUDES(lock_);
 
  private:

@@ -5,6 +5,7 @@
 
 #include "base/retired.h"
 #include "base/trace.h"
+#include "dispatch/activity_hold.h"
 #include "lifetime/singleton.h"
 #include "objmodel/object.h"
 
@@ -75,6 +76,7 @@ KtStatus CKtCustomObjectContainer::LazyDelete(CKtObject* object) noexcept {
 }
 
 KtStatus CKtCustomObjectContainer::FlushLazyDeleteQueue() noexcept {
+  const kt::ActivityHold calls;
   const kt::LockGuard guard(lock_);
   kt::Trace(kt::kInfo, "%S: INFO: CKtCustomObjectContainer::FlushLazyDeleteQueue() Entering .....");
   if (!forgotten_) DrainQueueLocked();
@@ -83,6 +85,7 @@ KtStatus CKtCustomObjectContainer::FlushLazyDeleteQueue() noexcept {
 }
 
 void CKtCustomObjectContainer::Shutdown() {
+  const kt::ActivityHold calls;
   const kt::LockGuard guard(lock_);
   if (enabled_) DeleteObjectsLocked();
   objects_.clear();
@@ -210,23 +213,31 @@ void CKtCustomObjectContainer::DrainQueueLocked() noexcept {
   }
 }
 
+// A destructor may take out, free and register other wrappers: the walk goes from id to id and
+// looks each up when its turn comes. No copy is made, since shutdown must not need memory.
 void CKtCustomObjectContainer::DeleteObjectsLocked() {
-  std::vector<std::pair<KtObjId, Slot>> doomed(objects_.begin(), objects_.end());
-  for (const auto& [id, slot] : doomed) {
-    // A destructor may have taken this one out, or freed it, meanwhile.
-    const auto found = objects_.find(id);
-    if (slot.object == nullptr || found == objects_.end() || found->second.object != slot.object) {
-      continue;
+  for (bool deleted = true; deleted;) {
+    deleted = false;
+    for (auto next = objects_.begin(); next != objects_.end();) {
+      const KtObjId id = next->first;
+      if (next->second.object != nullptr) {
+        DeleteLocked(id, next->second);
+        deleted = true;
+      }
+      next = objects_.upper_bound(id);
     }
-    const std::uintptr_t address = AddressOf(slot.object);
-    try {
-      delete slot.object;
-    } catch (...) {
-      ForgetLocked(id, address, slot.list);
-      throw;  // required: nothing is contained here
-    }
-    ForgetLocked(id, address, slot.list);
   }
+}
+
+void CKtCustomObjectContainer::DeleteLocked(KtObjId id, Slot slot) {
+  const std::uintptr_t address = AddressOf(slot.object);
+  try {
+    delete slot.object;
+  } catch (...) {
+    ForgetLocked(id, address, slot.list);
+    throw;  // required: nothing is contained here
+  }
+  ForgetLocked(id, address, slot.list);
 }
 
 // Takes a wrapper that has been freed out of whatever still names it. This comes after its

@@ -6,9 +6,12 @@
 // that a handler that still holds a pointer to the wrapper never touches freed memory.
 //
 // Threads:   any member from any thread, under one re-entrant lock, which is held for the
-//            framework calls as well. A flush runs destructors of wrappers under the activity lock
-//            and this one: a destructor may use this container and open activity scopes, it may not
-//            touch the event manager, whose lock comes first (base/lock_order.h).
+//            framework calls as well. Flush and shutdown run destructors of wrappers under the
+//            activity lock, taken first, and this one: calls of other threads can neither start nor
+//            end meanwhile. A destructor may use this container and open activity scopes; it may
+//            not wait for another thread's call, and not touch the event manager, whose lock comes
+//            first (base/lock_order.h). What a wrapper overrides of GetType(), GetName() and
+//            Destroy() runs under this lock alone and may not open scopes.
 // Ownership: a wrapper that Add() took belongs to the container until Remove() gives it back or
 //            LazyDelete() queues it; a queued one belongs to the queue.
 // Failure:   statuses as each member says. GetType() of a wrapper may throw out of Add() and
@@ -69,12 +72,14 @@ class CKtCustomObjectContainer {
   KtStatus LazyDelete(CKtObject* object) noexcept KT_EXCLUDES(lock_);
 
   // Frees every queued wrapper in order of ids, those included that a destructor queues meanwhile.
-  // A destructor that throws is traced and the next wrapper's turn comes. Returns 0.
+  // A destructor that throws is traced and the next wrapper's turn comes. Returns 0. Not to be
+  // called under a lock that comes after the activity lock.
   KtStatus FlushLazyDeleteQueue() noexcept KT_EXCLUDES(lock_);
 
-  // Deletes every registered wrapper in order of ids and forgets the container, so that Instance()
-  // makes a new one. The queue is left as it is: its wrappers go when the module is detached. What
-  // a wrapper's destructor throws passes out, with the rest still registered.
+  // Deletes every registered wrapper in order of ids, then those that a destructor registered
+  // meanwhile, and forgets the container, so that Instance() makes a new one. The queue is left as
+  // it is: its wrappers go when the module is detached. What a wrapper's destructor throws passes
+  // out, with the rest still registered; nothing else is thrown, and no memory is needed.
   void Shutdown() KT_EXCLUDES(lock_);
 
   // Whether Shutdown() deletes wrappers (true from the start). A provider that frees its wrappers
@@ -115,6 +120,7 @@ class CKtCustomObjectContainer {
   [[nodiscard]] Queued& QueueLocked(const KtObjId& id, const Slot& slot) KT_REQUIRES(lock_);
   void DrainQueueLocked() noexcept KT_REQUIRES(lock_);
   void DeleteObjectsLocked() KT_REQUIRES(lock_);
+  void DeleteLocked(KtObjId id, Slot slot) KT_REQUIRES(lock_);
   void ForgetLocked(const KtObjId& id, std::uintptr_t address, List* list) noexcept
       KT_REQUIRES(lock_);
 

@@ -26,10 +26,15 @@ void CKtThreadContainer::Add(CKtWorker& worker) {
 void CKtThreadContainer::Remove(CKtWorker& worker) noexcept {
   const kt::LockGuard guard(lock_);
   const auto found = std::find(workers_.begin(), workers_.end(), &worker);
-  if (found != workers_.end()) workers_.erase(found);
+  if (found == workers_.end()) return;
+  if (walks_ != 0) {
+    *found = nullptr;
+  } else {
+    workers_.erase(found);
+  }
 }
 
-void CKtThreadContainer::StopAll() {
+void CKtThreadContainer::StopAll() noexcept {
   const std::size_t requested = RequestStopOfAll();
   kt::Trace(kt::kWarning, "%S: INFO: CKtThreadContainer: Requested the stop of %d threads.",
             static_cast<std::int32_t>(requested));
@@ -47,30 +52,41 @@ void CKtThreadContainer::StopAll() {
 
 std::size_t CKtThreadContainer::Count() const noexcept {
   const kt::LockGuard guard(lock_);
-  return workers_.size();
+  return workers_.size() -
+         static_cast<std::size_t>(std::count(workers_.begin(), workers_.end(), nullptr));
 }
 
 bool CKtThreadContainer::ContainsLocked(const CKtWorker* worker) const noexcept {
   return std::find(workers_.begin(), workers_.end(), worker) != workers_.end();
 }
 
-// A worker that is asked may take workers out of the container, so both walks go over a copy and
-// leave out those that have gone meanwhile.
-std::size_t CKtThreadContainer::RequestStopOfAll() {
-  const kt::LockGuard guard(lock_);
-  const std::vector<CKtWorker*> asked = workers_;
-  for (CKtWorker* const worker : asked) {
-    if (ContainsLocked(worker)) worker->RequestStop();
+// A worker that is asked may add workers and take workers out; those that it adds wait for the next
+// walk.
+template <typename Visit>
+void CKtThreadContainer::VisitLocked(Visit visit) noexcept {
+  ++walks_;
+  const std::size_t count = workers_.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    if (workers_[i] != nullptr) visit(*workers_[i]);
   }
-  return asked.size();
+  if (--walks_ == 0) std::erase(workers_, nullptr);
 }
 
-bool CKtThreadContainer::AllStopped() {
+std::size_t CKtThreadContainer::RequestStopOfAll() noexcept {
   const kt::LockGuard guard(lock_);
-  const std::vector<CKtWorker*> asked = workers_;
+  std::size_t requested = 0;
+  VisitLocked([&requested](CKtWorker& worker) {
+    worker.RequestStop();
+    ++requested;
+  });
+  return requested;
+}
+
+bool CKtThreadContainer::AllStopped() noexcept {
+  const kt::LockGuard guard(lock_);
   bool all_stopped = true;
-  for (const CKtWorker* const worker : asked) {
-    if (ContainsLocked(worker) && !worker->IsStopped()) all_stopped = false;
-  }
+  VisitLocked([&all_stopped](const CKtWorker& worker) {
+    if (!worker.IsStopped()) all_stopped = false;
+  });
   return all_stopped;
 }

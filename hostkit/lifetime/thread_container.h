@@ -6,7 +6,8 @@
 //            worker may add or remove workers, itself included, while it is being asked.
 // Ownership: workers are lent; the container neither starts nor destroys them. A worker must be
 //            removed before it goes; Remove() returns when nobody is asking it any more.
-// Failure:   StopAll() gives up after 60 s, says so in the trace, and returns.
+// Failure:   Add() throws std::bad_alloc. StopAll() needs no memory; it gives up after 60 s, says
+//            so in the trace, and returns.
 #pragma once
 
 #include <atomic>
@@ -42,8 +43,9 @@ class CKtThreadContainer {
 
   // Requests the stop of every worker once, in order of registration, then asks all of them every
   // kPollMs whether they have stopped, until all have or more than kLimitMs have been waited. The
-  // workers stay in the container. Throws std::bad_alloc.
-  void StopAll() KT_EXCLUDES(lock_);
+  // workers stay in the container. One that is added while the others are asked is asked the next
+  // time.
+  void StopAll() noexcept KT_EXCLUDES(lock_);
 
   // The number of workers registered.
   [[nodiscard]] std::size_t Count() const noexcept KT_EXCLUDES(lock_);
@@ -52,10 +54,15 @@ class CKtThreadContainer {
   CKtThreadContainer() = default;
 
   [[nodiscard]] bool ContainsLocked(const CKtWorker* worker) const noexcept KT_REQUIRES(lock_);
-  [[nodiscard]] std::size_t RequestStopOfAll() KT_EXCLUDES(lock_);
-  [[nodiscard]] bool AllStopped() KT_EXCLUDES(lock_);
+  [[nodiscard]] std::size_t RequestStopOfAll() noexcept KT_EXCLUDES(lock_);
+  [[nodiscard]] bool AllStopped() noexcept KT_EXCLUDES(lock_);
+  template <typename Visit>
+  void VisitLocked(Visit visit) noexcept KT_REQUIRES(lock_);
 
+  // In order of registration. A worker that is taken out during a walk leaves null behind until the
+  // walk is over, so that the walk needs no copy.
   std::vector<CKtWorker*> workers_ KT_GUARDED_BY(lock_);
+  std::size_t walks_ KT_GUARDED_BY(lock_) = 0;
   mutable kt::Lock lock_;
 
   static std::atomic<CKtThreadContainer*> instance_;

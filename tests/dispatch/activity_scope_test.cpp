@@ -12,6 +12,7 @@
 #include "dispatch/event_listener.h"
 #include "support/control.h"
 #include "support/managers_test.h"
+#include "support/threads.h"
 #include "support/wrapper.h"
 
 namespace {
@@ -216,24 +217,24 @@ TEST_F(ActivityScopeTest, LetsADestructorAndAQueueOpenScopesWithoutAFlushInTheFl
 }
 
 TEST_F(ActivityScopeTest, MakesACallThatStartsDuringTheFlushWaitUntilItIsOver) {
-  std::atomic<bool> opening{false};
   std::atomic<bool> opened{false};
   std::atomic<bool> opened_during_flush{false};
+  std::size_t held = 0;
   std::thread late;
   Queue queue([&] {
     if (late.joinable()) return;  // the late call's own end flushes as well
+    held = framework_.Outstanding().held_sections;
     late = std::thread([&] {
-      opening = true;
       const CKtActivityScope scope;
       opened = true;
     });
-    while (!opening) std::this_thread::yield();
-    for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+    support::YieldUntil([&] { return support::HasAskedForALock(late.get_id()); });
     opened_during_flush = opened.load();
   });
   manager().AddQueue(queue);
   { const CKtActivityScope scope; }
   late.join();
+  EXPECT_EQ(held, 2u) << "the activity lock and the queue list's";
   EXPECT_FALSE(opened_during_flush);
   EXPECT_TRUE(opened);
 }

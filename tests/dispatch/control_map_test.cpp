@@ -141,6 +141,26 @@ TEST_F(ControlMapTest, UnRegisterAllFreesEveryPath) {
   EXPECT_EQ(RegisterOne(1), 0u);
 }
 
+TEST_F(ControlMapTest, UnRegisterAllGoesInOrderOfRegistration) {
+  for (const std::uint32_t code : {2u, 3u, 1u}) {
+    ASSERT_EQ(map_->Register(kInterface, kSelector, code, &BodyMap::Handle), 0u);
+    // Behind the map's back, so that each path leaves a line when its turn comes.
+    ASSERT_EQ(
+        CKtControlManager::Instance().UnRegisterPath(kInterface, kSelector, code, kt::kNullObjId),
+        0u);
+  }
+  framework_.ForgetTraces();
+  map_->UnRegisterAll();
+  std::vector<fake::TraceLine> expected;
+  for (const char* const code : {"2", "3", "1"}) {
+    expected.push_back(fake::Info(
+        std::string("hostkit: ERROR: CKtControlManager::UnRegisterPath() : specified path OBJ:") +
+        support::kNullText + ",INTF:" + support::kInterfaceText + ",MJ:0,MN:" + code +
+        " not found. KTERROR_UNEXPECTED"));
+  }
+  EXPECT_EQ(framework_.Traces(), expected);
+}
+
 TEST_F(ControlMapTest, IsUnregisteredByItsEnd) {
   ASSERT_EQ(RegisterOne(), 0u);
   map_.reset();

@@ -12,6 +12,7 @@
 #include "support/control.h"
 #include "support/event.h"
 #include "support/managers_test.h"
+#include "support/threads.h"
 #include "support/wrapper.h"
 
 namespace {
@@ -159,6 +160,48 @@ TEST_F(DispatchThreadsTest, EveryManagerIsOneHoweverManyThreadsAreFirst) {
     EXPECT_EQ(framework_.Outstanding().sections, 5u);
     ReleaseModuleState();
   }
+}
+
+// A destructor cannot know who runs it. One that opens a scope must get the activity lock, also
+// when a call ends on another thread meanwhile: that one holds the lock and wants the container's.
+TEST_F(DispatchThreadsTest, ADestructorOpensAScopeInFlushAndShutdownWhileACallEndsElsewhere) {
+  framework_.RecordCalls(true);
+  using Member = void (*)(CKtCustomObjectContainer&, CKtObject*);
+  const Member flush = [](CKtCustomObjectContainer& container, CKtObject* wrapper) {
+    container.LazyDelete(wrapper);
+    container.FlushLazyDeleteQueue();
+  };
+  const Member shutdown = [](CKtCustomObjectContainer& container, CKtObject*) {
+    container.Shutdown();
+  };
+  for (const Member run : {flush, shutdown}) {
+    support::Gate opened;
+    support::Gate closing;
+    std::thread call([&] {
+      const CKtActivityScope scope;
+      opened.Open();
+      closing.Wait();
+    });
+    opened.Wait();
+    std::size_t held = 0;
+    const KtObjId id = framework_.AddObject("disk");
+    framework_.PutWideText(id, "Name", KT_W("disk"));
+    auto wrapper = std::make_unique<support::Wrapper>(id, [&] {
+      held = framework_.Outstanding().held_sections;
+      framework_.ForgetCalls();
+      closing.Open();
+      support::YieldUntil([&] { return support::HasAskedForALock(call.get_id()); });
+      const CKtActivityScope inner;
+      ++g_gone;
+    });
+    CKtObject* const lent = wrapper.get();
+    CKtCustomObjectContainer& container = CKtCustomObjectContainer::Instance();
+    ASSERT_EQ(container.Add(std::move(wrapper)), 0u);
+    run(container, lent);
+    call.join();
+    EXPECT_EQ(held, 2u) << "the activity lock before the container's";
+  }
+  EXPECT_EQ(g_gone, 2);
 }
 
 TEST_F(DispatchThreadsTest, AHandlerOutlivesTheMapThatIsDestroyedUnderIt) {

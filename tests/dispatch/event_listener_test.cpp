@@ -1,14 +1,17 @@
 #include "dispatch/event_listener.h"
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "base/status.h"
 #include "dispatch/event_manager.h"
 #include "support/event.h"
 #include "support/managers_test.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -99,6 +102,76 @@ TEST_F(EventListenerTest, UnregistersEverythingAtItsEnd) {
   EXPECT_EQ(framework_.CallNames(),
             (std::vector<std::string>{"EvUnregisterEvent", "ObUnregisterAlert"}));
   EXPECT_TRUE(fake::NothingTraced());
+}
+
+TEST_F(EventListenerTest, UnRegisterAllEndsEverySubscriptionInOrderAndMayComeTwice) {
+  Counting listener(framework_.database(), framework_.provider());
+  listener.Register("event.one", &Counting::Hear);
+  listener.Register("event.alert", &Counting::Hear);
+  framework_.ForgetCalls();
+  listener.UnRegisterAll();
+  listener.UnRegisterAll();
+  EXPECT_EQ(framework_.CallNames(),
+            (std::vector<std::string>{"EvUnregisterEvent", "ObUnregisterAlert"}));
+  EXPECT_EQ(listener.Count(), 0u);
+  EXPECT_TRUE(fake::NothingTraced());
+}
+
+TEST_F(EventListenerTest, UnRegisterAllMayBeCalledFromACallBack) {
+  Counting listener(framework_.database(), framework_.provider());
+  listener.Register("event.one",
+                    [](void* owner, const CKtEventView*, std::uint64_t, std::uint64_t) {
+                      static_cast<CKtEventListener*>(owner)->UnRegisterAll();
+                      return KtStatus{0};
+                    });
+  EXPECT_EQ(Notify("event.one"), 0u);
+  EXPECT_EQ(listener.Count(), 0u);
+}
+
+// A listener whose call-back is held up while it is destroyed on another thread.
+struct Meeting {
+  support::Gate called;
+  std::thread::id destroyer;
+  std::atomic<bool> part_is_gone{false};
+  bool part_was_gone_in_call_back = true;
+};
+
+class Derived : public CKtEventListener {
+ public:
+  Derived(KtDatabase database, KtProvider context, Meeting& meeting)
+      : CKtEventListener(database, context), meeting_(meeting) {}
+  Derived(const Derived&) = delete;
+  Derived& operator=(const Derived&) = delete;
+  ~Derived() override {
+    UnRegisterAll();
+    meeting_.part_is_gone = true;
+  }
+
+  static KtStatus Hear(void* owner, const CKtEventView*, std::uint64_t, std::uint64_t) {
+    auto& meeting = static_cast<Derived*>(static_cast<CKtEventListener*>(owner))->meeting_;
+    fake::Framework::Get().ForgetCalls();
+    meeting.called.Open();
+    support::YieldUntil(
+        [&] { return support::HasAskedForALock(meeting.destroyer) || meeting.part_is_gone; });
+    meeting.part_was_gone_in_call_back = meeting.part_is_gone;
+    return 0;
+  }
+
+ private:
+  Meeting& meeting_;
+};
+
+TEST_F(EventListenerTest, UnRegisterAllInADerivedDestructorWaitsForACallBackOfAnotherThread) {
+  Meeting meeting;
+  meeting.destroyer = std::this_thread::get_id();
+  std::optional<Derived> listener(std::in_place, framework_.database(), framework_.provider(),
+                                  meeting);
+  listener->Register("event.one", &Derived::Hear);
+  std::thread host([&] { EXPECT_EQ(Notify("event.one"), 0u); });
+  meeting.called.Wait();
+  listener.reset();
+  host.join();
+  EXPECT_FALSE(meeting.part_was_gone_in_call_back);
 }
 
 TEST_F(EventListenerTest, EndsWithALineForEachNameWhenTheManagerIsShutDownBefore) {

@@ -1,5 +1,6 @@
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -92,12 +93,14 @@ TEST_F(EventRegistrationTest, KeepsAPathWhoseRegistrationFailedAndSaysSo) {
   BodyPath path("event.one", [&](const KtEventRecord&) { return ++calls, KtStatus{0}; });
   framework_.FailCall("EvRegisterEvent", 1, KTERROR_UNEXPECTED);
   EXPECT_EQ(manager().RegisterEventPath(*path), 0u);
-  ASSERT_EQ(framework_.Traces().size(), 1u);
-  EXPECT_EQ(framework_.Traces()[0].level, 6u);
-  EXPECT_EQ(framework_.Traces()[0].text.find(
-                "ERROR: RegisterForEvent(), Unable to register to receive event 'event.one' from "
-                "database "),
-            0u);
+  std::ostringstream handle;
+  handle << std::hex
+         << static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(framework_.database()));
+  EXPECT_EQ(
+      framework_.Traces(),
+      std::vector{fake::Error("ERROR: RegisterForEvent(), Unable to register to receive event "
+                              "'event.one' from database " +
+                              handle.str())});
   const KtEventRecord notice = Notice("event.one");
   EXPECT_EQ(manager().Notify(&notice), 0u);
   EXPECT_EQ(calls, 1);

@@ -46,14 +46,31 @@ class LockOrderTest : public support::ManagersTest {
   std::map<std::string, std::string> names_;
 };
 
-const std::vector<std::string> kClosing{"+activity",  "+queue list", "-queue list",
-                                        "+container", "-container",  "-activity"};
+// The container's flush takes the activity lock before its own, whoever calls it.
+const std::vector<std::string> kClosing{"+activity",  "+queue list", "-queue list", "+activity",
+                                        "+container", "-container",  "-activity",   "-activity"};
 
 TEST_F(LockOrderTest, ClosingTheLastScopeFlushesQueuesAndContainerInsideTheActivityLock) {
   { const CKtActivityScope scope; }
   std::vector<std::string> expected{"+activity", "-activity"};
   expected.insert(expected.end(), kClosing.begin(), kClosing.end());
   EXPECT_EQ(Locking(), expected);
+}
+
+TEST_F(LockOrderTest, TheContainersFlushAndShutdownTakeTheActivityLockFirst) {
+  const std::vector<std::string> expected{"+activity", "+container", "-container", "-activity"};
+  CKtCustomObjectContainer& container = CKtCustomObjectContainer::Instance();
+  container.FlushLazyDeleteQueue();
+  EXPECT_EQ(Locking(), expected);
+  framework_.ForgetCalls();
+  container.Shutdown();
+  EXPECT_EQ(Locking(), expected);
+}
+
+TEST_F(LockOrderTest, TheFlushOfTheQueuesTakesTheActivityLockFirst) {
+  CKtControlManager::Instance().FlushLazyDeleteQueues();
+  EXPECT_EQ(Locking(),
+            (std::vector<std::string>{"+activity", "+queue list", "-queue list", "-activity"}));
 }
 
 TEST_F(LockOrderTest, AControlTakesThePathMapLockForItsLookUpOnly) {

@@ -54,6 +54,27 @@ TEST_F(CustomObjectShutdownTest, ForgetsTheContainerSoThatALaterUseMakesAnEmptyO
   EXPECT_EQ(container().Count().type_slots, 0u);
 }
 
+TEST_F(CustomObjectShutdownTest, HoldsItsLockAndTheActivityLockWhileADestructorRuns) {
+  std::size_t held = 0;
+  Registered(framework_.AddObject("disk"), 1,
+             [&] { held = framework_.Outstanding().held_sections; });
+  container().Shutdown();
+  EXPECT_EQ(held, 2u);
+  EXPECT_EQ(framework_.Outstanding().held_sections, 0u);
+}
+
+TEST_F(CustomObjectShutdownTest, DeletesWhatADestructorRegistersWhicheverIdItHas) {
+  const KtObjId lower = framework_.AddObject("disk");
+  const KtObjId middle = framework_.AddObject("disk");
+  const KtObjId higher = framework_.AddObject("disk");
+  Registered(middle, 1, [&] {
+    Registered(lower, 3);
+    Registered(higher, 2);
+  });
+  container().Shutdown();
+  EXPECT_EQ(gone_, (std::vector{1, 2, 3}));
+}
+
 TEST_F(CustomObjectShutdownTest, PassesOverNullEntries) {
   Wrapper stranger(framework_.AddObject("disk"));
   container().LazyDelete(&stranger);

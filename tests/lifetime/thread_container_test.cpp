@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/managers_test.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -136,6 +137,23 @@ TEST_F(ThreadContainerTest, DoesNotTouchAWorkerThatAnotherOneTookOut) {
   EXPECT_EQ(taken.requests_, 0);
 }
 
+TEST_F(ThreadContainerTest, LetsAWorkerPutAnotherInItsPlaceWhichIsAskedTheNextTime) {
+  ScriptedWorker leaver(0);
+  ScriptedWorker successor(0);
+  CKtThreadContainer& container = CKtThreadContainer::Instance();
+  container.Add(leaver);
+  leaver.on_request_ = [&] {
+    container.Remove(leaver);
+    container.Add(successor);
+    EXPECT_EQ(container.Count(), 1u);
+  };
+  container.StopAll();
+  EXPECT_EQ(leaver.questions_, 0);
+  EXPECT_EQ(successor.requests_, 0);
+  EXPECT_EQ(successor.questions_, 1);
+  EXPECT_EQ(container.Count(), 1u);
+}
+
 TEST_F(ThreadContainerTest, TakesAWorkerOnce) {
   ScriptedWorker worker(0);
   CKtThreadContainer::Instance().Add(worker);
@@ -167,8 +185,13 @@ TEST_F(ThreadContainerTest, StopsRealThreadsThatComeAndGo) {
       MarkStopped();
     }
   };
-  framework_.OnSleep([](std::uint32_t) { std::this_thread::yield(); });
   std::vector<Loop> workers(4);
+  framework_.OnSleep([&](std::uint32_t) {
+    // As long as it takes: every stop has been requested by now.
+    for (const Loop& worker : workers) {
+      support::YieldUntil([&] { return worker.IsStopped(); });
+    }
+  });
   std::vector<std::thread> threads;
   for (Loop& worker : workers) {
     worker.MarkRunning();
@@ -184,10 +207,11 @@ TEST_F(ThreadContainerTest, StopsRealThreadsThatComeAndGo) {
     }
   });
   CKtThreadContainer::Instance().StopAll();
+  for (const Loop& worker : workers) EXPECT_TRUE(worker.IsStopped()) << "before it is joined";
+  EXPECT_TRUE(framework_.TracesAt(6).empty());
   for (auto& thread : threads) thread.join();
   over = true;
   visitor.join();
-  for (const Loop& worker : workers) EXPECT_TRUE(worker.IsStopped());
 }
 
 TEST(Worker, CountsAsStoppedUntilItIsStarted) {
