@@ -5,6 +5,7 @@
 #include "base/status.h"
 #include "base/trace.h"
 #include "dispatch/control_request.h"
+#include "lifetime/entering_call.h"
 #include "provider/provider.h"
 
 namespace kt {
@@ -30,6 +31,7 @@ KtStatus __KtApiControl(const KtObjId* objectId, std::uint32_t selector, std::ui
                         KtPropset input, KtPropset output, std::uint32_t value6,
                         std::uint32_t value7, std::uint64_t value8, std::uint64_t value9,
                         std::uint64_t value10, std::uint64_t value11, std::uint64_t* providerOut) {
+  const kt::EnteringCall call(kt::EnteringCall::Until::kHandedOver);
   if (kt::GetApiState().shutting_down) return KTERROR_PROVIDER_SHUTTING_DOWN;
   if (!kt::GetApiState().initialised) {
     kt::Trace(kt::kError,
@@ -45,6 +47,7 @@ KtStatus __KtApiControl(const KtObjId* objectId, std::uint32_t selector, std::ui
 }
 
 KtStatus __KtApiInitialize(KtDatabase database, KtProvider provider) {
+  const kt::EnteringCall call(kt::EnteringCall::Until::kReturned);
   kt::ApiState& state = kt::GetApiState();
   if (state.shutting_down) return KTERROR_PROVIDER_SHUTTING_DOWN;
   try {
@@ -77,10 +80,13 @@ KtStatus __KtApiShutdown(std::uint64_t argument) {
   KtStatus status = KTERROR_UNEXPECTED;
   try {
     status = provider->Shutdown(argument);
+    kt::EnteringCall::WaitForOthers();
     CKtProvider::DestroyInstance();
   } catch (...) {
     kt::Trace(kt::kError, "%S::__KtApiShutdown(), caught unhandled exception.");
   }
+  // A provider whose Shutdown threw is still there, and a call that entered must not make another.
+  kt::EnteringCall::WaitForOthers();
   CKtProvider::ForgetInstance();
   state.initialised = false;
   kt::Trace(kt::kError, "%S::__KtApiShutdown(), completed.");
@@ -88,6 +94,7 @@ KtStatus __KtApiShutdown(std::uint64_t argument) {
 }
 
 KtStatus __KtApiGetAttr(std::uint64_t a, std::uint64_t b, std::uint64_t /*c*/, std::uint64_t d) {
+  const kt::EnteringCall call(kt::EnteringCall::Until::kReturned);
   if (kt::GetApiState().shutting_down) return KTERROR_PROVIDER_SHUTTING_DOWN;
   if (!kt::GetApiState().initialised) {
     kt::Trace(kt::kError,
@@ -99,6 +106,7 @@ KtStatus __KtApiGetAttr(std::uint64_t a, std::uint64_t b, std::uint64_t /*c*/, s
 
 KtStatus __KtApiChangeNotify(std::uint64_t a, std::uint64_t /*b*/, std::uint64_t c,
                              std::uint64_t d) {
+  const kt::EnteringCall call(kt::EnteringCall::Until::kHandedOver);
   if (kt::GetApiState().shutting_down) return KTERROR_PROVIDER_SHUTTING_DOWN;
   if (!kt::GetApiState().initialised) {
     kt::Trace(
@@ -111,6 +119,7 @@ KtStatus __KtApiChangeNotify(std::uint64_t a, std::uint64_t /*b*/, std::uint64_t
 }
 
 KtStatus __KtApiVersion(KtWchar** out) {
+  const kt::EnteringCall call(kt::EnteringCall::Until::kReturned);
   if (kt::GetApiState().shutting_down) return KTERROR_PROVIDER_SHUTTING_DOWN;
   if (!kt::GetApiState().initialised) return E_NOTIMPL;
   if (out == nullptr) return E_INVALIDARG;

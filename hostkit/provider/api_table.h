@@ -6,7 +6,9 @@
 // level 6; E_NOTIMPL without one for the version), a null pointer third (E_INVALIDARG, no line).
 //
 // Threads:   the host may call from several threads; it calls Initialize before anything else and
-//            Shutdown after everything else.
+//            Shutdown after everything else. Shutdown waits all the same, without a bound, for
+//            calls of other threads that passed the flag before it was set, a control or a notice
+//            until its manager has it (lifetime/entering_call.h).
 // Failure:   Initialize and Shutdown let no exception out. What a control, an attribute call, a
 //            notice or a version call throws passes to the host.
 #pragma once

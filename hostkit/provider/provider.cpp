@@ -10,6 +10,7 @@
 #include "dispatch/control_manager.h"
 #include "dispatch/event_manager.h"
 #include "lifetime/custom_object_container.h"
+#include "lifetime/singleton.h"
 #include "lifetime/thread_container.h"
 
 namespace {
@@ -28,12 +29,10 @@ std::unique_ptr<CKtProvider> MakeOrNull() {
 
 CKtProvider* CKtProvider::Instance() {
   if (CKtProvider* const existing = Existing()) return existing;
-  std::unique_ptr<CKtProvider> made = MakeOrNull();
-  CKtProvider* current = nullptr;
-  if (made != nullptr && g_provider.compare_exchange_strong(current, made.get())) {
-    current = made.release();
-  }
+  static_cast<void>(kt::FindOrMake(g_provider, MakeOrNull));
   CreateManagers();
+  // Where none could be made here, another thread may have made one meanwhile.
+  CKtProvider* const current = Existing();
   if (current == nullptr) {
     kt::TraceAndThrow(KTERROR_UNEXPECTED, kt::kError,
                       "%S: ERROR: CKtProvider::Instance(), Unable to construct provider");
@@ -81,13 +80,15 @@ CKtProvider::~CKtProvider() noexcept(false) {
     ~PointerGuard() { g_provider.compare_exchange_strong(self, nullptr); }
   } const guard{this};
 
-  CKtThreadContainer::Instance().StopAll();
+  // The managers have stood since the provider was made. One that has been shut down since, and for
+  // whose successor there is no memory, has nothing to stop.
+  if (auto* const threads = kt::InstanceOrNull<CKtThreadContainer>()) threads->StopAll();
   kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtThreadContainer shutdown completed.");
-  CKtCustomObjectContainer::Instance().Shutdown();
+  if (auto* const objects = kt::InstanceOrNull<CKtCustomObjectContainer>()) objects->Shutdown();
   kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtCustomObjectContainer shutdown completed.");
-  CKtControlManager::Instance().WaitForIdle();
+  if (const auto* const calls = kt::InstanceOrNull<CKtControlManager>()) calls->WaitForIdle();
   kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtControlManager shutdown completed.");
-  CKtEventManager::Instance().Shutdown();
+  if (auto* const events = kt::InstanceOrNull<CKtEventManager>()) events->Shutdown();
   kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtEventManager shutdown completed.");
 }
 

@@ -8,9 +8,11 @@
 //            __KtApiShutdown destroys it; its destructor stops the managers (see there). A handler
 //            that outlives the shutdown may create a new one, which serves nobody and is released
 //            when the module is detached (provider/module_state.h).
-// Threads:   Instance() and the virtual operations from any thread. Control and Notify touch no
-//            member once they have handed over, since a request may still be in its handler while
-//            the object goes away. Initialize and Shutdown are the host's to order.
+// Threads:   Instance() and the virtual operations from any thread. Control and Notify, and what
+//            overrides them, touch no member once they have handed over to the managers, since a
+//            request may still be in its handler while the object goes away; until then, and for
+//            the whole of the other operations, shutdown leaves the object alone. Initialize and
+//            Shutdown are the host's to order.
 // Failure:   Instance() throws KTERROR_UNEXPECTED when no object could be made. What the virtual
 //            operations throw reaches the host, Initialize and Shutdown excepted (api_table.h).
 #pragma once
@@ -57,7 +59,8 @@ class CKtProvider {
   // call-back that hangs in an event holds the event manager's lock, and shutdown waits for it
   // without a bound. Any other object of the class is destroyed in silence.
   //
-  // Throws what a deleted wrapper's destructor throws; the remaining steps are then left out.
+  // Throws what a deleted wrapper's destructor throws; the remaining steps are then left out. Needs
+  // no memory.
   virtual ~CKtProvider() noexcept(false);
 
   // Copies the name, by default the module's, into `out` and returns `out`.

@@ -44,6 +44,7 @@ TEST_F(ControlEntry, BuildsARequestOfAllThatTheHostPassed) {
     EXPECT_EQ(request.value8, 8u);
     EXPECT_EQ(request.value9, 9u);
     EXPECT_EQ(request.value10, reinterpret_cast<std::uintptr_t>(&interface_));
+    EXPECT_EQ(request.InterfaceId(), &interface_);
     EXPECT_EQ(request.value11, 11u);
     EXPECT_EQ(request.providerOut, &provider_out_);
     EXPECT_EQ(request.release_property_sets, 0u);

@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <new>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "base/retired.h"
@@ -61,6 +63,46 @@ TEST_F(ProviderInstance, IsOneObjectHoweverManyThreadsAreTheFirst) {
   EXPECT_EQ(framework_.Outstanding().sections, kSectionsOfTheManagers);
   EXPECT_EQ(TheScript().made - TheScript().destroyed, 1u);
   EXPECT_TRUE(fake::NothingTraced()) << "an object that came second stops no manager";
+}
+
+TEST_F(ProviderInstance, IsTheObjectOfAnotherCreatorWhenNoneCouldBeMadeHere) {
+  for (const auto making : {Script::Making::kReturnsNull, Script::Making::kThrows}) {
+    TheScript().making = making;
+    CKtProvider* others = nullptr;
+    bool inside = false;
+    TheScript().while_making = [&] {
+      if (std::exchange(inside, true)) return;
+      TheScript().making = Script::Making::kWorks;
+      others = CKtProvider::Instance();
+    };
+    EXPECT_EQ(CKtProvider::Instance(), others);
+    EXPECT_NE(others, nullptr);
+    EXPECT_TRUE(fake::NothingTraced());
+    CKtProvider::ReleaseInstance();
+  }
+}
+
+TEST_F(ProviderInstance, CreatesContainerControlEventAndThreadManagersInThisOrder) {
+  const auto sections = [this](const char* function) {
+    std::vector<std::string> found;
+    for (const fake::Call& call : framework_.Calls()) {
+      if (call.function == function) found.push_back(call.arguments);
+    }
+    framework_.ForgetCalls();
+    return found;
+  };
+  CKtProvider::Instance();
+  const std::vector<std::string> created = sections("KtInitializeCriticalSection");
+  ASSERT_EQ(created.size(), kSectionsOfTheManagers);
+  // Each manager is known by the lock that it takes.
+  static_cast<void>(CKtCustomObjectContainer::Instance().Count());
+  EXPECT_THAT(sections("KtEnterCriticalSection"), ElementsAre(created[0]));
+  static_cast<void>(CKtControlManager::Instance().ActivityCount());
+  EXPECT_THAT(sections("KtEnterCriticalSection"), ElementsAre(created[4]));
+  static_cast<void>(CKtEventManager::Instance().DispatcherCount());
+  EXPECT_THAT(sections("KtEnterCriticalSection"), ElementsAre(created[5]));
+  static_cast<void>(CKtThreadContainer::Instance().Count());
+  EXPECT_THAT(sections("KtEnterCriticalSection"), ElementsAre(created[6]));
 }
 
 TEST_F(ProviderInstance, ThrowsUnexpectedAfterCreatingTheManagersWhenNoObjectCanBeMade) {

@@ -1,6 +1,5 @@
-#include <condition_variable>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -15,6 +14,10 @@
 #include "lifetime/thread_container.h"
 #include "objmodel/object.h"
 #include "provider/test_provider.h"
+#include "support/event.h"
+#include "support/failing_new.h"
+#include "support/threads.h"
+#include "support/wrapper.h"
 
 namespace {
 
@@ -35,25 +38,27 @@ class Shutdown : public ProviderTest {
   static fake::TraceLine NoWorkers() {
     return fake::Warning("hostkit: INFO: CKtThreadContainer: Requested the stop of 0 threads.");
   }
+
+  // The target of Control(), put on the bus.
+  const KtObjId& Target() {
+    framework_.AddType("spare");
+    framework_.SetNextObjectId(object_);
+    framework_.AddObject("spare");
+    return object_;
+  }
 };
 
-// A one-shot event between two threads.
-class Gate {
- public:
-  void Open() {
-    const std::lock_guard guard(lock_);
-    open_ = true;
-    changed_.notify_all();
-  }
-  void Wait() {
-    std::unique_lock guard(lock_);
-    changed_.wait(guard, [&] { return open_; });
-  }
+// A handler that says when it is entered and answers 5 once it may leave.
+struct HeldUp {
+  support::Gate entered;
+  support::Gate leave;
 
- private:
-  std::mutex lock_;
-  std::condition_variable changed_;
-  bool open_ = false;
+  static KtStatus Handle(void* context, CKtControlRequest&) {
+    auto* const self = static_cast<HeldUp*>(context);
+    self->entered.Open();
+    self->leave.Wait();
+    return 5;
+  }
 };
 
 TEST_F(Shutdown, TracesItsStepsInOrderAndReturnsWhatTheProvidersShutdownReturned) {
@@ -203,40 +208,23 @@ TEST_F(Shutdown, KeepsControlsRegisteredUntilTheModuleGoes) {
 
 TEST_F(Shutdown, WhileAControlIsStillRunningWaitsForItAndTracesAllFourLinesInOrder) {
   Start();
-  Gate entered;
-  Gate leave;
-  Gate left;
-  struct Gates {
-    Gate* entered;
-    Gate* leave;
-  } gates{&entered, &leave};
-  framework_.AddType("spare");
-  framework_.SetNextObjectId(object_);
-  framework_.AddObject("spare");
+  HeldUp handler;
+  support::Gate left;
   CKtControlMap map;
-  const KtStatus registered = map.Register(
-      interface_, 1, 2,
-      [](void* context, CKtControlRequest&) -> KtStatus {
-        auto* const both = static_cast<Gates*>(context);
-        both->entered->Open();
-        both->leave->Wait();
-        return 5;
-      },
-      object_, &gates);
-  ASSERT_EQ(registered, 0u);
+  ASSERT_EQ(map.Register(interface_, 1, 2, &HeldUp::Handle, Target(), &handler), 0u);
   framework_.ForgetTraces();
   KtStatus answer = 0;
   std::thread host([&] {
     answer = Control();
     left.Open();
   });
-  entered.Wait();
+  handler.entered.Wait();
 
   std::vector<std::uint32_t> naps;
   framework_.OnSleep([&](std::uint32_t milliseconds) {
     naps.push_back(milliseconds);
     if (naps.size() != 3) return;
-    leave.Open();
+    handler.leave.Open();
     left.Wait();
   });
   EXPECT_EQ(__KtApiShutdown(0), 0u);
@@ -252,15 +240,87 @@ TEST_F(Shutdown, WhileAControlIsStillRunningWaitsForItAndTracesAllFourLinesInOrd
   EXPECT_EQ(TheScript().destroyed, 1u);
 }
 
-TEST_F(Shutdown, GivesUpOnARunningControlAfter120ChecksAndGoesOn) {
+TEST_F(Shutdown, HasStoppedWorkersAndWrappersButNoEventWhileItWaitsForControls) {
   Start();
+  CKtWorker worker;
+  CKtThreadContainer::Instance().Add(worker);
+  bool wrapper_is_gone = false;
+  framework_.AddType("spare");
+  ASSERT_EQ(CKtCustomObjectContainer::Instance().Add(
+                std::make_unique<support::Wrapper>(framework_.AddObject("spare"),
+                                                   [&] {
+                                                     EXPECT_TRUE(worker.IsStopRequested());
+                                                     wrapper_is_gone = true;
+                                                   })),
+            0u);
+  CKtEventListener listener(framework_.database(), framework_.provider());
+  listener.Register("event.one", [](void*, const CKtEventView*, std::uint64_t, std::uint64_t) {
+    return KtStatus{0};
+  });
+  std::size_t naps = 0;
+  framework_.OnSleep([&](std::uint32_t) {
+    ++naps;
+    EXPECT_TRUE(wrapper_is_gone);
+    EXPECT_THAT(framework_.Subscriptions(), ElementsAre("event.one"));
+    EXPECT_NE(CKtProvider::Existing(), nullptr);
+  });
   {
     const CKtActivityScope running;
     EXPECT_EQ(__KtApiShutdown(0), 0u);
-    EXPECT_EQ(framework_.Sleeps(), 120u);
-    EXPECT_EQ(framework_.SleptMs(), 120'000u);
-    EXPECT_THAT(framework_.Traces(), ElementsAreArray(WholeTrace()));
   }
+  EXPECT_EQ(naps, 120u);
+  EXPECT_THAT(framework_.Subscriptions(), ::testing::IsEmpty());
+  CKtThreadContainer::Instance().Remove(worker);
+}
+
+TEST_F(Shutdown, GivesUpAfter120ChecksOnAControlThatThenOutlivesTheProviderAndAnswers) {
+  Start();
+  HeldUp handler;
+  CKtControlMap map;
+  ASSERT_EQ(map.Register(interface_, 1, 2, &HeldUp::Handle, Target(), &handler), 0u);
+  KtStatus answer = 0;
+  std::thread host([&] { answer = Control(); });
+  handler.entered.Wait();
+  framework_.ForgetTraces();
+
+  EXPECT_EQ(__KtApiShutdown(0), 0u);
+  EXPECT_EQ(framework_.Sleeps(), 120u);
+  EXPECT_EQ(framework_.SleptMs(), 120'000u);
+  EXPECT_THAT(framework_.Traces(), ElementsAreArray(WholeTrace()));
+  EXPECT_EQ(TheScript().destroyed, 1u);
+
+  handler.leave.Open();
+  host.join();
+  EXPECT_EQ(answer, 5u);
+  EXPECT_EQ(CKtProvider::Existing(), nullptr) << "nothing has made another";
+}
+
+TEST_F(Shutdown, GivesUpAfter120ChecksOnANoticeThatEndsLater) {
+  Start();
+  struct Held {
+    support::Gate entered;
+    support::Gate leave;
+  } held;
+  support::BodyPath path("event.one", [&](const KtEventRecord&) {
+    held.entered.Open();
+    held.leave.Wait();
+    return KtStatus{0};
+  });
+  CKtEventManager::Instance().RegisterEventPath(*path);
+  const KtEventRecord event = support::Notice("event.one");
+  KtStatus answer = 1;
+  std::thread host(
+      [&] { answer = __KtApiChangeNotify(0, 0, 0, reinterpret_cast<std::uintptr_t>(&event)); });
+  held.entered.Wait();
+  std::size_t naps = 0;
+  framework_.OnSleep([&](std::uint32_t) {
+    // It would wait for ever at the event manager's lock.
+    if (++naps == 120) held.leave.Open();
+  });
+  EXPECT_EQ(__KtApiShutdown(0), 0u);
+  host.join();
+  EXPECT_EQ(answer, 0u);
+  EXPECT_EQ(TheScript().destroyed, 1u);
 }
 
 TEST_F(Shutdown, GivesHandlersTheSameProviderUntilTheManagersHaveStopped) {
@@ -272,6 +332,23 @@ TEST_F(Shutdown, GivesHandlersTheSameProviderUntilTheManagersHaveStopped) {
   }
   EXPECT_EQ(TheScript().made, 1u) << "the pointer stands until the managers have stopped";
   framework_.OnSleep({});
+}
+
+TEST_F(Shutdown, TakesAllItsStepsWithoutMemoryForAManagerThatIsMissing) {
+  Start();
+  framework_.RecordCalls(false);  // the framework of the tests shares our operator new
+  std::optional<support::FailAllocation> failing;
+  TheScript().shutdown = [&](std::uint64_t) {
+    CKtThreadContainer::ReleaseInstance();
+    failing.emplace(0);
+    return KtStatus{0};
+  };
+  EXPECT_EQ(__KtApiShutdown(0), 0u);
+  failing.reset();
+  std::vector<fake::TraceLine> lines = WholeTrace();
+  std::erase(lines, NoWorkers());
+  EXPECT_THAT(framework_.Traces(), ElementsAreArray(lines));
+  EXPECT_EQ(TheScript().destroyed, 1u);
 }
 
 TEST_F(Shutdown, RunsWithEveryCallOfItFailingInTurnAndKeepsNothing) {

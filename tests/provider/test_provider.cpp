@@ -9,8 +9,10 @@ namespace kt {
 const KtWchar* const kModuleName = KT_W("hostkit");
 
 CKtProvider* MakeProvider() {
-  if (TheScript().making == Script::Making::kReturnsNull) return nullptr;
-  if (TheScript().making == Script::Making::kThrows) throw std::bad_alloc();
+  const Script::Making making = TheScript().making;
+  if (TheScript().while_making) TheScript().while_making();
+  if (making == Script::Making::kReturnsNull) return nullptr;
+  if (making == Script::Making::kThrows) throw std::bad_alloc();
   return new ScriptedProvider;
 }
 
@@ -29,6 +31,7 @@ void ResetScript() {
   script.get_attr = {};
   script.notify = {};
   script.control = {};
+  script.while_making = {};
   script.making = Script::Making::kWorks;
   script.made = 0;
   script.destroyed = 0;

@@ -22,6 +22,7 @@ struct Script {
   std::function<KtStatus(std::uint64_t, std::uint64_t, std::uint64_t)> notify;
   std::function<KtStatus(CKtControlRequest&)> control;
 
+  std::function<void()> while_making;  // runs before the maker does what `making` says
   enum class Making { kWorks, kReturnsNull, kThrows } making = Making::kWorks;
   std::atomic<std::size_t> made{0};
   std::atomic<std::size_t> destroyed{0};
