@@ -1,12 +1,12 @@
 #include "blockdev/blockdev_provider.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "base/owned.h"
 #include "base/retired.h"
 #include "base/status.h"
-#include "base/text.h"
 #include "base/trace.h"
 
 namespace kt::blockdev {
@@ -30,10 +30,10 @@ KtStatus CBlockDev::Shutdown(std::uint64_t) {
 }
 
 KtStatus CBlockDev::Version(KtWchar** out) {
-  const KtWString text = kt::Widen(BLOCKDEV_VERSION);
-  kt::FrameworkWideText copy(static_cast<KtWchar*>(_KtAlloc((text.size() + 1) * sizeof(KtWchar))));
+  constexpr KtWchar kText[] = KT_W(BLOCKDEV_VERSION);
+  kt::FrameworkWideText copy(static_cast<KtWchar*>(_KtAlloc(sizeof(kText))));
   if (copy == nullptr) return E_OUTOFMEMORY;
-  std::copy_n(text.c_str(), text.size() + 1, copy.get());
+  std::copy(std::begin(kText), std::end(kText), copy.get());
   *out = copy.release();
   return 0;
 }

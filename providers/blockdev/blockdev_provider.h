@@ -28,6 +28,7 @@ class CBlockDev : public CKtProvider {
   KtStatus Shutdown(std::uint64_t argument) override;
 
   // The version of the source tree, "0.1.0", in a _KtAlloc block that the caller frees.
+  // E_OUTOFMEMORY without memory for it; never throws.
   KtStatus Version(KtWchar** out) override;
 
  private:

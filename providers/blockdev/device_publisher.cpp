@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "base/guid_order.h"
+#include "base/module.h"
+#include "base/status.h"
 #include "base/trace.h"
 #include "blockdev/device_properties.h"
 #include "blockdev/publishing.h"
@@ -16,6 +18,11 @@ std::array<DeviceGroup, kKinds.size()> MakeGroups() noexcept {
   static_assert(kKinds.size() == 5);
   return {DeviceGroup(kKinds[0]), DeviceGroup(kKinds[1]), DeviceGroup(kKinds[2]),
           DeviceGroup(kKinds[3]), DeviceGroup(kKinds[4])};
+}
+
+void ReportLeftover(const std::string& name) noexcept {
+  kt::Trace(kt::kWarning, "%S: WARNING: %s could not be withdrawn; the next rescan tries again.",
+            name.c_str());
 }
 
 }  // namespace
@@ -36,6 +43,7 @@ RefreshResult DevicePublisher::Refresh() noexcept {
     const std::vector<BlockDevice> devices = source_();
     std::map<Key, const BlockDevice*> there;
     for (const BlockDevice& device : devices) there.try_emplace(KeyOf(device), &device);
+    RemoveLeftovers(result);
     RemoveGone(there, result);
     for (const auto& [key, device] : there) Keep(key, *device, result);
   });
@@ -50,6 +58,9 @@ void DevicePublisher::Withdraw() noexcept {
     Try("withdrawing", published.device.name.c_str(), [&] { published.object->LazyDelete(); });
   }
   published_.clear();
+  RefreshResult ignored;
+  RemoveLeftovers(ignored);
+  leftovers_.clear();
   for (DeviceGroup& group : groups_) group.Withdraw();
 }
 
@@ -61,6 +72,20 @@ std::vector<KtObjId> DevicePublisher::GroupIds() const {
   return ids;
 }
 
+void DevicePublisher::RemoveLeftovers(RefreshResult& result) {
+  const auto removed = [&result](const Leftover& leftover) {
+    const KtStatus status = ObDeleteObject(kt::DatabaseHandle(), &leftover.object);
+    if (kt::StatusFails(status) && status != KTERROR_NO_OBJECT) {
+      ++result.failed;
+      ReportLeftover(leftover.name);
+      return false;
+    }
+    ++result.removed;
+    return true;
+  };
+  leftovers_.erase(std::remove_if(leftovers_.begin(), leftovers_.end(), removed), leftovers_.end());
+}
+
 void DevicePublisher::RemoveGone(const std::map<Key, const BlockDevice*>& there,
                                  RefreshResult& result) {
   for (auto at = published_.begin(); at != published_.end();) {
@@ -70,9 +95,19 @@ void DevicePublisher::RemoveGone(const std::map<Key, const BlockDevice*>& there,
     }
     Published& gone = at->second;
     kt::Trace(kt::kInfo, "%S: INFO: %s is gone.", gone.device.device_path.c_str());
-    Try("withdrawing", gone.device.name.c_str(), [&] { gone.object->LazyDelete(); });
+    // Room for the worst case first: an object on the bus is never forgotten.
+    Leftover leftover{gone.object->Id(), gone.device.name};
+    leftovers_.reserve(leftovers_.size() + 1);
+    gone.object->LazyDelete();
+    // LazyDelete() says nothing of a failure; a wrapper whose object is deleted has lost its id.
+    if (kt::IsNullId(gone.object->Id())) {
+      ++result.removed;
+    } else {
+      ++result.failed;
+      ReportLeftover(leftover.name);
+      leftovers_.push_back(std::move(leftover));
+    }
     at = published_.erase(at);
-    ++result.removed;
   }
 }
 
@@ -113,6 +148,7 @@ bool DevicePublisher::Update(Published& published, const BlockDevice& device,
                              RefreshResult& result) noexcept {
   if (!published.attached) {
     published.attached = groups_[KindIndex(device.kind)].Attach(published.object->Id());
+    if (published.attached) ++result.added;
   }
   if (!published.up_to_date || published.device != device) {
     published.up_to_date = Try("updating", device.name.c_str(), [&] {

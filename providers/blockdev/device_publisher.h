@@ -7,10 +7,11 @@
 //
 // Threads:   one at a time; the owner guards it.
 // Ownership: the wrappers belong to the custom object container and leave it through LazyDelete, so
-//            that a control that still holds one never touches freed memory. Withdraw() is called
-//            inside an activity scope, whose end frees them.
-// Failure:   each device stands for itself. One that cannot be published, linked or brought up to
-//            date is traced, counted and tried again by the next Refresh().
+//            that a control that still holds one never touches freed memory. Withdraw(), and
+//            Refresh() once there are devices, are called inside an activity scope, whose end frees
+//            them.
+// Failure:   each device stands for itself. One that cannot be published, linked, brought up to
+//            date or deleted is traced, counted and tried again by the next Refresh().
 #pragma once
 
 #include <array>
@@ -33,8 +34,8 @@ namespace kt::blockdev {
 // What a Refresh() found and did.
 struct RefreshResult {
   std::array<std::uint32_t, kKinds.size()> published{};  // devices on the bus, by KindIndex()
-  std::uint32_t added = 0;
-  std::uint32_t removed = 0;
+  std::uint32_t added = 0;                               // devices that have come into their group
+  std::uint32_t removed = 0;  // objects deleted, of devices that are gone
   std::uint32_t changed = 0;
   std::uint32_t failed = 0;  // devices that are not, or not fully, as they should be
   std::uint32_t status = 0;  // of the listing itself; not 0: the devices were left as they were
@@ -61,6 +62,11 @@ class DevicePublisher {
  private:
   using Key = std::tuple<DeviceKind, std::string, std::string>;
   using ObjectsByPath = std::map<std::string_view, KtObjId>;
+  // An object that could not be deleted. Its wrapper is on its way out all the same.
+  struct Leftover {
+    KtObjId object;
+    std::string name;
+  };
   struct Published {
     CKtObject* object = nullptr;
     BlockDevice device;       // as it was last written
@@ -71,6 +77,7 @@ class DevicePublisher {
   };
 
   static Key KeyOf(const BlockDevice& device);
+  void RemoveLeftovers(RefreshResult& result);
   void RemoveGone(const std::map<Key, const BlockDevice*>& there, RefreshResult& result);
   void Keep(const Key& key, const BlockDevice& device, RefreshResult& result);
   bool PublishNew(const Key& key, const BlockDevice& device);
@@ -82,6 +89,7 @@ class DevicePublisher {
   DeviceSource source_;
   std::array<DeviceGroup, kKinds.size()> groups_;
   std::map<Key, Published> published_;
+  std::vector<Leftover> leftovers_;
 };
 
 }  // namespace kt::blockdev

@@ -55,7 +55,7 @@ void DeviceServer::Stop() noexcept {
   });
 }
 
-KtStatus DeviceServer::Rescan(void* context, CKtControlRequest& request) {
+KtStatus DeviceServer::ServeRescan(void* context, CKtControlRequest& request) {
   // A handler that throws is reported to the client as a success; this one says what went wrong.
   KtStatus status = 0;
   const std::uint32_t thrown = Try("serving", "the control rescan", [&] {
@@ -95,7 +95,7 @@ void DeviceServer::OfferControlLocked() {
   for (const KtObjId& group : publisher_.GroupIds()) {
     if (controls_.IsRegistered(kRescanInterface, kRescanSelector, kRescanControl, group)) continue;
     const KtStatus status = controls_.Register(kRescanInterface, kRescanSelector, kRescanControl,
-                                               &DeviceServer::Rescan, group, this);
+                                               &DeviceServer::ServeRescan, group, this);
     if (status != 0) {
       kt::Trace(kt::kWarning, "%S: WARNING: a group does not offer rescan: 0x%x.", status);
     }

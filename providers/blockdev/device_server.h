@@ -7,14 +7,15 @@
 //               "removed", "changed" and "failed". Status: 0, or why the devices could not be
 //               listed (they are then left as they were), or KTERROR_PROVIDER_SHUTTING_DOWN.
 // The event:    kCompleteEvent, raised by Start(), and by a rescan that has added or removed a
-//               device, so that whoever looks at the groups then looks again. Properties
-//               (TYPE_UINT32): "disks", "cdroms", "oem_partitions", "partitions", "volumes".
+//               device (one whose group was missing is added when it comes into it), so that
+//               whoever looks at the groups then looks again. Properties (TYPE_UINT32): "disks",
+//               "cdroms", "oem_partitions", "partitions", "volumes".
 //
 // Threads:   any member from any thread; one lock is held for a whole rescan, so that two of them
 //            come one after the other. It comes before every lock of the toolkit.
 // Ownership: the server is the context of handlers that may still run when the provider goes: the
 //            provider retires it (base/retired.h) after Stop().
-// Failure:   nothing throws.
+// Failure:   nothing throws but Rescan().
 #pragma once
 
 #include <cstdint>
@@ -47,10 +48,13 @@ class DeviceServer {
   // Withdraws everything. Waits for a rescan under way; later ones are refused.
   void Stop() noexcept KT_EXCLUDES(lock_);
 
- private:
-  static KtStatus Rescan(void* context, CKtControlRequest& request);
-
+  // The control: reads the devices again and writes the answer. Returns the control's status;
+  // throws a status when the answer cannot be written. Inside an activity scope, as controls are.
   KtStatus Rescan(CKtPropertySet& output) KT_EXCLUDES(lock_);
+
+ private:
+  static KtStatus ServeRescan(void* context, CKtControlRequest& request);
+
   RefreshResult RefreshLocked() noexcept KT_REQUIRES(lock_);
   void OfferControlLocked() KT_REQUIRES(lock_);
 

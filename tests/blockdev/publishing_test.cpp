@@ -8,9 +8,12 @@
 #include <vector>
 
 #include "base/guid_order.h"
+#include "base/owned.h"
+#include "blockdev/blockdev_provider.h"
 #include "blockdev/device_kinds.h"
 #include "blockdev/device_server.h"
 #include "blockdev_test.h"
+#include "objmodel/property_set.h"
 #include "provider/api_table.h"
 #include "provider/module_state.h"
 
@@ -261,18 +264,17 @@ TEST_F(BlockDevStart, AnswersItsVersion) {
 
 TEST_F(BlockDevStart, AnswersOutOfMemoryWhenThereIsNoneForTheVersion) {
   ASSERT_EQ(Start(), 0u);
-  for (std::size_t nth = 1; nth <= 2; ++nth) {
-    framework_.ClearFailures();
-    framework_.FailCall("_KtAlloc", nth, 0);
-    KtWchar* text = nullptr;
-    try {
-      EXPECT_EQ(__KtApiVersion(&text), 0x8007000Eu);
-    } catch (std::uint32_t status) {
-      EXPECT_EQ(status, 0x8007000Eu);
-    }
-    EXPECT_EQ(text, nullptr);
-  }
-  framework_.ClearFailures();
+  framework_.ForgetCalls();
+  const std::size_t failures =
+      fake::FailEveryCallInTurn({0x8007000Eu}, [](const std::function<void()>& arm, KtStatus) {
+        arm();
+        KtWchar* text = nullptr;
+        KtStatus status = 0;
+        EXPECT_NO_THROW(status = __KtApiVersion(&text));
+        EXPECT_EQ(status, text == nullptr ? 0x8007000Eu : 0u);
+        _KtFree(text);
+      });
+  EXPECT_EQ(failures, 1u);
   EXPECT_EQ(Stop(), 0u);
 }
 
@@ -298,7 +300,28 @@ TEST_F(BlockDevStop, RefusesARescanAfterwards) {
   EXPECT_EQ(Rescan(group), 0xC10000C9u);
 }
 
+// The module refuses what comes after its end (above). What came before it, and gets the server's
+// lock only after the stop, is the server's own to refuse.
+TEST_F(BlockDevStop, RefusesARescanThatWasOnItsWayWhenTheServerStopped) {
+  kt::blockdev::DeviceServer server([] { return UsualDevices(); });
+  server.Start();
+  server.Stop();
+  CKtPropertySet output;
+  output.Create();
+  const kt::ScopedPropset scope(output);
+  EXPECT_EQ(server.Rescan(output), 0xC10000C9u);
+  EXPECT_THAT(output.GetKeys(), IsEmpty());
+  EXPECT_EQ(framework_.ObjectCount(), 0u);
+}
+
 TEST_F(BlockDevStop, OfAProviderThatWasNeverStartedLeavesNothing) {
+  framework_.ForgetCalls();
+  kt::blockdev::CBlockDev provider([] { return UsualDevices(); });
+  EXPECT_EQ(provider.Shutdown(0), 0u);
+  EXPECT_THAT(framework_.CallNames(), IsEmpty());
+}
+
+TEST_F(BlockDevStop, IsRefusedTheSecondTime) {
   ASSERT_EQ(Start(), 0u);
   EXPECT_EQ(Stop(), 0u);
   EXPECT_EQ(Stop(), 0xC10000C9u);

@@ -154,6 +154,61 @@ TEST_F(BlockDevRescan, AttachesADeviceThatCouldNotBeAttachedBefore) {
   EXPECT_THAT(ChildrenOf("disks"), IsEmpty());
   EXPECT_EQ(Rescan(), 0u);
   EXPECT_THAT(ChildrenOf("disks"), SizeIs(1));
+  EXPECT_EQ(Answer("added"), "1");
+  EXPECT_EQ(Answer("failed"), "0");
+  EXPECT_EQ(Stop(), 0u);
+}
+
+TEST_F(BlockDevRescan, RaisesTheEventAgainWhenADeviceHasComeIntoItsGroupOnlyNow) {
+  TheMachine().devices = {DiskNamed("sda")};
+  framework_.FailCall("ObAttachChildObject", 1, 0xC1000001u);
+  ASSERT_EQ(Start(), 0u);
+  ASSERT_THAT(framework_.RaisedEvents(), SizeIs(1));
+  EXPECT_EQ(Rescan(), 0u);
+  EXPECT_THAT(framework_.RaisedEvents(), SizeIs(2));
+  EXPECT_EQ(Stop(), 0u);
+}
+
+TEST_F(BlockDevRescan, TriesAgainToDeleteTheObjectOfAGoneDeviceThatCouldNotBeDeleted) {
+  StartWith({DiskNamed("sda"), DiskNamed("sdb")});
+  TheMachine().devices.pop_back();
+  framework_.FailCall("ObDeleteObject", 1, 0xC1000001u);
+  EXPECT_EQ(Rescan(), 0u);
+  EXPECT_EQ(Answer("failed"), "1");
+  EXPECT_EQ(Answer("removed"), "0");
+  EXPECT_FALSE(kt::IsNullId(Named("qelm_ktvm_disk", "sdb")));
+  EXPECT_TRUE(fake::Traced(
+      4, "blockdev: WARNING: sdb could not be withdrawn; the next rescan tries again."));
+  EXPECT_EQ(Rescan(), 0u);
+  EXPECT_EQ(Answer("failed"), "0");
+  EXPECT_EQ(Answer("removed"), "1");
+  EXPECT_TRUE(kt::IsNullId(Named("qelm_ktvm_disk", "sdb")));
+  EXPECT_EQ(Rescan(), 0u);
+  EXPECT_EQ(Answer("removed"), "0");
+  EXPECT_EQ(Stop(), 0u);
+}
+
+TEST_F(BlockDevRescan, GoesOnTryingForAsLongAsTheObjectCannotBeDeleted) {
+  StartWith({DiskNamed("sda")});
+  TheMachine().devices.clear();
+  for (int round = 0; round < 3; ++round) {
+    framework_.FailCall("ObDeleteObject", 1, 0xC1000001u);
+    EXPECT_EQ(Rescan(), 0u);
+    EXPECT_EQ(Answer("failed"), "1");
+  }
+  EXPECT_EQ(Stop(), 0u);
+  EXPECT_EQ(framework_.ObjectCount(), 0u) << "the end of the provider tries once more";
+}
+
+TEST_F(BlockDevRescan, TakesALeftObjectThatSomebodyElseHasDeletedForDeleted) {
+  StartWith({DiskNamed("sda")});
+  const KtObjId disk = Named("qelm_ktvm_disk", "sda");
+  TheMachine().devices.clear();
+  framework_.FailCall("ObDeleteObject", 1, 0xC1000001u);
+  EXPECT_EQ(Rescan(), 0u);
+  ASSERT_EQ(ObDeleteObject(framework_.database(), &disk), 0u);
+  EXPECT_EQ(Rescan(), 0u);
+  EXPECT_EQ(Answer("failed"), "0");
   EXPECT_EQ(Stop(), 0u);
 }
 

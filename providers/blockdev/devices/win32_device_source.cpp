@@ -16,6 +16,7 @@
 
 #include "blockdev/devices/clean_text.h"
 #include "blockdev/devices/device_source.h"
+#include "blockdev/devices/partition_type.h"
 
 namespace kt::blockdev {
 namespace {
@@ -154,19 +155,6 @@ std::string GuidText(const GUID& guid) {
   return text.data();
 }
 
-bool IsOemPartition(const std::string& type) {
-  constexpr std::array kTypes{
-      "c12a7328-f81f-11d2-ba4b-00a0c93ec93b",  // EFI system
-      "e3c9e316-0b5c-4db8-817d-f92df00215ae",  // Microsoft reserved
-      "de94bba4-06d1-4d40-a16a-bfd50179d6ac",  // recovery
-      "0xef",
-      "0x27",
-      "0x12",
-      "0xde",
-  };
-  return std::find(kTypes.begin(), kTypes.end(), type) != kTypes.end();
-}
-
 void AddPartitions(HANDLE drive, const BlockDevice& disk, std::vector<BlockDevice>& out) {
   constexpr std::size_t kBytes = 64u * 1024;  // room for more partitions than a table can hold
   std::vector<std::byte> buffer(kBytes);
@@ -193,8 +181,8 @@ void AddPartitions(HANDLE drive, const BlockDevice& disk, std::vector<BlockDevic
       std::snprintf(text.data(), text.size(), "0x%x", entry.Mbr.PartitionType);
       partition.partition_type = text.data();
     }
-    partition.kind = IsOemPartition(partition.partition_type) ? DeviceKind::kOemPartition
-                                                              : DeviceKind::kPartition;
+    partition.kind = IsOemPartitionType(partition.partition_type) ? DeviceKind::kOemPartition
+                                                                  : DeviceKind::kPartition;
     partition.partition_number = entry.PartitionNumber;
     const std::string number = std::to_string(entry.PartitionNumber);
     partition.name += "Partition" + number;
@@ -334,6 +322,9 @@ void AddVolumes(std::vector<BlockDevice>& out) {
   do {
     AddVolume(name.data(), out);
   } while (FindNextVolumeW(search.get(), name.data(), MAX_PATH) != FALSE);
+  if (GetLastError() != ERROR_NO_MORE_FILES) {
+    throw std::runtime_error("Win32 cannot list the volumes to the end");
+  }
 }
 
 }  // namespace
