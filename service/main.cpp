@@ -5,6 +5,7 @@
 
 #include "host_system.h"
 #include "options.h"
+#include "orphan_reaper.h"
 #include "progress.h"
 #include "service.h"
 #include "stop_signal.h"
@@ -13,10 +14,12 @@ int main(int argc, char** argv) {
   ktsvc::PrepareOutput();
   try {
     const ktsvc::Options options = ktsvc::ParseCommandLine(ktsvc::CommandLineWords(argc, argv));
-    ktsvc::Progress progress(options.quiet);
-    // Outlives everything: on Windows the process may end as soon as it goes.
-    ktsvc::StopSignal stop([&progress] { progress.SayStillStopping(); });
-    return ktsvc::RunService(options, progress, stop);
+    return ktsvc::RunBesideReaper([&options] {
+      ktsvc::Progress progress(options.quiet);
+      // Outlives everything: on Windows the process may end as soon as it goes.
+      ktsvc::StopSignal stop([&progress] { progress.SayStillStopping(); });
+      return ktsvc::RunService(options, progress, stop);
+    });
   } catch (const ktsvc::CommandLineEnd& end) {
     // Nobody is left to be told when this cannot be written.
     static_cast<void>(std::fputs(end.what(), end.status() == ktsvc::kExitOk ? stdout : stderr));
