@@ -238,6 +238,17 @@ TEST_F(FakeFailures, AllFailableCallsCountTogetherAndNullStandsForAStatus) {
   EXPECT_EQ(framework_.FailableCalls(), 0u);
 }
 
+TEST_F(FakeFailures, TheCallThatFailedIsMarkedAmongTheCalls) {
+  framework_.FailNthOfAll(2, 5);
+  void* const block = _KtAlloc(4);
+  EXPECT_EQ(_KtAlloc(5), nullptr);
+  const std::vector<fake::Call> calls = framework_.Calls();
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_FALSE(calls[0].failed);
+  EXPECT_TRUE(calls[1].failed);
+  _KtFree(block);
+}
+
 TEST_F(FakeFailures, AReleaseThatIsMadeToFailIsNotHeldAgainstTheCaller) {
   KtPropset set = nullptr;
   ASSERT_EQ(PsCreatePropset(&set), 0u);
@@ -250,6 +261,20 @@ TEST_F(FakeFailures, AReleaseThatIsMadeToFailIsNotHeldAgainstTheCaller) {
   framework_.FailCall("DbUnlockDatabase", 1, 5);
   EXPECT_EQ(DbUnlockDatabase(framework_.provider()), 5u);
   EXPECT_TRUE(framework_.Outstanding().Empty());
+}
+
+TEST_F(FakeFailures, FindNextPropertyHandsItsRecordOutWithTheSuccessThatIsNotZero) {
+  const KtPropset set = framework_.MakePropset();
+  framework_.PutUInt32(set, "a", 1);
+  KtIterator iterator = nullptr;
+  ASSERT_EQ(PsOpenPropset(set, &iterator), 0u);
+  cuvo_property* found = nullptr;
+  framework_.FailCall("PsFindNextProperty", 1, 0x41000012u);
+  EXPECT_EQ(PsFindNextProperty(set, iterator, &found), 0x41000012u);
+  ASSERT_NE(found, nullptr);
+  EXPECT_STREQ(found->name, "a");
+  EXPECT_EQ(PsFreeProperty(found), 0u);
+  EXPECT_EQ(KtCloseHandle(iterator), 0u);
 }
 
 TEST_F(FakeFailures, TheLoopFailsEachCallWithEachStatusAndThenStops) {
