@@ -25,6 +25,8 @@ install_missing() {
   { apt-get install -y --no-install-recommends "${missing[@]}" ||
     { apt-get update && apt-get install -y --no-install-recommends "${missing[@]}"; }; } >&2 ||
     fail "apt-get could not install: ${missing[*]}"
+  # CMake looks again: what was left out for want of a package is built from now on.
+  rm -f build/*/build.ninja
 }
 
 # The compiler's results are found again in another checkout too.
