@@ -96,7 +96,8 @@ bool EnteringCall::OthersAreCounted() noexcept {
 // Out of the chain or of the count by now: nothing of the call is touched.
 void EnteringCall::WakeWaiting() noexcept {
   ++g_ended;
-  g_ended.notify_all();
+  // A thread that is about to wait has counted itself before it looked at what has ended.
+  if (g_waiting.load() != 0) g_ended.notify_all();
 }
 
 }  // namespace kt

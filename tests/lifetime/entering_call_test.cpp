@@ -13,9 +13,9 @@ namespace {
 using kt::EnteringCall;
 using Until = kt::EnteringCall::Until;
 
-// Runs `call` on a thread of its own while another one waits. `call` gets a function that returns
-// once that one is waiting or done, and says whether it is done.
-// That is the last thing a call under test does, and the wait is not over before.
+// Runs `call` on a thread of its own and waits for it on this one. `call` gets two functions: one
+// that says that it is counted, and one that returns once this thread waits, or has ended its wait
+// too early, which it then says. The second is the last thing that a call does while it is counted.
 template <typename Call>
 void WhileAShutdownWaits(Call call) {
   std::atomic<bool> returned{false};
