@@ -24,9 +24,11 @@ class AlertTable {
     const Provider* publisher = nullptr;
   };
 
-  // 0xC100002D when an alert of that name is published.
+  // 0xC100002D when an alert of that name is published, 0xC1000010 when the publisher is gone: a
+  // call that it still has in flight must not publish what DropAll() can no longer see.
   KtStatus Publish(Definition definition) KT_EXCLUDES(lock_) {
     const MutexGuard guard(lock_);
+    if (definition.publisher->gone()) return kNoObject;
     const std::string name = definition.name;
     return definitions_.emplace(name, std::move(definition)).second ? kOk : kAlertPublished;
   }
@@ -42,6 +44,7 @@ class AlertTable {
     return kOk;
   }
 
+  // After Provider::Go() only; nothing of the provider is published from here on.
   void DropAll(const Provider& publisher) KT_EXCLUDES(lock_) {
     const MutexGuard guard(lock_);
     std::erase_if(definitions_,

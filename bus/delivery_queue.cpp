@@ -11,11 +11,11 @@ void DeliveryQueue::Start(Deliver deliver) {
   thread_ = std::thread([this] { Run(); });
 }
 
-void DeliveryQueue::Push(std::shared_ptr<const Notice> notice) {
+void DeliveryQueue::Push(Place& place) noexcept {
   const MutexGuard guard(lock_);
   if (stopped_) return;
-  waiting_.push_back(std::move(notice));
-  ++pushed_;
+  pushed_ += place.size();
+  waiting_.splice(waiting_.end(), place);
   pushed_signal_.notify_one();
 }
 

@@ -8,8 +8,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <thread>
@@ -42,8 +42,11 @@ class DeliveryQueue {
   // Starts the thread unless it runs. Throws when the system has no thread to give.
   void Start(Deliver deliver) KT_EXCLUDES(lock_);
 
-  // Appends; after Stop() the notice is dropped.
-  void Push(std::shared_ptr<const Notice> notice) KT_EXCLUDES(lock_);
+  // A notice and the memory for its place in a queue.
+  using Place = std::list<std::shared_ptr<const Notice>>;
+
+  // Appends what is in the place, without allocating; after Stop() it is dropped.
+  void Push(Place& place) noexcept KT_EXCLUDES(lock_);
 
   // Ends for good. Waits for the notice that is being delivered.
   void Stop() KT_EXCLUDES(lock_);
@@ -63,7 +66,7 @@ class DeliveryQueue {
   mutable Mutex lock_;
   std::condition_variable_any pushed_signal_;
   std::condition_variable_any done_signal_;
-  std::deque<std::shared_ptr<const Notice>> waiting_ KT_GUARDED_BY(lock_);
+  Place waiting_ KT_GUARDED_BY(lock_);
   std::uint64_t pushed_ KT_GUARDED_BY(lock_) = 0;
   std::uint64_t done_ KT_GUARDED_BY(lock_) = 0;  // delivered or dropped
   std::uint64_t delivered_ KT_GUARDED_BY(lock_) = 0;

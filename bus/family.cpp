@@ -24,12 +24,25 @@ bool Family::IsAncestor(const KtObjId& ancestor, const KtObjId& object) const {
 bool Family::Attach(const KtObjId& parent, const KtObjId& child) {
   // The object itself is its own ancestor here.
   if (IsAncestor(child, parent)) return false;
-  Node& below = nodes_[child];
-  if (below.parents.count(parent) != 0) return false;
-  below.parents.insert(parent);
-  Node& above = nodes_[parent];
-  above.order.emplace(child, next_);
-  above.children.emplace_hint(above.children.end(), next_, child);
+  const auto known = nodes_.find(child);
+  if (known != nodes_.end() && known->second.parents.count(parent) != 0) return false;
+  try {
+    nodes_[child].parents.insert(parent);
+    Node& above = nodes_[parent];
+    above.order.emplace(child, next_);
+    above.children.emplace_hint(above.children.end(), next_, child);
+  } catch (...) {
+    // All or nothing: a relation that only one of the two knows could never be mended.
+    if (const auto below = nodes_.find(child); below != nodes_.end()) {
+      below->second.parents.erase(parent);
+    }
+    if (const auto above = nodes_.find(parent); above != nodes_.end()) {
+      above->second.order.erase(child);
+    }
+    DropIfEmpty(child);
+    DropIfEmpty(parent);
+    throw;
+  }
   ++next_;
   return true;
 }

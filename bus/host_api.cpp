@@ -33,13 +33,6 @@ class GivenOrEmpty {
   KtPropset handle_;
 };
 
-KtStatus NameModule(kt::bus::Account& account, const void* address) {
-  const auto range = kt::bus::FindModuleRange(address);
-  if (!range) return kt::bus::kNoObject;
-  kt::bus::ModuleTable::Get().Add(*range, account);
-  return kOk;
-}
-
 }  // namespace
 
 KtStatus KtBusOpenDatabase(KtDatabase* out) {
@@ -61,20 +54,31 @@ KtStatus KtBusAttachProvider(KtDatabase database, const char* name, const KtProv
       return kInvalidArgument;
     }
     const auto found = Database::Find(database);
-    if (moduleAddress != nullptr && !kt::bus::FindModuleRange(moduleAddress)) {
-      return kInvalidArgument;
+    std::optional<kt::bus::ModuleRange> range;
+    if (moduleAddress != nullptr) {
+      range = kt::bus::FindModuleRange(moduleAddress);
+      if (!range) return kInvalidArgument;
     }
     const KtProvider handle = found->Attach(name, *table);
+    const auto provider = FindProvider(handle);
+    try {
+      if (range) kt::bus::ModuleTable::Get().Add(*range, provider->account());
+    } catch (...) {
+      found->Detach(provider);
+      throw;
+    }
     *out = handle;
-    if (moduleAddress == nullptr) return kOk;
-    return NameModule(FindProvider(handle)->account(), moduleAddress);
+    return kOk;
   });
 }
 
 KtStatus KtBusNameModule(const char* name, const void* moduleAddress) {
   return Answer([&] {
     if (name == nullptr || *name == '\0' || moduleAddress == nullptr) return kInvalidArgument;
-    return NameModule(kt::bus::Ledger::Get().Of(name), moduleAddress);
+    const auto range = kt::bus::FindModuleRange(moduleAddress);
+    if (!range) return kt::bus::kNoObject;
+    kt::bus::ModuleTable::Get().Add(*range, kt::bus::Ledger::Get().Of(name));
+    return kOk;
   });
 }
 
@@ -108,7 +112,7 @@ KtStatus KtBusProviderVersion(KtProvider provider, KtWchar** out) {
     if (out == nullptr) return kInvalidArgument;
     KtWchar* text = nullptr;
     const KtStatus status = FindProvider(provider)->Version(&text);
-    *out = status == kOk ? text : nullptr;
+    *out = kt::bus::StatusFails(status) ? nullptr : text;
     return status;
   });
 }

@@ -34,10 +34,12 @@ Account& Ledger::Of(std::string_view name) {
   }
   const WriteGuard guard(lock_);
   if (const auto found = by_name_.find(name); found != by_name_.end()) return *found->second;
-  accounts_.push_back(std::make_unique<Account>(std::string(name)));
-  Account* const account = accounts_.back().get();
-  by_name_.emplace(account->name(), account);
-  return *account;
+  auto made = std::make_unique<Account>(std::string(name));
+  Account& account = *made;
+  accounts_.reserve(accounts_.size() + 1);
+  by_name_.emplace(account.name(), &account);
+  accounts_.push_back(std::move(made));  // does not throw
+  return account;
 }
 
 std::vector<Account*> Ledger::Accounts() const {

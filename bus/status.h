@@ -1,4 +1,5 @@
-// The statuses that the framework gives, and the one way in which its C functions answer.
+// The failure rule, the statuses that the framework gives, and the one way in which its C functions
+// answer.
 #pragma once
 
 #include <cstdint>
@@ -25,6 +26,16 @@ inline constexpr KtStatus kUnknownType = 0xC1000039;
 inline constexpr KtStatus kNotImplemented = 0x80004001;
 inline constexpr KtStatus kInvalidArgument = 0x80070057;
 inline constexpr KtStatus kOutOfMemory = 0x8007000E;
+
+// True when the status is a failure: the rule of ktbus3.h. What comes from a provider is judged by
+// it; the framework's own calls among themselves know no other success than kOk.
+constexpr bool StatusFails(KtStatus status) noexcept {
+  const KtStatus facility = (status >> 16U) & 0xFFFU;
+  if (facility == 0x100U) return (status >> 30U) == 3U;
+  return facility == 0 ? status != 0 : (status >> 31U) != 0;
+}
+static_assert(!StatusFails(kOk) && !StatusFails(kUnchanged) && StatusFails(5));
+static_assert(StatusFails(kUnexpected) && !StatusFails(0x81000001) && StatusFails(kOutOfMemory));
 
 // A status on its way out of the framework's insides. Nothing of it leaves a C function.
 class StatusError final : public std::exception {

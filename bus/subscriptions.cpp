@@ -91,16 +91,19 @@ Subscriptions::Found Subscriptions::Unregister(KtCookie cookie, bool alert) {
 }
 
 std::size_t Subscriptions::DropAll(const Provider& provider) {
-  SubscriptionIndex::Entries dropped;
+  std::size_t dropped = 0;
   const MutexGuard guard(lock_);
-  for (const auto& [cookie, subscription] : by_cookie_) {
-    if (subscription->provider.get() == &provider) dropped.push_back(subscription);
-  }
-  for (const auto& subscription : dropped) {
-    by_cookie_.erase(subscription->cookie);
+  for (auto at = by_cookie_.begin(); at != by_cookie_.end();) {
+    const auto subscription = at->second;
+    if (subscription->provider.get() != &provider) {
+      ++at;
+      continue;
+    }
+    at = by_cookie_.erase(at);
     (subscription->alert ? alerts_ : events_).Remove(*subscription);
+    ++dropped;
   }
-  return dropped.size();
+  return dropped;
 }
 
 SubscriptionIndex::Entries Subscriptions::Matching(const Notice& notice) const {
@@ -117,14 +120,18 @@ SubscriptionIndex::Entries Subscriptions::Matching(const Notice& notice) const {
 void Subscriptions::Raise(Notice notice) {
   auto shared = std::make_shared<Notice>(std::move(notice));
   const MutexGuard guard(lock_);
-  shared->sequence = ++sequence_;
+  shared->sequence = sequence_ + 1;
   std::vector<Provider*> providers;
   for (const auto& subscription : Matching(*shared)) {
     providers.push_back(subscription->provider.get());
   }
   std::sort(providers.begin(), providers.end());
   providers.erase(std::unique(providers.begin(), providers.end()), providers.end());
-  for (Provider* const provider : providers) provider->queue().Push(shared);
+  // A place in every queue first: all that wait for the notice get it, or none does.
+  std::vector<DeliveryQueue::Place> places(providers.size());
+  for (auto& place : places) place.push_back(shared);
+  ++sequence_;
+  for (std::size_t i = 0; i < providers.size(); ++i) providers[i]->queue().Push(places[i]);
 }
 
 bool Subscriptions::Wants(const Provider& provider, const Notice& notice) const {

@@ -54,10 +54,11 @@ class Subscriptions {
   Found Unregister(KtCookie cookie, bool alert) KT_EXCLUDES(lock_);
 
   // Drops the provider's registrations and returns how many there were. They stay in the ledger,
-  // since the provider never gave them back.
+  // since the provider never gave them back. Needs no memory: going must not fail.
   std::size_t DropAll(const Provider& provider) KT_EXCLUDES(lock_);
 
-  // Puts the notice into the queue of every provider that waits for it, once each.
+  // Puts the notice into the queue of every provider that waits for it, once each. Throws
+  // std::bad_alloc with nothing raised.
   void Raise(Notice notice) KT_EXCLUDES(lock_);
 
   // Whether a subscription from before the notice still waits for it.

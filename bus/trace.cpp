@@ -3,12 +3,11 @@
 #include <array>
 #include <chrono>
 #include <cstdarg>
-#include <filesystem>
 #include <string_view>
 
 #include "bus/attribution.h"
 #include "bus/status.h"
-#include "bus/text.h"
+#include "bus/trace_file.h"
 #include "bus/trace_format.h"
 
 namespace kt::bus {
@@ -55,34 +54,50 @@ std::string TimeStamp() {
   return out;
 }
 
-// One line whatever the text holds: line ends at its end are dropped, others made visible.
+bool IsControl(unsigned char byte) noexcept {
+  return byte < 0x20 || byte == 0x7F;
+}
+
+// The upper control characters, U+0080 to U+009F, are two bytes of UTF-8.
+bool IsUpperControl(std::string_view text) noexcept {
+  return text.size() > 1 && text[0] == '\xC2' && static_cast<unsigned char>(text[1]) >= 0x80 &&
+         static_cast<unsigned char>(text[1]) < 0xA0;
+}
+
+void AppendVisible(std::string& out, char c) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  if (c == '\n') {
+    out += "\\n";
+  } else if (c == '\r') {
+    out += "\\r";
+  } else {
+    const auto byte = static_cast<unsigned char>(c);
+    out += "\\x";
+    out += kDigits[byte >> 4U];
+    out += kDigits[byte & 0xFU];
+  }
+}
+
+// One line whatever the text holds, and nothing in it that a terminal would obey: line ends at its
+// end are dropped, control characters but the tab made visible.
 std::string Line(std::uint32_t level, std::string_view text) {
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
   std::string line = TimeStamp();
   line += " [";
   line += std::to_string(level);
   line += "] ";
-  for (const char c : text) {
-    if (c == '\n') {
-      line += "\\n";
-    } else if (c == '\r') {
-      line += "\\r";
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (IsUpperControl(text.substr(at))) {
+      AppendVisible(line, text[at]);
+      AppendVisible(line, text[++at]);
+    } else if (text[at] != '\t' && IsControl(static_cast<unsigned char>(text[at]))) {
+      AppendVisible(line, text[at]);
     } else {
-      line += c;
+      line += text[at];
     }
   }
   line += '\n';
   return line;
-}
-
-std::FILE* OpenForAppending(const char* path) {
-  const std::string_view text(path);
-  const std::filesystem::path name(std::u8string(text.begin(), text.end()));
-#ifdef _WIN32
-  return _wfopen(name.c_str(), L"ab");
-#else
-  return std::fopen(name.c_str(), "abe");
-#endif
 }
 
 }  // namespace
@@ -124,7 +139,7 @@ void Trace::Call(std::uint32_t level, const std::string& text) {
 bool Trace::ToFile(const char* path) {
   std::unique_ptr<std::FILE, Close> file;
   if (path != nullptr) {
-    file.reset(OpenForAppending(path));
+    file.reset(OpenTraceFile(path));
     if (file == nullptr) return false;
   }
   const MutexGuard guard(sinks_lock_);

@@ -100,7 +100,12 @@ KtStatus TypeTable::Create(std::string name, const std::vector<std::string>& sup
     derived.reserve(derived.size() + 1);
   }
   by_id_.emplace(type->id(), type);
-  by_name_.emplace(type->name(), type);
+  try {
+    by_name_.emplace(type->name(), type);
+  } catch (...) {
+    by_id_.erase(type->id());
+    throw;
+  }
   // Nothing below throws.
   for (const Type* const ancestor : type->line()) derived_[ancestor].push_back(type);
   types_.push_back(std::move(made));

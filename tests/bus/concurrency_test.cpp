@@ -172,37 +172,140 @@ TEST_F(ConcurrencyTest, OneTypeIsMadeByOneThreadOnly) {
 }
 
 TEST_F(ConcurrencyTest, VisitsRunWhileEverythingChanges) {
+  const KtObjId lasting = NewObject("qelm_ktvm_disk");
+  const KtCookie always = Subscribe(alpha(), "always");
   std::atomic<bool> stop{false};
+  int rounds = 0;
   std::thread visitor([&] {
-    while (!stop) {
-      KtBusVisitTypes(
-          database(), [](const KtBusTypeInfo*, void*) -> cuvo_bool { return 1; }, nullptr);
-      KtBusVisitObjects(
-          database(), nullptr, [](const KtBusObjectInfo*, void*) -> cuvo_bool { return 1; },
-          nullptr);
-      KtBusVisitProviders(
-          database(), [](const KtBusProviderInfo*, void*) -> cuvo_bool { return 1; }, nullptr);
-      KtBusVisitSubscriptions(
-          database(), [](const KtBusSubscriptionInfo*, void*) -> cuvo_bool { return 1; }, nullptr);
-      KtBusVisitLedger([](const KtBusLedgerRow*, void*) -> cuvo_bool { return 1; }, nullptr);
-    }
+    // What lasts is in every picture; what comes and goes may be.
+    struct Seen {
+      const KtObjId& lasting;
+      KtCookie always;
+      int types = 0;
+      int objects = 0;
+      int providers = 0;
+      int subscriptions = 0;
+      int rows = 0;
+    };
+    do {
+      Seen seen{lasting, always};
+      EXPECT_EQ(KtBusVisitTypes(
+                    database(),
+                    [](const KtBusTypeInfo* info, void* context) -> cuvo_bool {
+                      if (std::string(info->name) == "qelm_ktvm_disk") {
+                        ++static_cast<Seen*>(context)->types;
+                      }
+                      return 1;
+                    },
+                    &seen),
+                kOk);
+      EXPECT_EQ(KtBusVisitObjects(
+                    database(), nullptr,
+                    [](const KtBusObjectInfo* info, void* context) -> cuvo_bool {
+                      Seen& now = *static_cast<Seen*>(context);
+                      if (SameId(info->id, now.lasting)) ++now.objects;
+                      EXPECT_EQ(std::string(info->type), "qelm_ktvm_disk");
+                      EXPECT_EQ(std::string(info->owner), "alpha");
+                      return 1;
+                    },
+                    &seen),
+                kOk);
+      EXPECT_EQ(KtBusVisitProviders(
+                    database(),
+                    [](const KtBusProviderInfo* info, void* context) -> cuvo_bool {
+                      EXPECT_EQ(std::string(info->name), "alpha");
+                      ++static_cast<Seen*>(context)->providers;
+                      return 1;
+                    },
+                    &seen),
+                kOk);
+      EXPECT_EQ(KtBusVisitSubscriptions(
+                    database(),
+                    [](const KtBusSubscriptionInfo* info, void* context) -> cuvo_bool {
+                      Seen& now = *static_cast<Seen*>(context);
+                      if (info->cookie == now.always) ++now.subscriptions;
+                      return 1;
+                    },
+                    &seen),
+                kOk);
+      EXPECT_EQ(KtBusVisitLedger(
+                    [](const KtBusLedgerRow*, void* context) -> cuvo_bool {
+                      ++static_cast<Seen*>(context)->rows;
+                      return 1;
+                    },
+                    &seen),
+                kOk);
+      EXPECT_EQ(seen.types, 1);
+      EXPECT_EQ(seen.objects, 1);
+      EXPECT_EQ(seen.providers, 1);
+      EXPECT_EQ(seen.subscriptions, 1);
+      EXPECT_GE(seen.rows, 1);
+      ++rounds;
+    } while (!stop);
   });
   OnThreads(4, [&](int t) {
     for (int i = 0; i < 100; ++i) {
       const KtObjId id = NewObject("qelm_ktvm_disk");
-      ObRegisterInterface(database(), &id, provider(), &kInterfaceA);
+      EXPECT_EQ(ObRegisterInterface(database(), &id, provider(), &kInterfaceA), kOk);
       KtObjId type{};
-      ObCreateTypeObject(database(), ("t" + std::to_string(t * 1000 + i)).c_str(), nullptr, nullptr,
-                         &type);
+      EXPECT_EQ(ObCreateTypeObject(database(), ("t" + std::to_string(t * 1000 + i)).c_str(),
+                                   nullptr, nullptr, &type),
+                kOk);
       const KtCookie cookie = Subscribe(alpha(), "a");
-      Raise("a");
-      EvUnregisterEvent(database(), cookie);
-      ObDeleteObject(database(), &id);
+      EXPECT_EQ(Raise("a"), kOk);
+      EXPECT_EQ(EvUnregisterEvent(database(), cookie), kOk);
+      EXPECT_EQ(ObDeleteObject(database(), &id), kOk);
     }
   });
   stop = true;
   visitor.join();
+  EXPECT_GE(rounds, 1);
   Deliver();
+  EXPECT_EQ(EvUnregisterEvent(database(), always), kOk);
+  EXPECT_TRUE(SameIds(ObjectsOf("qelm_ktvm_disk"), {lasting}));
+}
+
+// ---- One property set ------------------------------------------------------------------------
+
+// A text of one letter, many times: torn apart by two calls at once it would hold two letters, or
+// be of another length than it says.
+std::string Letters(char letter, std::size_t count) {
+  return std::string(count, letter);
+}
+
+TEST_F(ConcurrencyTest, SettingAndEnumeratingOneSetExcludeEachOther) {
+  const KtPropset set = NewSet();
+  ASSERT_EQ(AddText(set, "first", "a"), kOk);
+  ASSERT_EQ(AddText(set, "second", "a"), kOk);
+  OnThreads(4, [&](int t) {
+    for (int i = 0; i < 300; ++i) {
+      if (t % 2 == 0) {
+        const char letter = static_cast<char>('a' + (i + t) % 26);
+        const std::string text = Letters(letter, static_cast<std::size_t>(1 + i % 40));
+        for (const char* const name : {"first", "second"}) {
+          const cuvo_property record =
+              Record(name, TYPE_STR, static_cast<std::uint32_t>(text.size() + 1), text.c_str());
+          const KtStatus status = PsSetProperty(set, &record);
+          EXPECT_TRUE(status == kOk || status == kUnchanged);
+        }
+        continue;
+      }
+      KtIterator iterator = nullptr;
+      ASSERT_EQ(PsOpenPropset(set, &iterator), kOk);
+      std::vector<std::string> names;
+      cuvo_property* next = nullptr;
+      while (PsFindNextProperty(set, iterator, &next) == kOk) {
+        const Found found(next);
+        names.emplace_back(found->name);
+        const std::string text = TextOf(found);
+        EXPECT_EQ(text.size() + 1, found->length);
+        EXPECT_EQ(text, Letters(text.front(), text.size()));
+      }
+      EXPECT_EQ(KtCloseHandle(iterator), kOk);
+      EXPECT_THAT(names, testing::ElementsAre("first", "second"));
+    }
+  });
+  PsDestroyPropset(set);
 }
 
 }  // namespace

@@ -15,8 +15,23 @@ using CriticalSectionTest = BusTest;
 TEST_F(CriticalSectionTest, IsReEntrant) {
   KtCriticalSection section{};
   KtInitializeCriticalSection(&section);
-  for (int i = 0; i < 3; ++i) KtEnterCriticalSection(&section);
-  for (int i = 0; i < 3; ++i) KtLeaveCriticalSection(&section);
+  int depth = 0;
+  for (; depth < 3; ++depth) KtEnterCriticalSection(&section);
+  std::atomic<bool> tries{false};
+  std::thread other([&] {
+    tries = true;
+    KtEnterCriticalSection(&section);
+    EXPECT_EQ(depth, 0) << "it came in before the last leave";
+    KtLeaveCriticalSection(&section);
+  });
+  while (!tries) std::this_thread::yield();
+  while (depth > 0) {
+    // Below the outermost level: the other thread gets every chance to come in, and must not.
+    for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+    --depth;
+    KtLeaveCriticalSection(&section);
+  }
+  other.join();
   KtDeleteCriticalSection(&section);
 }
 
@@ -63,19 +78,29 @@ TEST_F(CriticalSectionTest, ThatWasNeverInitialisedIsReportedAndNoCrash) {
 
 TEST_F(CriticalSectionTest, CanBeInitialisedAgainAfterItsDeletion) {
   KtCriticalSection section{};
+  const auto before = Row("", "locks");
   for (int i = 0; i < 3; ++i) {
     KtInitializeCriticalSection(&section);
     KtEnterCriticalSection(&section);
     KtLeaveCriticalSection(&section);
     KtDeleteCriticalSection(&section);
   }
+  EXPECT_EQ(Row("", "locks").total, before.total + 3);
+  EXPECT_EQ(Row("", "locks").outstanding, before.outstanding);
+  EXPECT_EQ(Row("", "locks").wrongFrees, before.wrongFrees);
+  EXPECT_FALSE(HasTrace(6, "is not initialised"));
 }
 
 TEST_F(CriticalSectionTest, ANullPointerIsNoCrash) {
+  const auto before = Row("", "locks");
   KtInitializeCriticalSection(nullptr);
   KtEnterCriticalSection(nullptr);
   KtLeaveCriticalSection(nullptr);
   KtDeleteCriticalSection(nullptr);
+  EXPECT_TRUE(HasTrace(6, "KtEnterCriticalSection of a lock that is not initialised"));
+  EXPECT_TRUE(HasTrace(6, "KtLeaveCriticalSection of a lock that is not initialised"));
+  EXPECT_EQ(Row("", "locks").total, before.total);
+  EXPECT_EQ(Row("", "locks").wrongFrees, before.wrongFrees);
 }
 
 using MemoryTest = BusTest;
@@ -118,21 +143,34 @@ TEST_F(MemoryTest, ManyBlocksComeAndGoInAnyOrder) {
 }
 
 TEST_F(MemoryTest, EightThreadsShareIt) {
+  const auto before = Row("", "blocks");
   std::vector<std::thread> threads;
+  std::atomic<int> spoilt{0};
   for (int t = 0; t < 8; ++t) {
-    threads.emplace_back([] {
-      std::vector<void*> own;
+    threads.emplace_back([t, &spoilt] {
+      // Each thread writes its mark into its blocks and finds it there when it gives them back.
+      const auto mark = static_cast<unsigned char>(t + 1);
+      std::vector<unsigned char*> own;
+      const auto give_back = [&](unsigned char* block) {
+        if (*block != mark) ++spoilt;
+        _KtFree(block);
+      };
       for (std::size_t i = 0; i < 2000; ++i) {
-        own.push_back(_KtAlloc(i % 100));
+        own.push_back(static_cast<unsigned char*>(_KtAlloc(1 + i % 100)));
+        *own.back() = mark;
         if (i % 2 != 0) {
-          _KtFree(own.front());
+          give_back(own.front());
           own.erase(own.begin());
         }
       }
-      for (void* const block : own) _KtFree(block);
+      for (unsigned char* const block : own) give_back(block);
     });
   }
   for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(spoilt, 0);
+  EXPECT_EQ(Row("", "blocks").total, before.total + 16000);
+  EXPECT_EQ(Row("", "blocks").outstanding, before.outstanding);
+  EXPECT_EQ(Row("", "blocks").wrongFrees, before.wrongFrees);
 }
 
 TEST(Sleeping, LastsAtLeastAsLongAsAsked) {

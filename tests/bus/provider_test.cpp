@@ -66,6 +66,79 @@ TEST_F(ProviderTest, VersionThatFailsGivesNoText) {
   EXPECT_EQ(text, nullptr);
 }
 
+TEST_F(ProviderTest, VersionGivesItsTextWithEveryStatusThatIsNoFailure) {
+  alpha().version = [](KtWchar** out) {
+    *out = static_cast<KtWchar*>(_KtAlloc(sizeof(KtWchar)));
+    **out = 0;
+    return KtStatus{0x81000001};
+  };
+  KtWchar* text = nullptr;
+  EXPECT_EQ(KtBusProviderVersion(provider(), &text), 0x81000001U);
+  EXPECT_NE(text, nullptr);
+  _KtFree(text);
+}
+
+// Calls that take every lock that there is, on this thread and on another one.
+void CallEverything(KtDatabase database, KtProvider provider, const std::string& name) {
+  const auto call = [&](const std::string& type_name) {
+    EXPECT_EQ(DbLockDatabase(provider), kOk);
+    const KtPropset set = NewSet();
+    EXPECT_EQ(AddUint32(set, "x", 1), kOk);
+    KtObjId type{};
+    EXPECT_EQ(ObCreateTypeObject(database, type_name.c_str(), nullptr, set, &type), kOk);
+    KtObjId parent{};
+    KtObjId child{};
+    EXPECT_EQ(ObCreateObject(database, provider, type_name.c_str(), &parent), kOk);
+    EXPECT_EQ(ObCreateObject(database, provider, type_name.c_str(), &child), kOk);
+    EXPECT_EQ(ObAttachChildObject(database, &parent, &child), kOk);
+    EXPECT_EQ(ObRegisterInterface(database, &parent, provider, &kInterfaceB), kOk);
+    KtCookie cookie = 0;
+    EXPECT_EQ(EvRegisterEvent(database, provider, "x", &cookie), kOk);
+    EXPECT_EQ(EvRaiseEvent(database, provider, "x", set), kOk);
+    EXPECT_EQ(EvUnregisterEvent(database, cookie), kOk);
+    const KtAlertDefinition alert{type_name.c_str(), nullptr, 1, 0};
+    EXPECT_EQ(ObPublishAlert(database, provider, &alert), kOk);
+    EXPECT_EQ(ObRaiseAlert(database, provider, type_name.c_str(), set, &parent), kOk);
+    EXPECT_EQ(ObUnpublishAlert(database, provider, type_name.c_str()), kOk);
+    KtProviderTable table{};
+    KtProvider other = nullptr;
+    EXPECT_EQ(KtBusAttachProvider(database, type_name.c_str(), &table, nullptr, &other), kOk);
+    EXPECT_EQ(KtBusDetachProvider(other), kOk);
+    EXPECT_EQ(ObDeleteObject(database, &child), kOk);
+    EXPECT_EQ(ObDeleteObject(database, &parent), kOk);
+    PsDestroyPropset(set);
+    EXPECT_EQ(DbUnlockDatabase(provider), kOk);
+  };
+  call(name);
+  std::thread([&] { call(name + " elsewhere"); }).join();
+}
+
+TEST_F(ProviderTest, NoLockIsHeldWhileAnyOfItsFunctionsRuns) {
+  std::atomic<int> ran{0};
+  const auto everything = [&](const char* name) {
+    CallEverything(database(), provider(), name);
+    ++ran;
+    return kOk;
+  };
+  alpha().initialize = [&](KtDatabase, KtProvider) { return everything("Initialize"); };
+  alpha().shutdown = [&](std::uint64_t) { return everything("Shutdown"); };
+  alpha().get_attr = [&](std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t) {
+    return everything("GetAttr");
+  };
+  alpha().version = [&](KtWchar**) { return everything("Version"); };
+  alpha().notify = [&](const KtEventRecord&) { return everything("ChangeNotify"); };
+  EXPECT_EQ(KtBusInitializeProvider(provider()), kOk);
+  EXPECT_EQ(KtBusProviderGetAttr(provider(), 0, 0, 0, 0), kOk);
+  KtWchar* text = nullptr;
+  EXPECT_EQ(KtBusProviderVersion(provider(), &text), kOk);
+  const KtCookie cookie = Subscribe(alpha(), "n");
+  Raise("n");
+  Deliver();
+  EXPECT_EQ(EvUnregisterEvent(database(), cookie), kOk);
+  EXPECT_EQ(KtBusShutdownProvider(provider(), 0), kOk);
+  EXPECT_EQ(ran, 5);
+}
+
 TEST_F(ProviderTest, AMissingFunctionIsNotImplemented) {
   const KtProviderTable empty{};
   KtProvider bare = nullptr;
@@ -415,6 +488,28 @@ TEST_F(DetachTest, FromInsideAFunctionOfTheProviderIsRefused) {
   EXPECT_EQ(KtBusProviderGetAttr(provider(), 0, 0, 0, 0), kOk);
   EXPECT_EQ(inside, kInvalid);
   EXPECT_EQ(closing, kInvalid);
+}
+
+TEST_F(DetachTest, GivesItsAlertsUpWhileItPublishesThem) {
+  ScriptedProvider beta;
+  beta.Attach(database(), "beta");
+  const KtAlertDefinition before{"before", nullptr, 1, 0};
+  const KtAlertDefinition during{"during", nullptr, 1, 0};
+  std::thread detacher;
+  beta.get_attr = [&](std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t) {
+    EXPECT_EQ(ObPublishAlert(database(), beta.handle(), &before), kOk);
+    detacher = std::thread([&] { EXPECT_EQ(KtBusDetachProvider(beta.handle()), kOk); });
+    // Its alerts are gone, and it is not: the detachment waits for this call.
+    while (ObRaiseAlert(database(), provider(), "before", nullptr, nullptr) == kOk) {
+      std::this_thread::yield();
+    }
+    EXPECT_EQ(ObPublishAlert(database(), beta.handle(), &during), kNoObject);
+    return kOk;
+  };
+  EXPECT_EQ(KtBusProviderGetAttr(beta.handle(), 0, 0, 0, 0), kOk);
+  detacher.join();
+  EXPECT_EQ(ObRaiseAlert(database(), provider(), "during", nullptr, nullptr), kAlertNotPublished);
+  EXPECT_EQ(ObPublishAlert(database(), provider(), &during), kOk) << "the name is free";
 }
 
 TEST_F(DetachTest, LeavesTheObjectsOfTheProvider) {

@@ -258,6 +258,13 @@ TEST_F(TraceSinkTest, OneTraceIsOneLineInAFile) {
   EXPECT_THAT(Lines()[1], testing::EndsWith("two\\nlines"));
 }
 
+TEST_F(TraceSinkTest, WhatATerminalWouldObeyIsMadeVisible) {
+  ASSERT_EQ(KtBusTraceToFile(Path().c_str()), kOk);
+  KtTrace(6, "a\x1B[2Jb\x07\tc\x7F\xC2\x9B\xC3\x9B");
+  ASSERT_EQ(Lines().size(), 1U);
+  EXPECT_THAT(Lines()[0], testing::EndsWith("] a\\x1b[2Jb\\x07\tc\\x7f\\xc2\\x9b\xC3\x9B"));
+}
+
 TEST_F(TraceSinkTest, AFileThatCannotBeOpenedIsAStatusAndThePreviousOneStays) {
   ASSERT_EQ(KtBusTraceToFile(Path().c_str()), kOk);
   EXPECT_EQ(KtBusTraceToFile((Path() + ".missing/folder/file").c_str()), KTBUS_TRACE_FILE_FAILED);
@@ -323,6 +330,9 @@ TEST_F(TraceSinkTest, ACallbackIsNotCalledAfterItWasTakenBack) {
                             void* context) { ++*static_cast<std::atomic<int>*>(context); },
                          counter.get());
     KtBusTraceToCallback(nullptr, nullptr);
+    const int last = *counter;
+    KtTrace(6, "nobody hears this");
+    EXPECT_EQ(*counter, last);
   }
   stop = true;
   tracer.join();

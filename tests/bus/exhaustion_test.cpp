@@ -1,0 +1,294 @@
+// What is left of a call for which there is no memory: its status, and nothing else.
+//
+// The framework's sources are linked into this program, so that its operator new is theirs. Each
+// test makes one call again and again, the first time with its first allocation failing, then with
+// its second, until it needs no more: that last one must go as if nothing had been.
+#include <string>
+
+#include "bus/bus_test.h"
+#include "support/failing_new.h"
+
+namespace bus_test {
+namespace {
+
+constexpr KtStatus kOutOfMemory = 0x8007000E;
+
+class ExhaustionTest : public BusTest {
+ protected:
+  // A trace line for which there is no memory is lost, which is as it should be, but would count
+  // as a failed allocation here.
+  void SetUp() override {
+    BusTest::SetUp();
+    KtSetTraceLevel(7);
+  }
+
+  // Makes the call until it needs no more memory than there is; it must fail at least once.
+  template <typename Call>
+  static void Starve(const Call& call) {
+    int after = 0;
+    for (;; ++after) {
+      const auto before = Sum();
+      KtStatus status = kOk;
+      {
+        const support::FailAllocation failure(after);
+        status = call();
+      }
+      if (status == kOk) break;
+      ASSERT_EQ(status, kOutOfMemory) << "allocation " << after;
+      ASSERT_EQ(Sum().outstanding, before.outstanding) << "allocation " << after;
+    }
+    EXPECT_GT(after, 0) << "it asked for no memory";
+  }
+};
+
+TEST_F(ExhaustionTest, OpeningADatabaseLeavesNothing) {
+  KtDatabase opened = nullptr;
+  Starve([&] { return KtBusOpenDatabase(&opened); });
+  EXPECT_EQ(KtBusCloseDatabase(opened), kOk);
+}
+
+TEST_F(ExhaustionTest, AttachingAProviderLeavesItsNameFreeAndNoHandle) {
+  const KtProviderTable table{};
+  KtProvider attached = nullptr;
+  // An address of this program, which no provider of these tests has been named for.
+  static const int here = 0;
+  Starve([&] {
+    KtProvider out = nullptr;
+    const KtStatus status = KtBusAttachProvider(database(), "starved", &table, &here, &out);
+    if (status == kOk) {
+      attached = out;
+    } else if (out != nullptr) {
+      return KtStatus{1};
+    }
+    return status;
+  });
+  EXPECT_EQ(KtBusDetachProvider(attached), kOk);
+  EXPECT_EQ(KtBusForgetModule(&here), kOk);
+}
+
+TEST_F(ExhaustionTest, DetachingAProviderNeedsNoMemory) {
+  ScriptedProvider beta;
+  beta.Attach(database(), "beta");
+  Subscribe(beta, "a");
+  KtStatus status = kOutOfMemory;
+  {
+    const support::FailAllocation failure(0);
+    status = KtBusDetachProvider(beta.handle());
+  }
+  EXPECT_EQ(status, kOk);
+  ForgetLedger();
+}
+
+TEST_F(ExhaustionTest, MakingPropertySetsLeavesNone) {
+  KtPropset set = nullptr;
+  KtPropset copy = nullptr;
+  Starve([&] { return PsCreatePropset(&set); });
+  ASSERT_EQ(AddText(set, "name", "a text that is too long to stand in a string itself"), kOk);
+  Starve([&] { return PsCopyPropset(set, &copy); });
+  EXPECT_EQ(TextOf(Find(copy, "name")), "a text that is too long to stand in a string itself");
+  PsDestroyPropset(set);
+  PsDestroyPropset(copy);
+}
+
+TEST_F(ExhaustionTest, AddingAPropertyLeavesTheSetAsItWas) {
+  const KtPropset set = NewSet();
+  for (std::uint32_t i = 0; i < 20; ++i) {  // beyond the number from which there is an index
+    const std::string name = "a name that needs memory of its own " + std::to_string(i);
+    Starve([&] { return AddUint32(set, name.c_str(), i); });
+    EXPECT_EQ(ValueOf<std::uint32_t>(Find(set, name.c_str())), i);
+  }
+  PsDestroyPropset(set);
+}
+
+TEST_F(ExhaustionTest, SettingAPropertyLeavesTheOldValue) {
+  const KtPropset set = NewSet();
+  ASSERT_EQ(AddText(set, "name", "old"), kOk);
+  const std::string text(100, 'n');
+  const cuvo_property record = Record("name", TYPE_STR, 101, text.c_str());
+  bool kept = true;
+  Starve([&] {
+    const KtStatus status = PsSetProperty(set, &record);
+    cuvo_property* found = nullptr;
+    if (status != kOk && PsFindProperty(set, "name", &found) == kOk) {
+      kept = kept && std::strcmp(static_cast<const char*>(found->value), "old") == 0;
+      PsFreeProperty(found);
+    }
+    return status;
+  });
+  EXPECT_TRUE(kept);
+  EXPECT_EQ(TextOf(Find(set, "name")), text);
+  PsDestroyPropset(set);
+}
+
+TEST_F(ExhaustionTest, FindingAPropertyThatCarriesSetsLeavesNone) {
+  const KtPropset nested = NewSet();
+  const KtPropset set = NewSet();
+  ASSERT_EQ(AddText(nested, "name", "a text that is too long to stand in a string itself"), kOk);
+  ASSERT_EQ(AddSet(set, "nested", nested), kOk);
+  cuvo_property* found = nullptr;
+  Starve([&] { return PsFindProperty(set, "nested", &found); });
+  PsFreeProperty(found);
+  PsDestroyPropset(nested);
+  PsDestroyPropset(set);
+}
+
+TEST_F(ExhaustionTest, EnumeratingLeavesNothing) {
+  const KtPropset nested = NewSet();
+  const KtPropset set = NewSet();
+  ASSERT_EQ(AddSet(set, "nested", nested), kOk);
+  KtIterator iterator = nullptr;
+  Starve([&] { return PsOpenPropset(set, &iterator); });
+  cuvo_property* found = nullptr;
+  KtStatus status = kOk;
+  {
+    const support::FailAllocation failure(0);
+    status = PsFindNextProperty(set, iterator, &found);
+  }
+  EXPECT_EQ(status, kOutOfMemory);
+  EXPECT_EQ(found, nullptr);
+  EXPECT_EQ(KtCloseHandle(iterator), kOk);
+  PsDestroyPropset(nested);
+  PsDestroyPropset(set);
+}
+
+TEST_F(ExhaustionTest, CreatingATypeLeavesItsNameFree) {
+  const char* const above[] = {"qelm_ktvm", nullptr};
+  KtObjId type{};
+  Starve([&] {
+    return ObCreateTypeObject(database(), "a type whose name needs memory of its own", above,
+                              nullptr, &type);
+  });
+  EXPECT_THAT(ObjectsOf("a type whose name needs memory of its own"), testing::IsEmpty());
+}
+
+TEST_F(ExhaustionTest, CreatingAnObjectLeavesNone) {
+  KtObjId object{};
+  Starve([&] { return ObCreateObject(database(), provider(), "qelm_ktvm", &object); });
+  EXPECT_TRUE(SameIds(ObjectsOf("qelm_ktvm"), {object}));
+}
+
+TEST_F(ExhaustionTest, WritingAndReadingTheObjectsPropertiesLeavesNothing) {
+  const KtObjId object = NewObject();
+  const std::string text(100, 't');
+  const cuvo_property record = Record("name", TYPE_STR, 101, text.c_str());
+  Starve([&] { return ObSetProperty(database(), &object, &record); });
+  KtPropset set = nullptr;
+  Starve([&] { return ObGetProperties(database(), &object, &set); });
+  EXPECT_EQ(TextOf(Find(set, "name")), text);
+  PsDestroyPropset(set);
+}
+
+TEST_F(ExhaustionTest, AttachingAChildLeavesNoHalfOfTheRelation) {
+  const KtObjId parent = NewObject();
+  const KtObjId child = NewObject();
+  Starve([&] { return ObAttachChildObject(database(), &parent, &child); });
+  EXPECT_TRUE(SameIds(ChildrenOf(parent), {child}));
+  EXPECT_EQ(ObDetachChildObject(database(), &parent, &child), kOk);
+}
+
+TEST_F(ExhaustionTest, ListingLeavesNoBlock) {
+  const KtObjId parent = NewObject("qelm_ktvm");
+  const KtObjId child = NewObject("qelm_ktvm");
+  ASSERT_EQ(ObAttachChildObject(database(), &parent, &child), kOk);
+  KtObjId* list = nullptr;
+  std::uint32_t count = 0;
+  Starve([&] { return DbGetObjects(database(), "qelm_ktvm", &list, &count); });
+  EXPECT_EQ(count, 2U);
+  _KtFree(list);
+  Starve([&] { return ObGetChildObjects(database(), &parent, &list, &count); });
+  EXPECT_EQ(count, 1U);
+  _KtFree(list);
+}
+
+TEST_F(ExhaustionTest, RegisteringAnInterfaceLeavesNone) {
+  const KtObjId object = NewObject();
+  Starve([&] { return ObRegisterInterface(database(), &object, provider(), &kInterfaceA); });
+  Starve(
+      [&] { return ObRegisterInterfaceOnType(database(), "qelm_ktvm", provider(), &kInterfaceA); });
+}
+
+TEST_F(ExhaustionTest, SubscribingLeavesNoRegistration) {
+  for (const char* const name : {"event.with.a.name.that.needs.memory.of.its.own",
+                                 "event.*.pattern.that.needs.memory.of.its.own"}) {
+    KtCookie cookie = 0;
+    Starve([&] { return EvRegisterEvent(database(), provider(), name, &cookie); });
+    EXPECT_EQ(EvUnregisterEvent(database(), cookie), kOk);
+    Starve([&] { return ObRegisterAlert(database(), provider(), name, &cookie); });
+    EXPECT_EQ(ObUnregisterAlert(database(), cookie), kOk);
+  }
+}
+
+TEST_F(ExhaustionTest, AnEventReachesAllThatWaitForItOrNone) {
+  ScriptedProvider beta;
+  beta.Attach(database(), "beta");
+  Notices to_alpha;
+  Notices to_beta;
+  alpha().notify = to_alpha.Recorder();
+  beta.notify = to_beta.Recorder();
+  const KtCookie first = Subscribe(alpha(), "a");
+  const KtCookie second = Subscribe(beta, "a");
+  Starve([&] { return EvRaiseEvent(database(), provider(), "a", nullptr); });
+  Deliver();
+  EXPECT_THAT(to_alpha.names(), testing::ElementsAre("a"));
+  EXPECT_THAT(to_beta.names(), testing::ElementsAre("a"));
+  EXPECT_EQ(EvUnregisterEvent(database(), first), kOk);
+  EXPECT_EQ(EvUnregisterEvent(database(), second), kOk);
+}
+
+TEST_F(ExhaustionTest, PublishingAndRaisingAnAlertLeavesNothing) {
+  const KtAlertDefinition alert{"an alert whose name needs memory of its own", "so does this text",
+                                1, 0};
+  Starve([&] { return ObPublishAlert(database(), provider(), &alert); });
+  Notices notices;
+  alpha().notify = notices.Recorder();
+  KtCookie cookie = 0;
+  ASSERT_EQ(ObRegisterAlert(database(), provider(), alert.name, &cookie), kOk);
+  Starve([&] { return ObRaiseAlert(database(), provider(), alert.name, nullptr, nullptr); });
+  Deliver();
+  EXPECT_EQ(notices.size(), 1U);
+  EXPECT_EQ(ObUnregisterAlert(database(), cookie), kOk);
+}
+
+TEST_F(ExhaustionTest, SendingAControlAsksTheProviderOnceOrNotAtAll) {
+  const KtObjId object = NewObject();
+  ASSERT_EQ(ObRegisterInterface(database(), &object, provider(), &kInterfaceA), kOk);
+  int asked = 0;
+  alpha().control = [&](const ScriptedProvider::ControlCall&) {
+    ++asked;
+    return kOk;
+  };
+  KtStatus answer = 0;
+  Starve([&] {
+    return KtBusSendControl(database(), &object, &kInterfaceA, 0, 1, nullptr, nullptr, &answer);
+  });
+  EXPECT_EQ(asked, 1);
+}
+
+TEST_F(ExhaustionTest, MemoryAndTextsAreNull) {
+  // Every block is entered in a table, whose growth is what fails: enough of them to make it grow.
+  std::vector<void*> blocks;
+  int refused = 0;
+  for (int i = 0; i < 5000; ++i) {
+    void* block = nullptr;
+    {
+      const support::FailAllocation failure(0);
+      block = _KtAlloc(8);
+    }
+    if (block == nullptr) {
+      ++refused;
+      block = _KtAlloc(8);
+    }
+    ASSERT_NE(block, nullptr);
+    blocks.push_back(block);
+  }
+  EXPECT_GT(refused, 0);
+  EXPECT_EQ(Row("", "blocks").outstanding, blocks.size());
+  for (void* const block : blocks) _KtFree(block);
+  EXPECT_EQ(Row("", "blocks").outstanding, 0U);
+
+  const support::FailAllocation failure(0);
+  EXPECT_EQ(KtGUIDToString(&kInterfaceA), nullptr);
+}
+
+}  // namespace
+}  // namespace bus_test
