@@ -1,6 +1,7 @@
 #include "json_report.h"
 
 #include "host_system.h"
+#include "status_text.h"
 
 namespace ktsvc {
 namespace {
@@ -36,7 +37,8 @@ Json ControlJson(const TraceLevelAnswer& answer) {
   json["level"] = answer.level;
   json["sent"] = answer.object.has_value();
   json["bus"] = answer.object ? StatusJson(answer.bus) : Json(nullptr);
-  json["status"] = answer.object && answer.bus == 0 ? StatusJson(answer.provider) : Json(nullptr);
+  json["status"] =
+      answer.object && !StatusFails(answer.bus) ? StatusJson(answer.provider) : Json(nullptr);
   json["previousLevel"] = answer.previous ? Json(*answer.previous) : Json(nullptr);
   json["output"] = PropertyListJson(answer.output);
   return json;

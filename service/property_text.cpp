@@ -7,6 +7,37 @@ std::string MalformedText(std::span<const std::uint8_t> bytes) {
   return "(malformed text, bytes " + HexText(bytes) + ")";
 }
 
+// The upper control characters, U+0080 to U+009F, are two bytes of UTF-8.
+bool IsUpperControl(std::string_view text) {
+  return text.size() > 1 && text[0] == '\xC2' && static_cast<unsigned char>(text[1]) >= 0x80 &&
+         static_cast<unsigned char>(text[1]) < 0xA0;
+}
+
+// Escapes the mark, the backslash and control characters.
+std::string Escaped(std::string_view text, char mark) {
+  std::string escaped;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const char c = text[at];
+    const auto byte = static_cast<std::uint8_t>(c);
+    if (c == mark || c == '\\') {
+      escaped += '\\';
+      escaped += c;
+    } else if (c == '\n') {
+      escaped += "\\n";
+    } else if (c == '\t') {
+      escaped += "\\t";
+    } else if (byte < 0x20 || byte == 0x7F) {
+      escaped += "\\x" + HexText({&byte, 1});
+    } else if (IsUpperControl(text.substr(at))) {
+      const auto second = static_cast<std::uint8_t>(text[++at]);
+      escaped += "\\x" + HexText({&byte, 1}) + "\\x" + HexText({&second, 1});
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
 // Turns one element into text. `quotes` is false inside a rendered message, where a text stands in
 // a sentence.
 struct ElementWriter {
@@ -45,7 +76,7 @@ struct ElementWriter {
   }
 
   std::string operator()(const FormatMessage& value) const {
-    std::string text = QuotedText(RenderMessage(value)) + " (" + Origin(value.message);
+    std::string text = (*this)(RenderMessage(value)) + " (" + Origin(value.message);
     if (value.insertions) {
       text += ": " + (*this)(value.message.name) + " with " + PropertyListText(*value.insertions);
     }
@@ -61,23 +92,11 @@ struct ElementWriter {
 }  // namespace
 
 std::string QuotedText(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      quoted += '\\';
-      quoted += c;
-    } else if (c == '\n') {
-      quoted += "\\n";
-    } else if (c == '\t') {
-      quoted += "\\t";
-    } else if (byte < 0x20 || byte == 0x7F) {
-      quoted += "\\x" + HexText({&byte, 1});
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + '"';
+  return '"' + Escaped(text, '"') + '"';
+}
+
+std::string NameText(const std::string& name) {
+  return IsUtf8(name) ? Escaped(name, '\\') : MalformedText(BytesOf(std::string_view(name)));
 }
 
 std::string ValueText(const Property& property) {
@@ -101,7 +120,7 @@ std::string PropertyListText(const PropertyList& list) {
     if (text.size() > 1) {
       text += ", ";
     }
-    text += property.name + ":" + TypeName(property.type) + "=" + ValueText(property);
+    text += NameText(property.name) + ":" + TypeName(property.type) + "=" + ValueText(property);
   }
   return text + "}";
 }

@@ -32,6 +32,10 @@ std::string PropertyListText(const PropertyList& list);
 // UTF-8 in double quotes, escaped as the table says.
 std::string QuotedText(const std::string& text);
 
+// A name that came from a provider (of a property, a type, an interface's owner), without quotes: a
+// backslash and control characters are escaped as in a value, malformed text is shown by its bytes.
+std::string NameText(const std::string& name);
+
 // The text of a message with its placeholders %1, %2 ... replaced by the values of the insertions
 // p1, p2 ... (texts without their quotes). A placeholder without an insertion stays as it is; %%
 // is one percent sign.

@@ -9,6 +9,7 @@
 #include "ktbus3/ktbus3_host.h"
 #include "module_error.h"
 #include "module_locator.h"
+#include "property_text.h"
 #include "status_text.h"
 
 namespace ktsvc {
@@ -24,6 +25,8 @@ std::uint64_t ExceptionsOf(KtProvider provider) {
 }
 
 // A call of a provider's function: its status, and whether an exception came out of it instead.
+// Other functions of the provider may throw meanwhile on threads of the bus, so that a count that
+// has grown says something about this one only together with the status that the bus gives then.
 struct Answer {
   KtStatus status;
   bool threw;
@@ -33,7 +36,7 @@ template <typename Function>
 Answer Ask(KtProvider provider, Function function) {
   const std::uint64_t before = ExceptionsOf(provider);
   const KtStatus status = function();
-  return {status, ExceptionsOf(provider) != before};
+  return {status, status == KTBUS_PROVIDER_THREW && ExceptionsOf(provider) != before};
 }
 
 std::optional<std::string> VersionOf(KtProvider provider) {
@@ -84,6 +87,7 @@ bool ProviderHost::BringUp(Entry& entry, const std::string& word,
   try {
     Load(entry, word, moduleFolder);
   } catch (const ModuleError& error) {
+    entry.provider = nullptr;
     entry.module.reset();
     Fail(entry, error.what(), error.advice());
     return false;
@@ -135,7 +139,7 @@ bool ProviderHost::Initialize(Entry& entry) {
   }
   entry.report.version = VersionOf(entry.provider);
   entry.report.state = ProviderState::kRunning;
-  progress_.Say(entry.report.name + " " + entry.report.version.value_or("(no version)") +
+  progress_.Say(entry.report.name + " " + NameText(entry.report.version.value_or("(no version)")) +
                 " is up after " + Milliseconds(begin));
   return true;
 }
@@ -160,8 +164,8 @@ void ProviderHost::TakeDown(Entry& entry) {
   CountWork(entry);
 
   progress_.WaitsFor("calls into " + name + " to return");
-  KtBusDetachProvider(std::exchange(entry.provider, nullptr));
-  if (!wentDown) {
+  const KtStatus detached = KtBusDetachProvider(std::exchange(entry.provider, nullptr));
+  if (!wentDown || StatusFails(detached)) {
     entry.module->Abandon();
   }
   entry.module.reset();
@@ -172,6 +176,10 @@ void ProviderHost::TakeDown(Entry& entry) {
   } else if (!wentDown) {
     Fail(entry, "its Shutdown fails: " + StatusText(answer.status),
          "It stays in memory, for it may still have threads.");
+  }
+  if (StatusFails(detached)) {
+    Fail(entry, "the bus does not let go of it: " + StatusText(detached),
+         "It stays in memory, for calls into it may still run.");
   }
   if (entry.report.exceptions != 0 && entry.report.failures.empty()) {
     Fail(entry, "exceptions left its functions: " + std::to_string(entry.report.exceptions),

@@ -2,7 +2,8 @@
 //
 // A provider that cannot be brought up, or that fails later, is reported and does not stop the
 // others. One whose Initialize fails is shut down and unloaded at once. One whose Shutdown fails
-// may still have threads of its own: it is detached from the bus, but stays in memory.
+// may still have threads of its own, and one that the bus does not let go of may still be called:
+// such a one stays in memory.
 //
 // Threads:   one thread at a time.
 // Ownership: owns the modules; the database is lent and must outlive it. The destructor stops what

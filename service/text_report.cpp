@@ -9,7 +9,7 @@ namespace ktsvc {
 namespace {
 
 std::string AccountName(const std::string& account) {
-  return account.empty() ? "(the service)" : account;
+  return account.empty() ? "(the service)" : NameText(account);
 }
 
 }  // namespace
@@ -17,8 +17,8 @@ std::string AccountName(const std::string& account) {
 std::string ProvidersText(const std::vector<ProviderReport>& providers) {
   TextTable table;
   for (const ProviderReport& provider : providers) {
-    table.Add({provider.name, std::string(StateName(provider.state)),
-               provider.version.value_or("-"),
+    table.Add({NameText(provider.name), std::string(StateName(provider.state)),
+               NameText(provider.version.value_or("-")),
                provider.file.empty() ? "(no file)" : PathText(provider.file)});
   }
   std::string text = "Providers\n";
@@ -45,7 +45,7 @@ std::string ControlText(const TraceLevelAnswer& answer) {
     } else {
       table.Add({"status", StatusText(answer.provider)});
       for (const Property& property : answer.output) {
-        table.Add({"answer", property.name + " " + TypeName(property.type) + " " +
+        table.Add({"answer", NameText(property.name) + " " + TypeName(property.type) + " " +
                                  ValueText(property) +
                                  (property.name == "tracelevel" ? ", the previous level" : "")});
       }

@@ -11,7 +11,47 @@
 namespace ktsvc {
 namespace {
 
-constexpr const char* kStep = "  ";
+// Providers decide how deep a tree is. Below this level the lines stay where they are and say their
+// level, so that a long chain makes a long report and not one as wide as it is long.
+constexpr std::size_t kDeepestIndent = 32;
+constexpr std::size_t kStep = 2;
+
+// The blanks in front of a line, `steps` to each level.
+std::string Indent(std::size_t level, std::size_t steps) {
+  return std::string(kStep + kStep * steps * std::min(level, kDeepestIndent), ' ');
+}
+
+std::string LevelMark(std::size_t level) {
+  return level <= kDeepestIndent ? "" : "(level " + std::to_string(level) + ") ";
+}
+
+// What is still to be written, the next one last: a walk without recursion, since the depth is not
+// ours to bound.
+template <typename View>
+class Agenda {
+ public:
+  // The first of these is the next one.
+  template <typename Views>
+  void Add(const Views& views, std::size_t level) {
+    for (auto view = views.rbegin(); view != views.rend(); ++view) {
+      entries_.push_back({*view, level});
+    }
+  }
+  [[nodiscard]] bool empty() const noexcept { return entries_.empty(); }
+
+  struct Entry {
+    const View* view;
+    std::size_t level;
+  };
+  Entry Next() {
+    const Entry next = entries_.back();
+    entries_.pop_back();
+    return next;
+  }
+
+ private:
+  std::vector<Entry> entries_;
+};
 
 std::string InterfaceLabel(const KtGuid& id) {
   const std::string_view name = InterfaceName(id);
@@ -21,10 +61,10 @@ std::string InterfaceLabel(const KtGuid& id) {
 std::vector<std::string> InterfaceRow(const InterfaceView& view, const std::string& owner) {
   std::string note;
   if (view.owner != owner) {
-    note = "by " + view.owner;
+    note = "by " + NameText(view.owner);
   }
   if (!view.offeredBy.empty()) {
-    note += (note.empty() ? "" : ", ") + ("through " + view.offeredBy);
+    note += (note.empty() ? "" : ", ") + ("through " + NameText(view.offeredBy));
   }
   if (view.ownerGone) {
     note += (note.empty() ? "" : ", ") + std::string("provider gone");
@@ -47,7 +87,7 @@ std::string Details(const std::string& indent, const PropertyList& properties,
                     const std::vector<InterfaceView>& interfaces, const std::string& owner) {
   TextTable has;
   for (const Property& property : properties) {
-    has.Add({property.name, TypeName(property.type), ValueText(property)});
+    has.Add({NameText(property.name), TypeName(property.type), ValueText(property)});
   }
   TextTable offers;
   for (const InterfaceView& view : interfaces) {
@@ -71,27 +111,39 @@ class TypeTree {
     }
   }
 
-  [[nodiscard]] std::string Text(const std::string& parent, const std::string& indent) const {
+  [[nodiscard]] std::string Text() const {
     std::string text;
-    const auto found = children_.find(parent);
-    if (found == children_.end()) {
-      return text;
-    }
-    for (const TypeView* type : found->second) {
-      text += indent + type->name;
-      for (std::size_t i = 1; i < type->superclasses.size(); ++i) {
-        text += (i == 1 ? ", also a " : " and a ") + type->superclasses[i];
-      }
-      if (type->objectCount != 0) {
-        text += "  (" + Count(type->objectCount, "object") + ")";
-      }
-      text += "\n" + Details(indent + kStep + kStep, type->properties, type->interfaces, "");
-      text += Text(type->name, indent + kStep);
+    Agenda<TypeView> agenda;
+    AddChildren("", 0, agenda);
+    while (!agenda.empty()) {
+      const auto [type, level] = agenda.Next();
+      text += One(*type, level);
+      AddChildren(type->name, level + 1, agenda);
     }
     return text;
   }
 
  private:
+  void AddChildren(const std::string& parent, std::size_t level, Agenda<TypeView>& agenda) const {
+    const auto found = children_.find(parent);
+    if (found != children_.end()) {
+      agenda.Add(found->second, level);
+    }
+  }
+
+  static std::string One(const TypeView& type, std::size_t level) {
+    const std::string indent = Indent(level, 1);
+    std::string text = indent + LevelMark(level) + NameText(type.name);
+    for (std::size_t i = 1; i < type.superclasses.size(); ++i) {
+      text += (i == 1 ? ", also a " : " and a ") + NameText(type.superclasses[i]);
+    }
+    if (type.objectCount != 0) {
+      text += "  (" + Count(type.objectCount, "object") + ")";
+    }
+    return text + "\n" +
+           Details(indent + std::string(2 * kStep, ' '), type.properties, type.interfaces, "");
+  }
+
   std::map<std::string, std::vector<const TypeView*>> children_;
 };
 
@@ -121,31 +173,47 @@ class ObjectTree {
 
   std::string Text() {
     std::string text;
+    std::vector<const ObjectView*> roots;
     for (const ObjectView& object : objects_) {
       if (!isChild_.contains(GuidText(object.id.guid))) {
-        text += One(object, kStep);
+        roots.push_back(&object);
+      }
+    }
+    Agenda<ObjectView> agenda;
+    agenda.Add(roots, 0);
+    while (!agenda.empty()) {
+      const auto [object, level] = agenda.Next();
+      const bool first = shown_.insert(GuidText(object->id.guid)).second;
+      text += One(*object, level, first);
+      if (first) {
+        agenda.Add(ChildrenOf(*object), level + 1);
       }
     }
     return text;
   }
 
  private:
-  std::string One(const ObjectView& object, const std::string& indent) {
-    const std::string id = GuidText(object.id.guid);
-    const std::string heading = indent + object.type + " " + NameOf(object) + id;
-    if (!shown_.insert(id).second) {
-      return heading + "  (shown above)\n";
-    }
-    std::string text = heading + "  from " + object.owner + "\n";
-    const std::string inner = indent + kStep + kStep;
-    text += Details(inner, object.properties, object.interfaces, object.owner);
+  [[nodiscard]] std::vector<const ObjectView*> ChildrenOf(const ObjectView& object) const {
+    std::vector<const ObjectView*> children;
     for (const KtObjId& child : object.children) {
       const auto found = byId_.find(GuidText(child.guid));
       if (found != byId_.end()) {  // it may have gone since its parent was looked at
-        text += One(*found->second, inner);
+        children.push_back(found->second);
       }
     }
-    return text;
+    return children;
+  }
+
+  static std::string One(const ObjectView& object, std::size_t level, bool first) {
+    const std::string indent = Indent(level, 2);
+    const std::string heading = indent + LevelMark(level) + NameText(object.type) + " " +
+                                NameOf(object) + GuidText(object.id.guid);
+    if (!first) {
+      return heading + "  (shown above)\n";
+    }
+    return heading + "  from " + NameText(object.owner) + "\n" +
+           Details(indent + std::string(2 * kStep, ' '), object.properties, object.interfaces,
+                   object.owner);
   }
 
   const std::vector<ObjectView>& objects_;
@@ -157,7 +225,7 @@ class ObjectTree {
 }  // namespace
 
 std::string TypesText(const BusSnapshot& snapshot) {
-  return "Types\n" + TypeTree(snapshot.types).Text("", kStep) + "\n";
+  return "Types\n" + TypeTree(snapshot.types).Text() + "\n";
 }
 
 std::string ObjectsText(const BusSnapshot& snapshot) {

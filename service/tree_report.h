@@ -4,6 +4,9 @@
 // A type with several superclasses stands under the first of them; an object with several parents
 // is shown whole under the first and named under the others.
 //
+// However deep a tree is: from the 33rd level on the lines are no further to the right and say
+// their level instead.
+//
 // Threads: pure functions.
 #pragma once
 

@@ -60,8 +60,7 @@ TEST(ServingProgram, EndsAndFailsWithAProviderThatHasFailed) {
   EXPECT_EQ(program.Wait().status, 1);
 }
 
-// ---- A reader that goes away
-// ---------------------------------------------------------------------
+// ---- A reader that goes away -------------------------------------------------------------------
 
 // Runs a command line of the shell with the program's words in its place of "KTSVC".
 int Shell(const std::string& script) {

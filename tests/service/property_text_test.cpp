@@ -48,6 +48,22 @@ TEST(PropertyText, EscapesWhatWouldBreakALine) {
   EXPECT_EQ(Text(TYPE_STR, std::string("a\"b\\c\nd\te\x01")), R"("a\"b\\c\nd\te\x01")");
 }
 
+TEST(PropertyText, EscapesTheUpperControlCharacters) {
+  EXPECT_EQ(Text(TYPE_STR, std::string("\xC2\x9B\xC2\xA0")), "\"\\xc2\\x9b\xC2\xA0\"");
+}
+
+TEST(PropertyText, EscapesTheNamesOfNestedProperties) {
+  const PropertyList nested{MakeProperty("a\x1B\\", TYPE_UINT32, {5U}),
+                            MakeProperty("\xFF", TYPE_UINT32, {6U})};
+  EXPECT_EQ(Text(TYPE_PROPSET, nested),
+            R"({a\x1b\\:UINT32=5, (malformed text, bytes ff):UINT32=6})");
+}
+
+TEST(PropertyText, ShowsTheBytesOfAMalformedMessage) {
+  const FormatMessage message{SampleMessage("\xFF"), std::nullopt};
+  EXPECT_EQ(Text(TYPE_I18NFORMATSTRING, message), "(malformed text, bytes ff) (" + kOrigin + ")");
+}
+
 TEST(PropertyText, ShowsTheBytesOfMalformedText) {
   EXPECT_EQ(Text(TYPE_STR, std::string("a\xFF")), "(malformed text, bytes 61ff)");
   EXPECT_EQ(Text(TYPE_WSTR, KtWString{KtWchar(0xD800)}), "(malformed text, bytes 00d8)");
@@ -107,8 +123,7 @@ TEST(TypeName, IsTheNumberForAnUnknownCode) {
   EXPECT_EQ(TypeName(14), "0x0000000E");
 }
 
-// ---- What is read from the bus
-// -------------------------------------------------------------------
+// ---- What is read from the bus -----------------------------------------------------------------
 
 TEST(ReadPropertySet, KeepsNamesTypesAndOrder) {
   SampleSet set;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "host_system.h"
 #include "ktbus3/ktbus3_host.h"
 #include "service/program.h"
@@ -18,6 +20,21 @@ class ProviderHostTest : public testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(KtBusOpenDatabase(&database_), 0U); }
   void TearDown() override { KtBusCloseDatabase(database_); }
+
+  // A detachment on another thread may still be under way.
+  void WaitUntilNoneIsAttached() const {
+    for (int attached = 1; attached != 0; std::this_thread::yield()) {
+      attached = 0;
+      ASSERT_EQ(KtBusVisitProviders(
+                    database_,
+                    [](const KtBusProviderInfo*, void* context) -> cuvo_bool {
+                      ++*static_cast<int*>(context);
+                      return 1;
+                    },
+                    &attached),
+                0U);
+    }
+  }
 
   KtDatabase database_ = nullptr;
   Progress progress_{true};
@@ -134,6 +151,39 @@ TEST_F(ProviderHostFailure, ShutsDownWhatCouldNotInitialize) {
 TEST_F(ProviderHostFailure, TellsAnExceptionFromAStatus) {
   EXPECT_EQ(FailureOf("throwing"), "its Initialize threw an exception");
   EXPECT_EQ(FailureOf("explosive"), "its Shutdown threw an exception");
+}
+
+TEST_F(ProviderHostFailure, BlamesAnExceptionOnTheFunctionThatThrew) {
+  const ProviderReport report = ReportOf("nervous");
+  EXPECT_EQ(report.shutdown, 0U);
+  ASSERT_EQ(report.failures.size(), 1U);
+  EXPECT_EQ(report.failures.front().what, "exceptions left its functions: 1");
+}
+
+TEST_F(ProviderHostFailure, KeepsAModuleInMemoryThatTheBusDoesNotLetGo) {
+  for (const char* version : {"1", "2"}) {  // the module counts on, for it was not unloaded
+    ProviderHost host(database_, progress_);
+    ASSERT_TRUE(host.Start("clinging", TestModules()));
+    EXPECT_EQ(host.Reports().front().version, version);
+    host.StopAll();
+    const ProviderReport report = host.Reports().front();
+    EXPECT_EQ(report.shutdown, 0U);
+    ASSERT_EQ(report.failures.size(), 1U);
+    EXPECT_EQ(report.failures.front().what.rfind("the bus does not let go of it: 0xC1000010", 0),
+              0U);
+    EXPECT_NE(report.failures.front().advice.find("stays in memory"), std::string::npos);
+    WaitUntilNoneIsAttached();
+  }
+}
+
+TEST_F(ProviderHostFailure, DoesNotAskAProviderThatTheBusRefused) {
+  KtProvider holder = nullptr;
+  const KtProviderTable table{};
+  ASSERT_EQ(KtBusAttachProvider(database_, "plain", &table, nullptr, &holder), 0U);
+  const ProviderReport report = ReportOf("plain");
+  EXPECT_EQ(report.failures.front().what.rfind("the bus does not take it: 0xC1000044", 0), 0U);
+  EXPECT_FALSE(report.initialize.has_value());
+  EXPECT_FALSE(report.shutdown.has_value());
 }
 
 TEST_F(ProviderHostFailure, GivesTheStatusOfAShutdownThatFails) {

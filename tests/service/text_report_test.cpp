@@ -76,6 +76,30 @@ TEST(ProvidersText, ShowsWhatIsWrongUnderTheProvider) {
             "      there is no file\n\n");
 }
 
+TEST(ProvidersText, EscapesTheVersion) {
+  ProviderReport provider;
+  provider.name = "good";
+  provider.state = ProviderState::kRunning;
+  provider.version = "1\x1B[2J";
+  EXPECT_EQ(ProvidersText({provider}), "Providers\n  good  running  1\\x1b[2J  (no file)\n\n");
+}
+
+TEST(ControlText, EscapesTheNamesOfTheAnswer) {
+  TraceLevelAnswer answer = Answered(0);
+  answer.output = {MakeProperty("a\x1B", TYPE_UINT32, {4U})};
+  EXPECT_NE(ControlText(answer).find("answer  a\\x1b UINT32 4\n"), std::string::npos);
+}
+
+// What the provider answered is told whenever the bus asked it, which is no matter of being zero.
+TEST(LifeJson, TellsTheAnswerWhereverTheBusDidNotFail) {
+  Life life;
+  life.control = Answered(5);
+  life.control->bus = 0x81000001U;
+  EXPECT_EQ(LifeJson(life)["control"]["status"]["code"], 5);
+  life.control->bus = 0xC1000041U;
+  EXPECT_TRUE(LifeJson(life)["control"]["status"].is_null());
+}
+
 TEST(LifeJson, HasNullForWhatALifeWithoutOnceDoesNotKnow) {
   const Json json = LifeJson(Life());
   EXPECT_TRUE(json["control"].is_null());
