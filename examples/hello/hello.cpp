@@ -16,8 +16,7 @@
 //
 // Rules that a provider lives by, all of them shown below:
 //   - What the toolkit cannot do it traces, and throws as a bare 32-bit status. Catch statuses
-//   where
-//     you can go on without the thing that failed.
+//     where you can go on without the thing that failed.
 //   - The service calls on many threads at once. Whatever two calls share stands under a lock.
 //   - A handler may still be running when the provider goes. Its context is therefore retired and
 //     not deleted (kt::Retire): it lives until the module is unloaded.
@@ -62,8 +61,7 @@ constexpr std::uint32_t kGreetControl = 20001;
 // "*" stands for one part of the name: any provider that has finished publishing its domain.
 constexpr const char* kDomainReady = "event.qelm.dom.initialization.*.complete";
 
-// ---- The greeter: one object, its control and its event
-// ------------------------------------------
+// ---- The greeter: one object, its control and its event ----------------------------------------
 
 class CGreeter {
  public:
@@ -216,8 +214,7 @@ void CGreeter::Stop() noexcept {
   }
 }
 
-// ---- The worker: a thread of our own
-// -------------------------------------------------------------
+// ---- The worker: a thread of our own -----------------------------------------------------------
 
 class CHeartbeat : public CKtWorker {
  public:
@@ -260,8 +257,7 @@ class CHeartbeat : public CKtWorker {
   std::thread thread_;
 };
 
-// ---- The provider
-// --------------------------------------------------------------------------------
+// ---- The provider ------------------------------------------------------------------------------
 
 class CHello : public CKtProvider {
  public:
@@ -310,8 +306,7 @@ class CHello : public CKtProvider {
 
 }  // namespace
 
-// ---- The two hooks
-// -------------------------------------------------------------------------------
+// ---- The two hooks -----------------------------------------------------------------------------
 
 // The name that the service asks for, and with which every line of the toolkit's trace begins.
 const KtWchar* const kt::kModuleName = KT_W("hello");

@@ -229,10 +229,16 @@ KT_BUS_API void* _KtAlloc(size_t size);
 /* Releases a block of the framework's memory. Null does nothing. */
 KT_BUS_API void _KtFree(void* block);
 
-/* A re-entrant lock. Initialize before use, delete when no thread holds it or waits for it. */
+/* Makes a re-entrant lock in the caller's memory, which stays where it is until it is deleted. */
 KT_BUS_API void KtInitializeCriticalSection(KtCriticalSection* section);
+
+/* Waits until no other thread holds the lock, and holds it once more. */
 KT_BUS_API void KtEnterCriticalSection(KtCriticalSection* section);
+
+/* Takes back one KtEnterCriticalSection of this thread; the last one lets other threads in. */
 KT_BUS_API void KtLeaveCriticalSection(KtCriticalSection* section);
+
+/* Ends a lock that no thread holds or waits for. It may be initialised anew. */
 KT_BUS_API void KtDeleteCriticalSection(KtCriticalSection* section);
 
 /* Sleeps for that many milliseconds. */
@@ -258,6 +264,9 @@ KT_BUS_API KtStatus KtCloseHandle(void* handle);
 
 /* A new empty set, destroyed with PsDestroyPropset. */
 KT_BUS_API KtStatus PsCreatePropset(KtPropset* out);
+
+/* Destroys a set; its handle is then a destroyed one. 0xC1000010 for a handle that is none. Records
+ * found in the set and copies of it live on. */
 KT_BUS_API KtStatus PsDestroyPropset(KtPropset propset);
 
 /* A deep copy, nested sets included. */
@@ -353,6 +362,9 @@ KT_BUS_API cuvo_bool ObCompareId(const KtObjId* left, const KtObjId* right);
  * a time, in the order in which they were raised. */
 KT_BUS_API KtStatus EvRegisterEvent(KtDatabase database, KtProvider context, const char* name,
                                     KtCookie* out);
+
+/* Takes a subscription of EvRegisterEvent back; notices of it that still wait are not delivered.
+ * 0xC1000010 for a cookie that is none, that was taken back already, or that is an alert's. */
 KT_BUS_API KtStatus EvUnregisterEvent(KtDatabase database, KtCookie cookie);
 
 /* True when the name matches the pattern. "*" stands for one name part, whole; parts are separated
@@ -362,11 +374,17 @@ KT_BUS_API cuvo_bool EvMatch(KtDatabase database, const char* eventName, const c
 /* Raised alerts reach the provider as notices named "event.alert". */
 KT_BUS_API KtStatus ObRegisterAlert(KtDatabase database, KtProvider context, const char* name,
                                     KtCookie* out);
+
+/* Takes a registration of ObRegisterAlert back, as EvUnregisterEvent does one of events, with the
+ * same status. */
 KT_BUS_API KtStatus ObUnregisterAlert(KtDatabase database, KtCookie cookie);
 
 /* 0xC100002D when published already. */
 KT_BUS_API KtStatus ObPublishAlert(KtDatabase database, KtProvider provider,
                                    const KtAlertDefinition* definition);
+
+/* Takes an alert back that the same provider published; 0xC100002E when that provider has published
+ * none of that name. */
 KT_BUS_API KtStatus ObUnpublishAlert(KtDatabase database, KtProvider provider, const char* name);
 
 /* 0xC100002E when it is not published. `properties` and `object` may be null. */
@@ -379,10 +397,14 @@ KT_BUS_API KtStatus ObRaiseAlert(KtDatabase database, KtProvider provider, const
 KT_BUS_API KtStatus EvRaiseEvent(KtDatabase database, KtProvider provider, const char* name,
                                  KtPropset properties);
 
-/* Keeps the children of an object. Attaching twice, to itself or in a circle gives 0x80070057; a
+/* Makes an object a child of another one, behind those that are there; it may have several parents.
+ * Attaching twice, to itself or in a circle gives 0x80070057, an unknown object 0xC1000010. A
  * deleted object leaves all its parents. */
 KT_BUS_API KtStatus ObAttachChildObject(KtDatabase database, const KtObjId* parent,
                                         const KtObjId* child);
+
+/* Takes a child from its parent; neither is deleted. 0x80070057 when it is no child of that parent,
+ * 0xC1000010 for an unknown object. */
 KT_BUS_API KtStatus ObDetachChildObject(KtDatabase database, const KtObjId* parent,
                                         const KtObjId* child);
 

@@ -224,7 +224,8 @@ KT_BUS_API KtStatus KtBusLedgerSum(const char* provider, KtBusLedgerTotal* out);
 /* ---- Trace ----------------------------------------------------------------------------------- */
 
 /* Lines go to every sink that is on; at the start none is. Standard error and file get
- * "2026-01-31T12:00:00.123Z [6] text", one line each, line ends inside the text made visible. */
+ * "2026-01-31T12:00:00.123Z [6] text", one line each: line ends at the end of the text are dropped,
+ * those inside it and other control characters but the tab made visible (\n, \r, \x1b). */
 KT_BUS_API void KtBusTraceToStderr(cuvo_bool on);
 
 /* Appends to the file (UTF-8 path); null closes it. */
