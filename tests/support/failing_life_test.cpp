@@ -16,8 +16,6 @@ using client::kInvalidArgument;
 using client::kOutOfMemory;
 using client::kUnexpected;
 using fake::Error;
-using fake::Warning;
-using support::FailingCall;
 using support::FailingCalls;
 using support::Rest;
 
