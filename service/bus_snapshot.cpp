@@ -1,38 +1,15 @@
 #include "bus_snapshot.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <exception>
 #include <memory>
 #include <utility>
 
 #include "ktbus3/ktbus3_host.h"
-#include "status_text.h"
+#include "owned_set.h"
 
 namespace ktsvc {
 namespace {
-
-struct InterfaceRow {
-  KtGuid id;
-  std::string_view name;
-};
-
-constexpr std::array kInterfaces{
-    InterfaceRow{kSystemInterface, "system"},
-    InterfaceRow{{0x13DC257B, 0xCF59, 0x400F, {0x98, 0x17, 0x82, 0xDA, 0xB2, 0xC8, 0x85, 0x4C}},
-                 "reboot"},
-    InterfaceRow{{0xADF0779F, 0x76AD, 0x48EB, {0x83, 0x37, 0xDF, 0xB8, 0xBF, 0x32, 0x01, 0x6D}},
-                 "trace"},
-    InterfaceRow{{0x7EC748B5, 0xC965, 0x4607, {0x83, 0x71, 0xEB, 0x3B, 0x1B, 0x0D, 0xB7, 0xEC}},
-                 "disk"},
-    InterfaceRow{{0x9D763702, 0x9F7D, 0x47D8, {0xB8, 0xF7, 0xF0, 0x2D, 0x8A, 0xC3, 0x53, 0x0F}},
-                 "volume"},
-    InterfaceRow{{0x028767D0, 0xC8C3, 0x4169, {0xA1, 0x1E, 0xE5, 0x7A, 0x09, 0xD0, 0x15, 0xF2}},
-                 "disk-group"},
-    InterfaceRow{{0x17D18B22, 0xC1E8, 0x4C0E, {0x90, 0x98, 0xAC, 0x26, 0xD6, 0x4F, 0x63, 0xC3}},
-                 "rescan"},
-};
 
 // What a visitor fills in. An exception must not travel through the bus: it waits here.
 template <typename View>
@@ -93,25 +70,21 @@ ObjectView CopyObject(const KtBusObjectInfo& info) {
   return view;
 }
 
-struct DestroySet {
-  void operator()(KtPropsetHandle* set) const noexcept { PsDestroyPropset(set); }
-};
-
 // Fills in what the visit does not tell. False when the object is gone by now.
 bool Complete(KtDatabase database, ObjectView& view) {
   KtPropset properties = nullptr;
   KtStatus status = ObGetProperties(database, &view.id, &properties);
-  if (status == kStatusNoObject) {
+  if (status == KTBUS_NO_OBJECT) {
     return false;
   }
   RequireOk(status, "ObGetProperties");
-  const std::unique_ptr<KtPropsetHandle, DestroySet> ownedSet(properties);
+  const OwnedSet ownedSet(properties);
   view.properties = ReadPropertySet(properties);
 
   KtObjId* list = nullptr;
   std::uint32_t count = 0;
   status = ObGetChildObjects(database, &view.id, &list, &count);
-  if (status == kStatusNoObject) {
+  if (status == KTBUS_NO_OBJECT) {
     return false;
   }
   RequireOk(status, "ObGetChildObjects");
@@ -152,13 +125,10 @@ BusSnapshot TakeSnapshot(KtDatabase database) {
 }
 
 std::string_view InterfaceName(const KtGuid& id) noexcept {
-  const auto row = std::find_if(kInterfaces.begin(), kInterfaces.end(),
-                                [&id](const InterfaceRow& r) { return SameGuid(r.id, id); });
-  return row == kInterfaces.end() ? std::string_view() : row->name;
-}
-
-bool SameGuid(const KtGuid& left, const KtGuid& right) noexcept {
-  return std::memcmp(&left, &right, sizeof(KtGuid)) == 0;
+  const auto* const row =
+      std::find_if(kNamedInterfaces.begin(), kNamedInterfaces.end(),
+                   [&id](const NamedInterface& named) { return SameGuid(named.id, id); });
+  return row == kNamedInterfaces.end() ? std::string_view() : row->name;
 }
 
 }  // namespace ktsvc

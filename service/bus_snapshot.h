@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ktbus3/ktbus3.h"
+#include "named_interfaces.h"
 #include "property_value.h"
 
 namespace ktsvc {
@@ -52,11 +53,5 @@ BusSnapshot TakeSnapshot(KtDatabase database);
 
 // "system", "disk" and so on for the interfaces that are known by a name; empty for others.
 std::string_view InterfaceName(const KtGuid& id) noexcept;
-
-// The interface through which the system object takes its controls.
-inline constexpr KtGuid kSystemInterface{
-    0x9452C1D7, 0x9A89, 0x4CDF, {0xB3, 0xDF, 0x1E, 0xE1, 0xD7, 0xD0, 0x02, 0xD9}};
-
-bool SameGuid(const KtGuid& left, const KtGuid& right) noexcept;
 
 }  // namespace ktsvc

@@ -1,8 +1,5 @@
 #include "bus_text.h"
 
-#include <array>
-#include <cstdio>
-
 namespace ktsvc {
 namespace {
 
@@ -46,17 +43,6 @@ std::vector<std::uint8_t> BytesOf(const KtWString& text) {
 
 std::vector<std::uint8_t> BytesOf(std::string_view text) {
   return {text.begin(), text.end()};
-}
-
-std::string GuidText(const KtGuid& guid) {
-  std::array<char, 39> text{};
-  const std::uint8_t* rest = &guid.Data4[0];
-  static_cast<void>(
-      std::snprintf(text.data(), text.size(), "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
-                    static_cast<unsigned>(guid.Data1), static_cast<unsigned>(guid.Data2),
-                    static_cast<unsigned>(guid.Data3), rest[0], rest[1], rest[2], rest[3], rest[4],
-                    rest[5], rest[6], rest[7]));
-  return text.data();
 }
 
 std::string HexText(std::span<const std::uint8_t> bytes) {

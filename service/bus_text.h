@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "guid.h"
 #include "ktbus3/ktbus3.h"
 
 namespace ktsvc {
@@ -30,9 +31,6 @@ std::optional<KtWString> ToUtf16(const std::string& text);
 // The bytes of a wide text, low byte first on every target, without a terminator.
 std::vector<std::uint8_t> BytesOf(const KtWString& text);
 std::vector<std::uint8_t> BytesOf(std::string_view text);
-
-// "{9452C1D7-9A89-4CDF-B3DF-1EE1D7D002D9}", upper case.
-std::string GuidText(const KtGuid& guid);
 
 // Two lower-case digits for each byte, nothing between them.
 std::string HexText(std::span<const std::uint8_t> bytes);

@@ -10,6 +10,8 @@
 namespace ktsvc {
 namespace {
 
+constexpr KtStatus kEndOfProperties = 0xC1000014U;
+
 struct TypeRow {
   std::uint32_t type;
   std::string_view name;
@@ -180,7 +182,7 @@ PropertyList ReadPropertySet(KtPropset propset) {
   for (;;) {
     cuvo_property* found = nullptr;
     const KtStatus status = PsFindNextProperty(propset, iterator.get(), &found);
-    if (status == kStatusEndOfProperties) {
+    if (status == kEndOfProperties) {
       return list;
     }
     RequireOk(status, "PsFindNextProperty");

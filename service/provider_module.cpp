@@ -18,7 +18,7 @@ constexpr const char* kDllInit = "DllInit";
 constexpr const char* kProviderEntry = "ProviderEntry";
 
 [[noreturn]] void ThrowRefusal(const std::string& name, KtStatus status) {
-  if (status == kStatusWrongProvider) {
+  if (status == KTERROR_WRONG_PROVIDER) {
     throw ModuleError("it refuses the name \"" + name + "\": " + StatusText(status),
                       "A module serves one provider, whose name must be the name of its file, "
                       "letter by letter; give the file the provider's name.");

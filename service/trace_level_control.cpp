@@ -1,9 +1,8 @@
 #include "trace_level_control.h"
 
-#include <memory>
-
 #include "bus_snapshot.h"
 #include "ktbus3/ktbus3_host.h"
+#include "owned_set.h"
 #include "status_text.h"
 
 namespace ktsvc {
@@ -11,11 +10,6 @@ namespace {
 
 constexpr const char* kTraceLevelProperty = "tracelevel";
 constexpr std::uint32_t kSelector = 0;
-
-struct DestroySet {
-  void operator()(KtPropsetHandle* set) const noexcept { PsDestroyPropset(set); }
-};
-using OwnedSet = std::unique_ptr<KtPropsetHandle, DestroySet>;
 
 OwnedSet MakeSet() {
   KtPropset set = nullptr;

@@ -78,7 +78,7 @@ std::string UtcText(std::chrono::system_clock::time_point time) {
 std::string AuditLine(const AuditEntry& entry) {
   const Action& action = entry.action;
   const bool isControl = action.kind == Action::Kind::kSendControl;
-  const std::string interfaceId = InterfaceGuidText(action.interfaceId);
+  const std::string interfaceId = GuidText(action.interfaceId);
   const std::string interfaceName = InterfaceText(action.interfaceId);
   Json json = Json::object();
   json["time"] = UtcText(entry.time);

@@ -1,5 +1,9 @@
 #include "access/interface_names.h"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
+
 namespace ktsvc::access {
 namespace {
 
@@ -51,12 +55,6 @@ std::optional<KtGuid> GuidFromText(std::string_view text) {
   return guid;
 }
 
-void AppendHex(std::string& text, std::uint32_t value, unsigned digits) {
-  for (unsigned shift = digits * 4; shift != 0; shift -= 4) {
-    text += "0123456789ABCDEF"[(value >> (shift - 4)) & 0xFU];
-  }
-}
-
 }  // namespace
 
 std::optional<KtGuid> InterfaceFromText(std::string_view text) {
@@ -74,24 +72,7 @@ std::string InterfaceText(const KtGuid& interfaceId) {
       return std::string(known.name);
     }
   }
-  return InterfaceGuidText(interfaceId);
-}
-
-std::string InterfaceGuidText(const KtGuid& interfaceId) {
-  std::string text = "{";
-  AppendHex(text, interfaceId.Data1, 8);
-  text += '-';
-  AppendHex(text, interfaceId.Data2, 4);
-  text += '-';
-  AppendHex(text, interfaceId.Data3, 4);
-  text += '-';
-  for (std::size_t i = 0; i < std::size(interfaceId.Data4); ++i) {
-    if (i == 2) {
-      text += '-';
-    }
-    AppendHex(text, interfaceId.Data4[i], 2);
-  }
-  return text + '}';
+  return GuidText(interfaceId);
 }
 
 std::string InterfaceNameList() {

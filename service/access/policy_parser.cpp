@@ -198,7 +198,7 @@ void PolicyParser::AddControl(const Line& line) {
   control.text = EvenText(line);
 
   const std::string same = StarText(control.selector) + " " + StarText(control.code);
-  RefuseSecond(line, "control " + InterfaceGuidText(*interfaceId) + " " + same,
+  RefuseSecond(line, "control " + GuidText(*interfaceId) + " " + same,
                "control " + InterfaceText(*interfaceId) + " " + same, control.role);
   if (control.code && IsRestart(*interfaceId, *control.code) && control.role < Role::kAdmin) {
     Warn(line.number, "the line has no effect: restarting the machine always needs admin");

@@ -42,7 +42,7 @@ const std::string kSelector =
 const std::string kCode =
     "Write a number from 0 to 4294967295, in hexadecimal after 0x, or * for any control code.";
 const std::string kInterfaces =
-    "Write one of system, reboot, trace, disk, volume, diskgroup, or a GUID such as "
+    "Write one of system, reboot, trace, disk, volume, diskgroup, rescan, or a GUID such as "
     "{01234567-89AB-CDEF-0123-456789ABCDEF}.";
 const std::string kOneOut = "Take one of the two lines out.";
 const std::string kKeep = "Keep the line that is meant, and take the other out.";

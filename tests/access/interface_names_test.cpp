@@ -17,13 +17,14 @@ constexpr KnownRow kKnown[] = {
     {"disk", "{7EC748B5-C965-4607-8371-EB3B1B0DB7EC}"},
     {"volume", "{9D763702-9F7D-47D8-B8F7-F02D8AC3530F}"},
     {"diskgroup", "{028767D0-C8C3-4169-A11E-E57A09D015F2}"},
+    {"rescan", "{17D18B22-C1E8-4C0E-9098-AC26D64F63C3}"},
 };
 
 TEST(InterfaceFromText, KnowsEachShortName) {
   for (const KnownRow& row : kKnown) {
     const std::optional<KtGuid> id = InterfaceFromText(row.name);
     ASSERT_TRUE(id) << row.name;
-    EXPECT_EQ(InterfaceGuidText(*id), row.guid);
+    EXPECT_EQ(GuidText(*id), row.guid);
   }
 }
 
@@ -58,7 +59,7 @@ TEST(InterfaceText, GivesTheShortNameWhereThereIsOne) {
 }
 
 TEST(InterfaceNameList, NamesThemAllInOrder) {
-  EXPECT_EQ(InterfaceNameList(), "system, reboot, trace, disk, volume, diskgroup");
+  EXPECT_EQ(InterfaceNameList(), "system, reboot, trace, disk, volume, diskgroup, rescan");
 }
 
 TEST(IsRestart, IsTrueForControl11001ThroughTheSystemAndTheRebootInterfaceAlone) {
