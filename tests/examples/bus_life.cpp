@@ -38,9 +38,7 @@ void BusLife::StopAll() {
     loaded_.pop_back();
     EXPECT_EQ(KtBusShutdownProvider(last.provider, 0), 0u) << last.name;
     EXPECT_EQ(KtBusDetachProvider(last.provider), 0u) << last.name;
-    const void* const address = last.module->address();
     last.module.reset();
-    KtBusForgetModule(address);
   }
 }
 
