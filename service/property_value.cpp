@@ -154,6 +154,12 @@ std::string TypeName(std::uint32_t type) {
   return row == kTypes.end() ? StatusHex(type) : std::string(row->name);
 }
 
+std::optional<std::uint32_t> TypeFromName(std::string_view name) {
+  const auto row = std::find_if(kTypes.begin(), kTypes.end(),
+                                [name](const TypeRow& r) { return r.name == name; });
+  return row == kTypes.end() ? std::nullopt : std::optional(row->type);
+}
+
 Property ReadProperty(const cuvo_property& record) {
   Property property;
   property.name = record.name == nullptr ? "" : record.name;

@@ -72,6 +72,9 @@ constexpr bool IsListType(std::uint32_t type) noexcept {
 // without a name.
 std::string TypeName(std::uint32_t type);
 
+// The type of that name; nothing for a name that is none.
+std::optional<std::uint32_t> TypeFromName(std::string_view name);
+
 // Copies what the record holds; the record stays the caller's.
 Property ReadProperty(const cuvo_property& record);
 
