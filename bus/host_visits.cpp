@@ -80,6 +80,7 @@ bool VisitObject(kt::bus::Object& object, KtBusObjectVisitor visitor, void* cont
   info.owner = object.owner().name().c_str();
   info.interfaces = interfaces.data();
   info.interfaceCount = interfaces.size();
+  info.sequence = object.sequence();
   return visitor(&info, context) != 0;
 }
 

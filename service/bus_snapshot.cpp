@@ -66,11 +66,37 @@ ObjectView CopyObject(const KtBusObjectInfo& info) {
   view.type = info.type;
   view.owner = info.owner;
   view.flags = info.flags;
+  view.sequence = info.sequence;
   view.interfaces = CopyInterfaces(info.interfaces, info.interfaceCount);
   return view;
 }
 
-// Fills in what the visit does not tell. False when the object is gone by now.
+bool Offers(const KtBusObjectInfo& info, const KtGuid& interfaceId) {
+  return std::any_of(info.interfaces, info.interfaces + info.interfaceCount,
+                     [&interfaceId](const KtBusInterfaceInfo& offered) {
+                       return SameGuid(offered.interfaceId, interfaceId);
+                     });
+}
+
+// What a search finds, until it has found enough.
+struct Search {
+  const ObjectQuery& query;
+  Collection<ObjectView> found;
+
+  cuvo_bool Look(const KtBusObjectInfo& info) noexcept {
+    if ((query.after && info.sequence <= *query.after) ||
+        (query.interfaceId && !Offers(info, *query.interfaceId))) {
+      return 1;
+    }
+    if (found.views.size() >= query.limit) {
+      return 0;
+    }
+    return found.Add([&info] { return CopyObject(info); });
+  }
+};
+
+}  // namespace
+
 bool Complete(KtDatabase database, ObjectView& view) {
   KtPropset properties = nullptr;
   KtStatus status = ObGetProperties(database, &view.id, &properties);
@@ -95,33 +121,56 @@ bool Complete(KtDatabase database, ObjectView& view) {
   return true;
 }
 
-}  // namespace
-
 BusSnapshot TakeSnapshot(KtDatabase database) {
-  Collection<TypeView> types;
-  const KtStatus typeStatus = KtBusVisitTypes(
-      database,
-      [](const KtBusTypeInfo* info, void* context) -> cuvo_bool {
-        return static_cast<Collection<TypeView>*>(context)->Add([info] { return CopyType(*info); });
-      },
-      &types);
-  Collection<ObjectView> objects;
-  const KtStatus objectStatus = KtBusVisitObjects(
-      database, nullptr,
-      [](const KtBusObjectInfo* info, void* context) -> cuvo_bool {
-        return static_cast<Collection<ObjectView>*>(context)->Add(
-            [info] { return CopyObject(*info); });
-      },
-      &objects);
-
   BusSnapshot snapshot;
-  snapshot.types = types.Take(typeStatus, "KtBusVisitTypes");
-  for (ObjectView& view : objects.Take(objectStatus, "KtBusVisitObjects")) {
+  snapshot.types = ReadTypes(database);
+  for (ObjectView& view : FindObjects(database, {})) {
     if (Complete(database, view)) {
       snapshot.objects.push_back(std::move(view));
     }
   }
   return snapshot;
+}
+
+std::vector<TypeView> ReadTypes(KtDatabase database) {
+  Collection<TypeView> types;
+  const KtStatus status = KtBusVisitTypes(
+      database,
+      [](const KtBusTypeInfo* info, void* context) -> cuvo_bool {
+        return static_cast<Collection<TypeView>*>(context)->Add([info] { return CopyType(*info); });
+      },
+      &types);
+  return types.Take(status, "KtBusVisitTypes");
+}
+
+std::optional<ObjectView> ReadObject(KtDatabase database, const KtObjId& id) {
+  Collection<ObjectView> objects;
+  const KtStatus status = KtBusVisitObject(
+      database, &id,
+      [](const KtBusObjectInfo* info, void* context) -> cuvo_bool {
+        return static_cast<Collection<ObjectView>*>(context)->Add(
+            [info] { return CopyObject(*info); });
+      },
+      &objects);
+  if (status == KTBUS_NO_OBJECT) {
+    return std::nullopt;
+  }
+  std::vector<ObjectView> views = objects.Take(status, "KtBusVisitObject");
+  if (views.empty() || !Complete(database, views.front())) {
+    return std::nullopt;
+  }
+  return std::move(views.front());
+}
+
+std::vector<ObjectView> FindObjects(KtDatabase database, const ObjectQuery& query) {
+  Search search{query, {}};
+  const KtStatus status = KtBusVisitObjects(
+      database, query.type ? query.type->c_str() : nullptr,
+      [](const KtBusObjectInfo* info, void* context) -> cuvo_bool {
+        return static_cast<Search*>(context)->Look(*info);
+      },
+      &search);
+  return search.found.Take(status, "KtBusVisitObjects");
 }
 
 std::string_view InterfaceName(const KtGuid& id) noexcept {

@@ -135,6 +135,7 @@ typedef struct KtBusObjectInfo {
   const char* owner;                    /* the creating provider's name */
   const KtBusInterfaceInfo* interfaces; /* all that it offers, in the order of the look-up */
   size_t interfaceCount;
+  uint64_t sequence; /* the place in the order of creation, over all types; never given twice */
 } KtBusObjectInfo;
 
 typedef struct KtBusProviderInfo {
