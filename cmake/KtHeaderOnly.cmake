@@ -17,3 +17,11 @@ endfunction()
 
 kt_header_only(kt_cli11 CLI)
 kt_header_only(kt_json nlohmann)
+
+# The network library and HTTP, from headers alone.
+kt_header_only(kt_boost boost)
+target_compile_definitions(kt_boost INTERFACE
+  BOOST_ALL_NO_LIB BOOST_ERROR_CODE_HEADER_ONLY BOOST_ASIO_NO_DEPRECATED)
+if(WIN32)
+  target_link_libraries(kt_boost INTERFACE ws2_32 mswsock)
+endif()
