@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <bit>
+#include <chrono>
 #include <thread>
 
 #if defined(_WIN32)
@@ -37,7 +38,6 @@ class ChainGuard {
 };
 
 constinit EnteringCall* g_innermost = nullptr;
-constinit std::atomic<std::uint32_t> g_ended{0};  // changes with every end, so that a wait can wake
 constinit std::atomic<std::uint32_t> g_waiting{0};
 
 }  // namespace
@@ -49,35 +49,25 @@ EnteringCall::EnteringCall(Until until) noexcept : thread_(ThisThread()), until_
 }
 
 EnteringCall::~EnteringCall() {
-  {
-    const ChainGuard guard;
-    EnteringCall** link = &g_innermost;
-    while (*link != this) link = &(*link)->next_;
-    *link = next_;
-  }
-  if (counted_) WakeWaiting();
+  const ChainGuard guard;
+  EnteringCall** link = &g_innermost;
+  while (*link != this) link = &(*link)->next_;
+  *link = next_;
 }
 
 void EnteringCall::HandOver() noexcept {
   const std::uintptr_t self = ThisThread();
-  EnteringCall* call = nullptr;
-  {
-    const ChainGuard guard;
-    call = g_innermost;
-    while (call != nullptr && call->thread_ != self) call = call->next_;
-    if (call == nullptr || call->until_ != Until::kHandedOver || !call->counted_) return;
-    call->counted_ = false;
-  }
-  WakeWaiting();
+  const ChainGuard guard;
+  EnteringCall* call = g_innermost;
+  while (call != nullptr && call->thread_ != self) call = call->next_;
+  if (call != nullptr && call->until_ == Until::kHandedOver) call->counted_ = false;
 }
 
 void EnteringCall::WaitForOthers() noexcept {
   ++g_waiting;
-  for (;;) {
-    const std::uint32_t ended = g_ended.load();
-    if (!OthersAreCounted()) break;
-    g_ended.wait(ended);
-  }
+  // Looked at anew each millisecond: the wait is rare and short, and std::atomic's own wait misses
+  // wake-ups with MinGW.
+  while (OthersAreCounted()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   --g_waiting;
 }
 
@@ -91,13 +81,6 @@ bool EnteringCall::OthersAreCounted() noexcept {
   const EnteringCall* call = g_innermost;
   while (call != nullptr && (call->thread_ == self || !call->counted_)) call = call->next_;
   return call != nullptr;
-}
-
-// Out of the chain or of the count by now: nothing of the call is touched.
-void EnteringCall::WakeWaiting() noexcept {
-  ++g_ended;
-  // A thread that is about to wait has counted itself before it looked at what has ended.
-  if (g_waiting.load() != 0) g_ended.notify_all();
 }
 
 }  // namespace kt

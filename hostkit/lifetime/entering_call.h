@@ -44,7 +44,6 @@ class EnteringCall {
 
  private:
   [[nodiscard]] static bool OthersAreCounted() noexcept;
-  static void WakeWaiting() noexcept;
 
   EnteringCall* next_ = nullptr;  // the call that entered before, on whatever thread
   std::uintptr_t thread_;
