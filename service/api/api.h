@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string_view>
 #include <variant>
 
@@ -31,6 +32,9 @@ inline constexpr std::size_t kMaxNesting = 32;
 class Api {
  public:
   explicit Api(ApiContext context);
+  ~Api();
+  Api(const Api&) = delete;
+  Api& operator=(const Api&) = delete;
 
   Response Answer(const Request& request) noexcept;
 
@@ -43,7 +47,9 @@ class Api {
   static bool IsStream(std::string_view target) noexcept;
 
  private:
-  ApiContext context_;
+  class State;
+  const ApiContext context_;
+  const std::unique_ptr<State> state_;
 };
 
 }  // namespace ktsvc::api
