@@ -53,6 +53,7 @@ KtStatus Database::Close(KtDatabase handle) {
   for (const auto& provider : providers) {
     if (provider->RunsHere()) return kInvalidArgument;
   }
+  if (database->observers_.RunsHere()) return kInvalidArgument;
   {
     const MutexGuard guard(database->providers_lock_);
     database->closed_ = true;
@@ -60,6 +61,7 @@ KtStatus Database::Close(KtDatabase handle) {
   }
   std::reverse(providers.begin(), providers.end());
   for (const auto& provider : providers) database->Detach(provider);
+  database->observers_.Close();
   Databases().Remove(handle);
   return kOk;
 }
@@ -92,6 +94,8 @@ PropertySet& Database::FindProperties(const KtObjId& id, std::shared_ptr<Object>
 
 KtObjId Database::CreateObject(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags) {
   auto object = std::make_shared<Object>(type, std::move(owner), flags, next_object_.fetch_add(1));
+  // Nobody deletes it before the observer is told that it is there.
+  const ReadGuard guard(family_lock_);
   objects_.Enter(object);
   try {
     type.Enter(object);
@@ -99,6 +103,7 @@ KtObjId Database::CreateObject(Type& type, std::shared_ptr<Provider> owner, std:
     objects_.Take(object->id());
     throw;
   }
+  TellOf(KTBUS_OBSERVED_CREATED, *object);
   return object->id();
 }
 
@@ -109,6 +114,7 @@ KtStatus Database::DeleteObject(const KtObjId& id) {
     object = objects_.Take(id);
     if (object == nullptr) return kNoObject;
     family_.Remove(id);
+    TellOf(KTBUS_OBSERVED_DELETED, *object);
   }
   object->type().Leave(*object);
   return kOk;
@@ -117,13 +123,17 @@ KtStatus Database::DeleteObject(const KtObjId& id) {
 KtStatus Database::AttachChild(const KtObjId& parent, const KtObjId& child) {
   const WriteGuard guard(family_lock_);
   if (objects_.Find(parent) == nullptr || objects_.Find(child) == nullptr) return kNoObject;
-  return family_.Attach(parent, child) ? kOk : kInvalidArgument;
+  if (!family_.Attach(parent, child)) return kInvalidArgument;
+  TellChanged(parent);
+  return kOk;
 }
 
 KtStatus Database::DetachChild(const KtObjId& parent, const KtObjId& child) {
   const WriteGuard guard(family_lock_);
   if (objects_.Find(parent) == nullptr || objects_.Find(child) == nullptr) return kNoObject;
-  return family_.Detach(parent, child) ? kOk : kInvalidArgument;
+  if (!family_.Detach(parent, child)) return kInvalidArgument;
+  TellChanged(parent);
+  return kOk;
 }
 
 std::vector<KtObjId> Database::ChildrenOf(const KtObjId& parent) const {
@@ -184,8 +194,28 @@ KtStatus Database::Subscribe(const std::shared_ptr<Provider>& provider, const ch
   return subscriptions_.Register(provider, name, alert, cookie);
 }
 
-bool Database::WaitForDelivery(std::uint32_t milliseconds) const {
+void Database::TellOf(std::uint32_t what, const Object& object) noexcept {
+  if (!observers_.Active()) return;
+  const KtStatus status = Answer([&] {
+    Observation observation;
+    observation.what = what;
+    observation.provider = object.owner().name();
+    observation.object = object.id();
+    observation.type = object.type().name();
+    observers_.Tell(std::move(observation));
+    return kOk;
+  });
+  if (status != kOk) observers_.Lose();
+}
+
+void Database::TellChanged(const KtObjId& id) noexcept {
+  if (!observers_.Active()) return;
+  if (const auto object = objects_.Find(id)) TellOf(KTBUS_OBSERVED_CHANGED, *object);
+}
+
+bool Database::WaitForDelivery(std::uint32_t milliseconds) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  const std::uint64_t told = observers_.Told();
   const auto providers = Providers();
   std::vector<std::uint64_t> counts;
   counts.reserve(providers.size());
@@ -193,7 +223,7 @@ bool Database::WaitForDelivery(std::uint32_t milliseconds) const {
   for (std::size_t i = 0; i < providers.size(); ++i) {
     if (!providers[i]->queue().WaitFor(counts[i], deadline)) return false;
   }
-  return true;
+  return observers_.WaitFor(told, deadline);
 }
 
 bool Database::Deliver(Provider& provider, const Notice& notice) {

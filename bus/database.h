@@ -16,6 +16,7 @@
 #include "bus/family.h"
 #include "bus/lock.h"
 #include "bus/object_table.h"
+#include "bus/observers.h"
 #include "bus/provider.h"
 #include "bus/subscriptions.h"
 #include "bus/type_table.h"
@@ -46,6 +47,7 @@ class Database : public std::enable_shared_from_this<Database> {
   Subscriptions& subscriptions() noexcept { return subscriptions_; }
   AlertTable& alerts() noexcept { return alerts_; }
   DatabaseLock& lock() noexcept { return database_lock_; }
+  Observers& observers() noexcept { return observers_; }
 
   // The object or type of that name or id; each throws StatusError when there is none.
   std::shared_ptr<Object> FindObject(const KtObjId& id) const;
@@ -54,7 +56,8 @@ class Database : public std::enable_shared_from_this<Database> {
   // outlive the reference.
   PropertySet& FindProperties(const KtObjId& id, std::shared_ptr<Object>& keep) const;
 
-  KtObjId CreateObject(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags);
+  KtObjId CreateObject(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags)
+      KT_EXCLUDES(family_lock_);
   KtStatus DeleteObject(const KtObjId& id) KT_EXCLUDES(family_lock_);
 
   KtStatus AttachChild(const KtObjId& parent, const KtObjId& child) KT_EXCLUDES(family_lock_);
@@ -69,10 +72,14 @@ class Database : public std::enable_shared_from_this<Database> {
   // Registers for events or alerts; the first registration starts the provider's delivery thread.
   KtStatus Subscribe(const std::shared_ptr<Provider>& provider, const char* name, bool alert,
                      KtCookie& cookie);
-  bool WaitForDelivery(std::uint32_t milliseconds) const;
+  bool WaitForDelivery(std::uint32_t milliseconds);
+
+  // Tells the observer that the object has changed; nothing for a type or an unknown object.
+  void TellChanged(const KtObjId& id) noexcept;
 
  private:
   bool Deliver(Provider& provider, const Notice& notice);
+  void TellOf(std::uint32_t what, const Object& object) noexcept;
 
   KtDatabase handle_ = nullptr;
 
@@ -86,6 +93,7 @@ class Database : public std::enable_shared_from_this<Database> {
   Subscriptions subscriptions_;
   AlertTable alerts_;
   DatabaseLock database_lock_;
+  Observers observers_;
 
   mutable Mutex providers_lock_;
   std::vector<std::shared_ptr<Provider>> providers_ KT_GUARDED_BY(providers_lock_);

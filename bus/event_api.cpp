@@ -36,13 +36,18 @@ KtStatus Unsubscribe(KtDatabase database, KtCookie cookie, bool alert, const voi
   });
 }
 
-KtStatus RaiseEvent(Database& database, const char* name, KtPropset properties) {
+KtStatus RaiseEvent(Database& database, const std::string& raiser, const char* name,
+                    KtPropset properties) {
   if (name == nullptr || *name == '\0') return kInvalidArgument;
   Notice notice;
   notice.kind = KTBUS_NOTICE_EVENT;
   notice.name = name;
   notice.properties = std::make_shared<const PropertyMap>(CopyProperties(properties));
-  database.subscriptions().Raise(std::move(notice));
+  Observation observation;
+  observation.what = KTBUS_OBSERVED_EVENT;
+  observation.name = name;
+  observation.provider = raiser;
+  database.subscriptions().Raise(std::move(notice), database.observers(), std::move(observation));
   return kOk;
 }
 
@@ -102,13 +107,14 @@ KtStatus EvRaiseEvent(KtDatabase database, KtProvider provider, const char* name
                       KtPropset properties) {
   return Answer([&] {
     const auto found = Database::Find(database);
-    static_cast<void>(FindProvider(provider, *found));
-    return kt::bus::RaiseEvent(*found, name, properties);
+    const auto raiser = FindProvider(provider, *found);
+    return kt::bus::RaiseEvent(*found, raiser->name(), name, properties);
   });
 }
 
 KtStatus KtBusRaiseEvent(KtDatabase database, const char* name, KtPropset properties) {
-  return Answer([&] { return kt::bus::RaiseEvent(*Database::Find(database), name, properties); });
+  return Answer(
+      [&] { return kt::bus::RaiseEvent(*Database::Find(database), "", name, properties); });
 }
 
 KtStatus ObPublishAlert(KtDatabase database, KtProvider provider,
@@ -141,20 +147,29 @@ KtStatus ObRaiseAlert(KtDatabase database, KtProvider provider, const char* name
   return Answer([&] {
     if (name == nullptr) return kInvalidArgument;
     const auto found = Database::Find(database);
-    static_cast<void>(FindProvider(provider, *found));
+    const auto raiser = FindProvider(provider, *found);
     const auto definition = found->alerts().Find(name);
     if (!definition) return kt::bus::kAlertNotPublished;
     // The zero id is an alert about no object, as the null pointer is.
     const KtObjId none{};
     if (object != nullptr && kt::bus::SameGuid(object->guid, none.guid)) object = nullptr;
-    if (object != nullptr) static_cast<void>(found->FindObject(*object));
+    kt::bus::Observation observation;
+    if (object != nullptr) {
+      observation.type = found->FindObject(*object)->type().name();
+      observation.object = *object;
+    }
+    observation.what = KTBUS_OBSERVED_ALERT;
+    observation.name = definition->name;
+    observation.provider = raiser->name();
+    observation.description = definition->description;
+    observation.severity = definition->severity;
     kt::bus::Notice notice;
     notice.kind = KTBUS_NOTICE_ALERT;
     notice.name = kt::bus::kAlertNotice;
     notice.alert_name = definition->name;
     notice.properties = std::make_shared<const kt::bus::PropertyMap>(
         kt::bus::AlertProperties(*definition, properties, object));
-    found->subscriptions().Raise(std::move(notice));
+    found->subscriptions().Raise(std::move(notice), found->observers(), std::move(observation));
     return kOk;
   });
 }

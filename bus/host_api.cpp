@@ -153,3 +153,7 @@ KtStatus KtBusWaitForDelivery(KtDatabase database, uint32_t milliseconds) {
     return Database::Find(database)->WaitForDelivery(milliseconds) ? kOk : KTBUS_TIMEOUT;
   });
 }
+
+KtStatus KtBusObserve(KtDatabase database, KtBusObserver observer, void* context) {
+  return Answer([&] { return Database::Find(database)->observers().Set(observer, context); });
+}

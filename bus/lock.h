@@ -2,7 +2,8 @@
 //
 // Order, outer before inner; a lock is never taken while one to the right of it is held:
 //   database's providers -> events -> family -> types -> objects -> property set -> handle table
-//   -> memory registry. Provider functions, visitors and trace call-backs run under none of them.
+//   -> memory registry -> observers. Provider functions, visitors, observers and trace call-backs
+//   run under none of them.
 #pragma once
 
 #include "bus/native_lock.h"
@@ -15,6 +16,7 @@
 #define KT_CAPABILITY(name) KT_ANNOTATE(capability(name))
 #define KT_SCOPED_CAPABILITY KT_ANNOTATE(scoped_lockable)
 #define KT_GUARDED_BY(lock) KT_ANNOTATE(guarded_by(lock))
+#define KT_ACQUIRED_BEFORE(...) KT_ANNOTATE(acquired_before(__VA_ARGS__))
 #define KT_REQUIRES(...) KT_ANNOTATE(requires_capability(__VA_ARGS__))
 #define KT_REQUIRES_SHARED(...) KT_ANNOTATE(requires_shared_capability(__VA_ARGS__))
 #define KT_EXCLUDES(...) KT_ANNOTATE(locks_excluded(__VA_ARGS__))

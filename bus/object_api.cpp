@@ -152,6 +152,7 @@ KtStatus ObSetProperty(KtDatabase database, const KtObjId* object, const cuvo_pr
     const auto owner = Database::Find(database);
     std::shared_ptr<kt::bus::Object> keep;
     owner->FindProperties(*object, keep).Put(kt::bus::ReadProperty(*property));
+    owner->TellChanged(*object);
     return kOk;
   });
 }
@@ -197,7 +198,9 @@ KtStatus ObRegisterInterface(KtDatabase database, const KtObjId* object, KtProvi
     if (object == nullptr || interfaceId == nullptr) return kInvalidArgument;
     const auto found = Database::Find(database);
     const auto target = found->FindObject(*object);
-    return target->interfaces().Add(*interfaceId, FindProvider(owner, *found));
+    const KtStatus added = target->interfaces().Add(*interfaceId, FindProvider(owner, *found));
+    if (added == kOk) found->TellChanged(*object);
+    return added;
   });
 }
 

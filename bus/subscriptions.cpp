@@ -117,7 +117,8 @@ SubscriptionIndex::Entries Subscriptions::Matching(const Notice& notice) const {
   return matching;
 }
 
-void Subscriptions::Raise(Notice notice) {
+void Subscriptions::Raise(Notice notice, Observers& observers, Observation observation) {
+  observation.properties = notice.properties;
   auto shared = std::make_shared<Notice>(std::move(notice));
   const MutexGuard guard(lock_);
   shared->sequence = sequence_ + 1;
@@ -132,6 +133,7 @@ void Subscriptions::Raise(Notice notice) {
   for (auto& place : places) place.push_back(shared);
   ++sequence_;
   for (std::size_t i = 0; i < providers.size(); ++i) providers[i]->queue().Push(places[i]);
+  observers.Tell(std::move(observation));
 }
 
 bool Subscriptions::Wants(const Provider& provider, const Notice& notice) const {

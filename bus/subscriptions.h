@@ -16,6 +16,7 @@
 
 #include "bus/delivery_queue.h"
 #include "bus/lock.h"
+#include "bus/observers.h"
 #include "bus/provider.h"
 
 namespace kt::bus {
@@ -57,9 +58,9 @@ class Subscriptions {
   // since the provider never gave them back. Needs no memory: going must not fail.
   std::size_t DropAll(const Provider& provider) KT_EXCLUDES(lock_);
 
-  // Puts the notice into the queue of every provider that waits for it, once each. Throws
-  // std::bad_alloc with nothing raised.
-  void Raise(Notice notice) KT_EXCLUDES(lock_);
+  // Puts the notice into the queue of every provider that waits for it, once each, and tells the
+  // observer. Throws std::bad_alloc with nothing raised.
+  void Raise(Notice notice, Observers& observers, Observation observation) KT_EXCLUDES(lock_);
 
   // Whether a subscription from before the notice still waits for it.
   bool Wants(const Provider& provider, const Notice& notice) const KT_EXCLUDES(lock_);

@@ -101,8 +101,9 @@ KT_CODE(KTBUS_NOTICE_ALERT, 2u);
 /* Raises an event as the service itself. A copy of the properties goes with it (null for none). */
 KT_BUS_API KtStatus KtBusRaiseEvent(KtDatabase database, const char* name, KtPropset properties);
 
-/* Waits until everything raised in the database before this call has been delivered or dropped;
- * KTBUS_TIMEOUT otherwise. Not to be called from a provider's ChangeNotify. */
+/* Waits until everything raised in the database before this call has been delivered or dropped, to
+ * the observer too; KTBUS_TIMEOUT otherwise. Not to be called from a provider's ChangeNotify, nor
+ * from the observer. */
 KT_BUS_API KtStatus KtBusWaitForDelivery(KtDatabase database, uint32_t milliseconds);
 
 /* ---- What is there --------------------------------------------------------------------------- */
@@ -183,6 +184,45 @@ KT_BUS_API KtStatus KtBusVisitProviders(KtDatabase database, KtBusProviderVisito
 /* Subscriptions in the order of registration. */
 KT_BUS_API KtStatus KtBusVisitSubscriptions(KtDatabase database, KtBusSubscriptionVisitor visitor,
                                             void* context);
+
+/* ---- Observation -----------------------------------------------------------------------------
+ * What happens in a database, told to the service itself, which needs no provider for it. */
+
+/* What has happened. "Changed" is said of an object of which a property was set through
+ * ObSetProperty, an interface registered, or a child attached or detached; several changes in a row
+ * may be told as one. */
+KT_CODE(KTBUS_OBSERVED_EVENT, 1u);
+KT_CODE(KTBUS_OBSERVED_ALERT, 2u);
+KT_CODE(KTBUS_OBSERVED_CREATED, 3u);
+KT_CODE(KTBUS_OBSERVED_DELETED, 4u);
+KT_CODE(KTBUS_OBSERVED_CHANGED, 5u);
+KT_CODE(KTBUS_OBSERVED_LOST, 6u); /* so much could not be told at this place */
+
+/* Texts are "" and the id is zero where there is nothing to say. */
+typedef struct KtBusObservation {
+  uint32_t size;
+  uint32_t what;
+  const char* name;        /* of the event or alert */
+  const char* provider;    /* who raised it, "" for the service; the creator of the object */
+  KtObjId object;          /* the object, or that which the alert is about */
+  const char* type;        /* of the object */
+  const char* description; /* of the alert, as the next */
+  uint32_t severity;
+  uint32_t padding;
+  KtPropset properties; /* event, alert: what a provider would get, lent for the call; else null */
+  uint64_t time;        /* when it happened: milliseconds since 1970 began, UTC */
+  uint64_t lost;        /* how many, for KTBUS_OBSERVED_LOST */
+} KtBusObservation;
+
+typedef void (*KtBusObserver)(const KtBusObservation* observation, void* context);
+
+/* Tells the observer of everything from now on, in the order in which it happens, on a thread of
+ * the framework's own with no lock held, so that it may call anything else here; a provider never
+ * waits for it. It must not throw. One at a time: the former is replaced, null ends it. After the
+ * return the former is not called any more, and what it had not been told is dropped. An observer
+ * that does not come back loses what is more than 65536 waiting observations, and is told how much.
+ * 0x80070057 from inside the observer, as for KtBusCloseDatabase. */
+KT_BUS_API KtStatus KtBusObserve(KtDatabase database, KtBusObserver observer, void* context);
 
 /* ---- Ledger ----------------------------------------------------------------------------------
  * Counts, for the whole process, what was handed out and not returned. A thing is put down to the
