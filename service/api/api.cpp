@@ -169,7 +169,13 @@ std::variant<Api::StreamRequest, Response> Api::OpenStream(const Request& reques
 }
 
 bool Api::IsStream(std::string_view target) noexcept {
-  return target.substr(0, target.find('?')) == kStreamPath;
+  try {
+    const Target parsed = ParseTarget(target);
+    const std::vector<std::string_view> parts = PartsOf(kStreamPath);
+    return std::equal(parsed.path.begin(), parsed.path.end(), parts.begin(), parts.end());
+  } catch (const std::exception&) {
+    return false;  // whatever is wrong with it, Answer() says so
+  }
 }
 
 }  // namespace ktsvc::api
