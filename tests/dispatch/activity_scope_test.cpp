@@ -219,16 +219,18 @@ TEST_F(ActivityScopeTest, LetsADestructorAndAQueueOpenScopesWithoutAFlushInTheFl
 TEST_F(ActivityScopeTest, MakesACallThatStartsDuringTheFlushWaitUntilItIsOver) {
   std::atomic<bool> opened{false};
   std::atomic<bool> opened_during_flush{false};
+  std::atomic<std::uint64_t> late_number{0};
   std::size_t held = 0;
   std::thread late;
   Queue queue([&] {
     if (late.joinable()) return;  // the late call's own end flushes as well
     held = framework_.Outstanding().held_sections;
     late = std::thread([&] {
+      late_number = fake::ThisThread();
       const CKtActivityScope scope;
       opened = true;
     });
-    support::YieldUntil([&] { return support::HasAskedForALock(late.get_id()); });
+    support::YieldUntil([&] { return support::HasAskedForALock(late_number); });
     opened_during_flush = opened.load();
   });
   manager().AddQueue(queue);

@@ -177,7 +177,9 @@ TEST_F(DispatchThreadsTest, ADestructorOpensAScopeInFlushAndShutdownWhileACallEn
   for (const Member run : {flush, shutdown}) {
     support::Gate opened;
     support::Gate closing;
+    std::atomic<std::uint64_t> caller{0};
     std::thread call([&] {
+      caller = fake::ThisThread();
       const CKtActivityScope scope;
       opened.Open();
       closing.Wait();
@@ -190,7 +192,7 @@ TEST_F(DispatchThreadsTest, ADestructorOpensAScopeInFlushAndShutdownWhileACallEn
       held = framework_.Outstanding().held_sections;
       framework_.ForgetCalls();
       closing.Open();
-      support::YieldUntil([&] { return support::HasAskedForALock(call.get_id()); });
+      support::YieldUntil([&] { return support::HasAskedForALock(caller); });
       const CKtActivityScope inner;
       ++g_gone;
     });

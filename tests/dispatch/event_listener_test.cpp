@@ -131,7 +131,7 @@ TEST_F(EventListenerTest, UnRegisterAllMayBeCalledFromACallBack) {
 // A listener whose call-back is held up while it is destroyed on another thread.
 struct Meeting {
   support::Gate called;
-  std::thread::id destroyer;
+  std::uint64_t destroyer = 0;
   std::atomic<bool> part_is_gone{false};
   bool part_was_gone_in_call_back = true;
 };
@@ -163,7 +163,7 @@ class Derived : public CKtEventListener {
 
 TEST_F(EventListenerTest, UnRegisterAllInADerivedDestructorWaitsForACallBackOfAnotherThread) {
   Meeting meeting;
-  meeting.destroyer = std::this_thread::get_id();
+  meeting.destroyer = fake::ThisThread();
   std::optional<Derived> listener(std::in_place, framework_.database(), framework_.provider(),
                                   meeting);
   listener->Register("event.one", &Derived::Hear);

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <thread>
 
 #include "fake/fake_state.h"
 
@@ -44,6 +46,10 @@ std::vector<KtGuid> InterfacesIn(const std::vector<Attachment>& attachments) {
 }
 
 }  // namespace
+
+std::uint64_t ThisThread() {
+  return std::hash<std::thread::id>{}(std::this_thread::get_id());
+}
 
 Framework& Framework::Get() {
   static Framework framework;

@@ -42,12 +42,16 @@ struct TraceLine {
   bool operator==(const TraceLine&) const = default;
 };
 
+// The framework's number for the calling thread. Under MinGW a thread has another std::thread::id
+// in each module, so that a program and its framework would not agree on it.
+FAKE_API std::uint64_t ThisThread();
+
 struct Call {
   std::string function;
   std::string arguments;  // inputs, comma separated: handles as "db#1" "provider#1" "set#3", ids as
                           // "#5" ("#0" is the null id), texts quoted, GUIDs in their text form
-  std::thread::id thread;
-  bool failed = false;  // made to fail, or to answer with a status of the test's
+  std::uint64_t thread = 0;  // as ThisThread() numbers it
+  bool failed = false;       // made to fail, or to answer with a status of the test's
 };
 
 // What a set or an object holds. `text` is the value for reading: 18, true, "misc", {1, 2}, set#3.

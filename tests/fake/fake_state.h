@@ -120,7 +120,7 @@ class State {
     if (!recording) return;
     std::string arguments;
     ((arguments += (arguments.empty() ? "" : ", ") + Describe(inputs)), ...);
-    calls.push_back({function, std::move(arguments), std::this_thread::get_id(), false});
+    calls.push_back({function, std::move(arguments), ThisThread(), false});
   }
 
   // ---- Texts of inputs

@@ -149,10 +149,14 @@ TEST_F(Entering, AShutdownFromWithinACallBackDoesNotWaitForANoticeBehindIt) {
   };
   KtStatus behind = 0;
   std::thread other;
+  std::atomic<std::uint64_t> other_number{0};
   support::BodyPath path("event.one", [&](const KtEventRecord&) {
     framework_.ForgetCalls();
-    other = std::thread([&] { behind = notify(); });
-    support::YieldUntil([&] { return support::HasAskedForALock(other.get_id()); });
+    other = std::thread([&] {
+      other_number = fake::ThisThread();
+      behind = notify();
+    });
+    support::YieldUntil([&] { return support::HasAskedForALock(other_number); });
     EXPECT_EQ(__KtApiShutdown(0), 0u);
     return KtStatus{0};
   });

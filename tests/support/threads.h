@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
 
@@ -28,9 +29,9 @@ class Gate {
   bool open_ = false;
 };
 
-// Whether the thread has asked for a lock since the calls were last forgotten; it may have it or
-// wait for it.
-inline bool HasAskedForALock(std::thread::id thread) {
+// Whether the thread, as fake::ThisThread() numbers it, has asked for a lock since the calls were
+// last forgotten; it may have it or wait for it.
+inline bool HasAskedForALock(std::uint64_t thread) {
   for (const fake::Call& call : fake::Framework::Get().Calls()) {
     if (call.thread == thread && call.function == "KtEnterCriticalSection") return true;
   }
