@@ -30,7 +30,7 @@ void NoteSection(const char* function, const void* section) {
   const Guard guard(state.mutex);
   state.calls.push_back({function,
                          "section#" + std::to_string(reinterpret_cast<std::uintptr_t>(section)),
-                         ThisThread()});
+                         fake::ThisThread(), false});
 }
 
 void MisusedSection(const char* function) {

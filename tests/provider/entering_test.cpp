@@ -1,5 +1,6 @@
 // Calls that have passed the shutting-down flag while a shutdown begins: the provider object stays
 // as long as they need it.
+#include <atomic>
 #include <functional>
 #include <thread>
 
