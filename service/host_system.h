@@ -4,6 +4,7 @@
 // Threads: call from the main thread, before any provider is loaded.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -35,6 +36,9 @@ void UseRegistryFolder(const std::filesystem::path& folder);
 // Readies standard output: a reader that goes away makes a write fail instead of ending the
 // process, without changing what child processes inherit, and a console shows UTF-8.
 void PrepareOutput();
+
+// The number of this process.
+std::uint64_t ProcessNumber() noexcept;
 
 // True when that errno of a failed write says that the reader of a pipe went away.
 bool IsReaderGone(int error) noexcept;

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -55,6 +57,10 @@ void PrepareOutput() {
 
 bool IsReaderGone(int error) noexcept {
   return error == EPIPE;
+}
+
+std::uint64_t ProcessNumber() noexcept {
+  return static_cast<std::uint64_t>(getpid());
 }
 
 }  // namespace ktsvc

@@ -80,4 +80,8 @@ bool IsReaderGone(int error) noexcept {
   return error == EPIPE || error == EINVAL;
 }
 
+std::uint64_t ProcessNumber() noexcept {
+  return GetCurrentProcessId();
+}
+
 }  // namespace ktsvc

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "api/api_management.h"
 #include "host_system.h"
 #include "options.h"
 #include "orphan_reaper.h"
@@ -18,7 +19,7 @@ int main(int argc, char** argv) {
       ktsvc::Progress progress(options.quiet);
       // Outlives everything: on Windows the process may end as soon as it goes.
       ktsvc::StopSignal stop([&progress] { progress.SayStillStopping(); });
-      return ktsvc::RunService(options, progress, stop);
+      return ktsvc::RunService(options, progress, stop, &ktsvc::api::MakeManagement);
     });
   } catch (const ktsvc::CommandLineEnd& end) {
     // Nobody is left to be told when this cannot be written.

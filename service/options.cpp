@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "default_socket.h"
 #include "host_system.h"
 
 namespace ktsvc {
@@ -42,6 +43,25 @@ std::string Version() {
   throw CommandLineEnd("ktsvc: " + why + "\nTry: " + help + "\n", kExitUsage);
 }
 
+void CheckManagement(const Options& options, const std::string& help) {
+  if (options.once && (!options.socket.empty() || !options.listen.empty())) {
+    Refuse("--once ends before anybody could ask: --socket and --listen have no meaning with it",
+           help);
+  }
+  if (!options.socket.empty() && options.noSocket) {
+    Refuse("--socket and --no-socket contradict each other", help);
+  }
+  if (!options.socket.empty() && !HasSocketFiles()) {
+    Refuse("--socket has no meaning on this system: use --listen", help);
+  }
+  if (!options.listen.empty() && options.tokenFile.empty()) {
+    Refuse("--listen needs --token-file, which says who may connect", help);
+  }
+  if (options.listen.empty() && !options.tokenFile.empty()) {
+    Refuse("--token-file has a meaning with --listen only", help);
+  }
+}
+
 // What the parser cannot know about the values.
 void Check(const Options& options) {
   const std::string help = "ktsvc run --help";
@@ -57,6 +77,7 @@ void Check(const Options& options) {
       !std::filesystem::is_directory(options.moduleFolder, error)) {
     Refuse("--module-folder: there is no folder " + PathText(options.moduleFolder), help);
   }
+  CheckManagement(options, help);
   if (std::any_of(options.providers.begin(), options.providers.end(),
                   [](const std::string& word) { return word.empty(); })) {
     Refuse("PROVIDER: an empty word names no module", help);
@@ -70,6 +91,10 @@ Options ParseCommandLine(std::vector<std::string> words) {
   std::string moduleFolder;
   std::string traceFile;
   std::string registry;
+  std::string socket;
+  std::string tokenFile;
+  std::string accessFile;
+  std::string auditLog;
 
   CLI::App app(kDescription, "ktsvc");
   app.footer(kTopFooter);
@@ -102,6 +127,38 @@ Options ParseCommandLine(std::vector<std::string> words) {
                         "/etc/ktsvc/registry)"
                       : "Not on this system: the registry is the system's own")
       ->type_name("DIR");
+  const std::string management = "Management API";
+  run->add_option("--socket", socket,
+                  HasSocketFiles()
+                      ? "Socket file of the management API (default: /run/ktsvc/ktsvc.sock for\n"
+                        "root, else ktsvc.sock in $XDG_RUNTIME_DIR)"
+                      : "Not on this system: use --listen")
+      ->type_name("FILE")
+      ->group(management);
+  run->add_flag("--no-socket", options.noSocket, "No socket file")->group(management);
+  run->add_option("--listen", options.listen,
+                  "Serve the management API on this machine's 127.0.0.1:PORT or [::1]:PORT as\n"
+                  "well (port 0: any free one); needs --token-file")
+      ->type_name("ADDRESS:PORT")
+      ->group(management);
+  run->add_option(
+         "--token-file", tokenFile,
+         "Tokens for --listen, a line \"NAME SECRET\" for each; only its owner may be able\n"
+         "to read it")
+      ->type_name("FILE")
+      ->group(management);
+  run->add_option("--access-file", accessFile,
+                  "Who may do what (default: root and the service's own user may do everything,\n"
+                  "others nothing)")
+      ->type_name("FILE")
+      ->group(management);
+  run->add_option("--audit-log", auditLog,
+                  "Append what is done, and what is refused, to FILE as JSON lines")
+      ->type_name("FILE")
+      ->group(management);
+  run->add_flag("--allow-restart", options.allowRestart,
+                "Let an admin's control restart the machine")
+      ->group(management);
   run->add_flag("-q,--quiet", options.quiet,
                 "No progress and no trace on standard error, failures only");
 
@@ -127,6 +184,10 @@ Options ParseCommandLine(std::vector<std::string> words) {
   options.moduleFolder = PathFromText(moduleFolder);
   options.traceFile = PathFromText(traceFile);
   options.registry = PathFromText(registry);
+  options.socket = PathFromText(socket);
+  options.tokenFile = PathFromText(tokenFile);
+  options.accessFile = PathFromText(accessFile);
+  options.auditLog = PathFromText(auditLog);
   Check(options);
   return options;
 }

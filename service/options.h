@@ -23,6 +23,13 @@ struct Options {
   std::uint32_t traceLevel = 4;        // lines of this level and above are written
   std::filesystem::path traceFile;     // empty: standard error
   std::filesystem::path registry;      // empty: what the environment says
+  std::filesystem::path socket;        // the management API's; empty for the default
+  bool noSocket = false;               // none at all
+  std::string listen;                  // "127.0.0.1:PORT"; empty for none
+  std::filesystem::path tokenFile;     // who may come by `listen`
+  std::filesystem::path accessFile;    // who may do what; empty for the default rights
+  std::filesystem::path auditLog;      // record of what was done; empty for none
+  bool allowRestart = false;           // a control may restart the machine
   bool once = false;                   // one whole life, without waiting
   bool json = false;                   // results as one JSON document
   bool quiet = false;                  // no progress and no trace on standard error

@@ -11,6 +11,7 @@
 #include "module_locator.h"
 #include "property_text.h"
 #include "status_text.h"
+#include "stop_watch.h"
 
 namespace ktsvc {
 namespace {
@@ -55,6 +56,40 @@ std::string Milliseconds(std::chrono::steady_clock::time_point since) {
          " ms";
 }
 
+// What the bus knows of a provider's work.
+struct Work {
+  std::uint64_t controls = 0;
+  std::uint64_t notices = 0;
+  std::uint64_t exceptions = 0;
+  std::uint64_t callsInFlight = 0;
+  std::uint64_t noticesWaiting = 0;
+};
+
+// Nothing when it is not attached.
+std::optional<Work> WorkOf(KtDatabase database, KtProvider provider) {
+  struct Search {
+    KtProvider provider;
+    std::optional<Work> work;
+  } search{provider, std::nullopt};
+  KtBusVisitProviders(
+      database,
+      [](const KtBusProviderInfo* info, void* context) -> cuvo_bool {
+        auto& wanted = *static_cast<Search*>(context);
+        if (info->provider != wanted.provider) {
+          return 1;
+        }
+        wanted.work = Work{info->controls, info->noticesDelivered, info->exceptions,
+                           info->callsInFlight, info->noticesWaiting};
+        return 0;
+      },
+      &search);
+  return search.work;
+}
+
+std::string Counted(std::uint64_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 }  // namespace
 
 std::string_view StateName(ProviderState state) noexcept {
@@ -69,21 +104,33 @@ std::string_view StateName(ProviderState state) noexcept {
   return "failed";
 }
 
-ProviderHost::ProviderHost(KtDatabase database, Progress& progress)
-    : database_(database), progress_(progress) {}
+ProviderHost::ProviderHost(KtDatabase database, Progress& progress, InFlight inFlight,
+                           std::chrono::milliseconds sayEvery)
+    : database_(database),
+      progress_(progress),
+      inFlight_(std::move(inFlight)),
+      sayEvery_(sayEvery) {}
 
 ProviderHost::~ProviderHost() {
   StopAll();
 }
 
 bool ProviderHost::Start(const std::string& word, const std::filesystem::path& moduleFolder) {
-  entries_.push_back(std::make_unique<Entry>());
-  return BringUp(*entries_.back(), word, moduleFolder);
+  auto made = std::make_unique<Entry>();
+  Entry& entry = *made;
+  {
+    const std::lock_guard lock(mutex_);
+    entries_.push_back(std::move(made));
+  }
+  return BringUp(entry, word, moduleFolder);
 }
 
 bool ProviderHost::BringUp(Entry& entry, const std::string& word,
                            const std::filesystem::path& moduleFolder) {
-  entry.report.name = IsModulePath(word) ? PathText(PathFromText(word).stem()) : word;
+  {
+    const std::lock_guard lock(mutex_);
+    entry.report.name = IsModulePath(word) ? PathText(PathFromText(word).stem()) : word;
+  }
   try {
     Load(entry, word, moduleFolder);
   } catch (const ModuleError& error) {
@@ -101,7 +148,11 @@ bool ProviderHost::BringUp(Entry& entry, const std::string& word,
 
 void ProviderHost::Load(Entry& entry, const std::string& word,
                         const std::filesystem::path& moduleFolder) {
-  entry.report.file = LocateModule(word, moduleFolder);
+  std::filesystem::path file = LocateModule(word, moduleFolder);
+  {
+    const std::lock_guard lock(mutex_);
+    entry.report.file = std::move(file);
+  }
   const std::string& name = entry.report.name;
   // Before anything is loaded: the system would hand out the same module a second time.
   for (const auto& other : entries_) {
@@ -127,7 +178,10 @@ bool ProviderHost::Initialize(Entry& entry) {
   const Answer answer =
       Ask(entry.provider, [&entry] { return KtBusInitializeProvider(entry.provider); });
   progress_.WaitsFor("");
-  entry.report.initialize = answer.status;
+  {
+    const std::lock_guard lock(mutex_);
+    entry.report.initialize = answer.status;
+  }
   if (answer.threw) {
     Fail(entry, "its Initialize threw an exception", kThrown);
     return false;
@@ -137,8 +191,12 @@ bool ProviderHost::Initialize(Entry& entry) {
          "The trace may say why; see it all with --trace-level 1.");
     return false;
   }
-  entry.report.version = VersionOf(entry.provider);
-  entry.report.state = ProviderState::kRunning;
+  std::optional<std::string> version = VersionOf(entry.provider);
+  {
+    const std::lock_guard lock(mutex_);
+    entry.report.version = std::move(version);
+    entry.report.state = ProviderState::kRunning;
+  }
   progress_.Say(entry.report.name + " " + NameText(entry.report.version.value_or("(no version)")) +
                 " is up after " + Milliseconds(begin));
   return true;
@@ -157,14 +215,27 @@ void ProviderHost::TakeDown(Entry& entry) {
   const auto begin = std::chrono::steady_clock::now();
   progress_.Say("shutting down " + name);
   progress_.WaitsFor(name + " to shut down");
-  const Answer answer =
-      Ask(entry.provider, [&entry] { return KtBusShutdownProvider(entry.provider, 0); });
-  entry.report.shutdown = answer.status;
+  const Answer answer = Ask(entry.provider, [this, &entry, &name] {
+    // The call itself is one of those in flight.
+    bool asked = false;
+    const StopWatch watch(sayEvery_, [this, &entry, &name, &asked] {
+      SayWhatIsLeft(name, entry.provider, std::exchange(asked, true) ? 1 : 0);
+    });
+    return KtBusShutdownProvider(entry.provider, 0);
+  });
+  {
+    const std::lock_guard lock(mutex_);
+    entry.report.shutdown = answer.status;
+  }
   const bool wentDown = !answer.threw && !StatusFails(answer.status);
   CountWork(entry);
 
   progress_.WaitsFor("calls into " + name + " to return");
-  const KtStatus detached = KtBusDetachProvider(std::exchange(entry.provider, nullptr));
+  const KtProvider provider = std::exchange(entry.provider, nullptr);
+  const KtStatus detached = [&] {
+    const StopWatch watch(sayEvery_, [this, &name, provider] { SayWhatIsLeft(name, provider, 0); });
+    return KtBusDetachProvider(provider);
+  }();
   if (!wentDown || StatusFails(detached)) {
     entry.module->Abandon();
   }
@@ -186,38 +257,55 @@ void ProviderHost::TakeDown(Entry& entry) {
          kThrown);
   }
   if (entry.report.failures.empty()) {
-    entry.report.state = ProviderState::kStopped;
+    {
+      const std::lock_guard lock(mutex_);
+      entry.report.state = ProviderState::kStopped;
+    }
     progress_.Say(name + " is down after " + Milliseconds(begin));
   }
 }
 
 void ProviderHost::CountWork(Entry& entry) const {
-  struct Search {
-    KtProvider provider;
-    ProviderReport& report;
-  } search{entry.provider, entry.report};
-  KtBusVisitProviders(
-      database_,
-      [](const KtBusProviderInfo* info, void* context) -> cuvo_bool {
-        auto& wanted = *static_cast<Search*>(context);
-        if (info->provider != wanted.provider) {
-          return 1;
-        }
-        wanted.report.controls = info->controls;
-        wanted.report.notices = info->noticesDelivered;
-        wanted.report.exceptions = info->exceptions;
-        return 0;
-      },
-      &search);
+  const std::optional<Work> work = WorkOf(database_, entry.provider);
+  if (work) {
+    const std::lock_guard lock(mutex_);
+    entry.report.controls = work->controls;
+    entry.report.notices = work->notices;
+    entry.report.exceptions = work->exceptions;
+  }
+}
+
+void ProviderHost::SayWhatIsLeft(const std::string& name, KtProvider provider,
+                                 std::uint64_t own) const {
+  const Work work = WorkOf(database_, provider).value_or(Work{});
+  const std::uint64_t calls = work.callsInFlight - std::min(own, work.callsInFlight);
+  std::string text;
+  for (const std::string& sentence : inFlight_ ? inFlight_(name) : std::vector<std::string>{}) {
+    text += NameText(sentence) + "; ";
+  }
+  if (work.noticesWaiting != 0) {
+    text += Counted(work.noticesWaiting, "notice") + " in delivery or waiting; ";
+  }
+  if (calls != 0) {
+    text += Counted(calls, "call") + " in flight; ";
+  }
+  if (!text.empty()) {
+    text.resize(text.size() - 2);
+    progress_.Say(name + " is waited for: " + text);
+  }
 }
 
 void ProviderHost::Fail(Entry& entry, const std::string& what, const std::string& advice) {
-  entry.report.state = ProviderState::kFailed;
-  entry.report.failures.push_back({what, advice});
+  {
+    const std::lock_guard lock(mutex_);
+    entry.report.state = ProviderState::kFailed;
+    entry.report.failures.push_back({what, advice});
+  }
   progress_.Fail(entry.report.name + ": " + what, advice);
 }
 
 std::vector<ProviderReport> ProviderHost::Reports() const {
+  const std::lock_guard lock(mutex_);
   std::vector<ProviderReport> reports;
   for (const auto& entry : entries_) {
     reports.push_back(entry->report);

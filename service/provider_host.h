@@ -5,14 +5,20 @@
 // may still have threads of its own, and one that the bus does not let go of may still be called:
 // such a one stays in memory.
 //
-// Threads:   one thread at a time.
+// While a provider is being stopped, it is said what is still waited for: at once when there is
+// anything, and then again and again.
+//
+// Threads:   one thread at a time, Reports() excepted, which any thread may call.
 // Ownership: owns the modules; the database is lent and must outlive it. The destructor stops what
 //            is still running.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -50,7 +56,12 @@ struct ProviderReport {
 
 class ProviderHost {
  public:
-  ProviderHost(KtDatabase database, Progress& progress);
+  // What others have asked of a provider and still wait for, one sentence each. Called on any
+  // thread.
+  using InFlight = std::function<std::vector<std::string>(const std::string& provider)>;
+
+  ProviderHost(KtDatabase database, Progress& progress, InFlight inFlight = {},
+               std::chrono::milliseconds sayEvery = std::chrono::seconds(5));
   ~ProviderHost();
   ProviderHost(const ProviderHost&) = delete;
   ProviderHost& operator=(const ProviderHost&) = delete;
@@ -80,9 +91,14 @@ class ProviderHost {
   void TakeDown(Entry& entry);
   void CountWork(Entry& entry) const;
   void Fail(Entry& entry, const std::string& what, const std::string& advice);
+  void SayWhatIsLeft(const std::string& name, KtProvider provider, std::uint64_t own) const;
 
   KtDatabase database_;
   Progress& progress_;
+  const InFlight inFlight_;
+  const std::chrono::milliseconds sayEvery_;
+
+  mutable std::mutex mutex_;  // guards the reports and the vector, for Reports()
   std::vector<std::unique_ptr<Entry>> entries_;
 };
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "host_system.h"
 #include "json_report.h"
@@ -57,14 +58,23 @@ class Bus {
 // One life, step by step. Text goes out as it becomes known, JSON at the end.
 class Run {
  public:
-  Run(const Options& options, Progress& progress, StopSignal& stop)
-      : options_(options), progress_(progress), stop_(stop) {}
+  Run(const Options& options, Progress& progress, StopSignal& stop,
+      std::unique_ptr<Management> management)
+      : options_(options), progress_(progress), stop_(stop), management_(std::move(management)) {}
 
   int Go() {
     {
       const Bus bus(options_);
-      ProviderHost host(bus.database(), progress_);
+      if (management_ != nullptr) {
+        management_->Watch(bus.database());
+      }
+      ProviderHost host(bus.database(), progress_,
+                        [this](const std::string& provider) { return InFlight(provider); });
+      const ManagementEnd end(management_.get());
       Live(bus.database(), host);
+      if (management_ != nullptr) {
+        management_->RefuseWork();
+      }
       if (stop_.Requested()) {
         progress_.Say("stopping: " + stop_.Reason());
       }
@@ -88,6 +98,26 @@ class Run {
   }
 
  private:
+  // Lets go of the providers and of the bus before they go, whatever happens.
+  class ManagementEnd {
+   public:
+    explicit ManagementEnd(Management* management) noexcept : management_(management) {}
+    ~ManagementEnd() {
+      if (management_ != nullptr) {
+        management_->Stop();
+      }
+    }
+    ManagementEnd(const ManagementEnd&) = delete;
+    ManagementEnd& operator=(const ManagementEnd&) = delete;
+
+   private:
+    Management* const management_;
+  };
+
+  [[nodiscard]] std::vector<std::string> InFlight(const std::string& provider) const {
+    return management_ == nullptr ? std::vector<std::string>{} : management_->InFlight(provider);
+  }
+
   void Section(const std::string& text) {
     if (!options_.json) {
       output_.Write(text);
@@ -129,6 +159,10 @@ class Run {
     });
     if (running == 0) {
       progress_.Fail("no provider runs, so there is nothing to serve");
+      return;
+    }
+    if (management_ != nullptr && !management_->Serve(host)) {
+      failed_ = true;
       return;
     }
     progress_.Say("serving " + std::to_string(running) +
@@ -173,6 +207,7 @@ class Run {
   const Options& options_;
   Progress& progress_;
   StopSignal& stop_;
+  const std::unique_ptr<Management> management_;
   Output output_;
   Life life_;
   bool failed_ = false;
@@ -180,11 +215,13 @@ class Run {
 
 }  // namespace
 
-int RunService(const Options& options, Progress& progress, StopSignal& stop) {
+int RunService(const Options& options, Progress& progress, StopSignal& stop,
+               const ManagementMaker& makeManagement) {
   if (!options.registry.empty()) {
     UseRegistryFolder(options.registry);
   }
-  return Run(options, progress, stop).Go();
+  auto management = makeManagement ? makeManagement(options, progress) : nullptr;
+  return Run(options, progress, stop, std::move(management)).Go();
 }
 
 }  // namespace ktsvc

@@ -5,6 +5,10 @@
 //          that the service itself could not work.
 #pragma once
 
+#include <functional>
+#include <memory>
+
+#include "management.h"
 #include "options.h"
 #include "progress.h"
 #include "stop_signal.h"
@@ -12,7 +16,11 @@
 namespace ktsvc {
 
 // Loads the providers, serves until the signal (or goes through --once), shuts down, prints the
-// results; returns the exit status of the program.
-int RunService(const Options& options, Progress& progress, StopSignal& stop);
+// results; returns the exit status of the program. `makeManagement` is called once, before the bus
+// is opened; null, or what gives null, for a service that nobody can talk to.
+using ManagementMaker =
+    std::function<std::unique_ptr<Management>(const Options& options, Progress& progress)>;
+int RunService(const Options& options, Progress& progress, StopSignal& stop,
+               const ManagementMaker& makeManagement);
 
 }  // namespace ktsvc

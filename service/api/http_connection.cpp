@@ -235,7 +235,9 @@ std::optional<Response> HttpConnection::JudgeToken() {
   if (!SameWord(shown.substr(0, kScheme.size()), kScheme)) {
     return Unauthorized(false);
   }
-  caller_ = shared_.tokens.Verify(shown.substr(kScheme.size()));
+  if (shared_.tokens != nullptr) {
+    caller_ = shared_.tokens->Verify(shown.substr(kScheme.size()));
+  }
   return caller_ ? std::nullopt : std::optional(Unauthorized(true));
 }
 

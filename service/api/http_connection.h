@@ -48,7 +48,7 @@ class ConnectionRegister {
 struct HttpShared {
   const HttpHandlers& handlers;
   const HttpLimits& limits;
-  const access::TokenFile& tokens;
+  const access::TokenFile* tokens;
   StreamHub& hub;
   WorkerPool& readers;
   WorkerPool& senders;

@@ -36,8 +36,8 @@ class HttpServer::State final : public ConnectionRegister {
         options_(std::move(options)),
         readers_(std::in_place, options_.limits.readers),
         senders_(std::in_place, options_.limits.senders),
-        shared_{handlers_, options_.limits, options_.tokens, hub,
-                *readers_, *senders_,       refusesWork_,    *this},
+        shared_{handlers_, options_.limits, options_.tokens.get(), hub,
+                *readers_, *senders_,       refusesWork_,          *this},
         pause_(context_),
         open_(context_.get_executor()) {
     if (!options_.socket.empty()) {

@@ -71,7 +71,7 @@ struct HttpOptions {
 
   // "127.0.0.1:PORT" or "[::1]:PORT", port 0 for any free one; empty for none.
   std::string listen;
-  access::TokenFile tokens;  // who may come by `listen`
+  std::shared_ptr<const access::TokenFile> tokens;  // who may come by `listen`; null for nobody
 
   HttpLimits limits;
 };

@@ -31,7 +31,8 @@ class HttpServerTest : public testing::Test {
     if (options.socket.empty() && options.listen.empty()) {
       options.listen = "127.0.0.1:0";
     }
-    options.tokens = access::TokenFile::Parse("ci " + kSecret + "\n", "tokens");
+    options.tokens = std::make_shared<const access::TokenFile>(
+        access::TokenFile::Parse("ci " + kSecret + "\n", "tokens"));
     server_ = std::make_unique<HttpServer>(Handlers(), std::move(options), hub_);
   }
 

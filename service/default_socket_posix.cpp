@@ -1,0 +1,38 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "default_socket.h"
+
+namespace ktsvc {
+namespace {
+
+constexpr const char* kSystemFolder = "/run/ktsvc";
+constexpr const char* kFile = "ktsvc.sock";
+constexpr mode_t kFolderMode = 0755;
+
+}  // namespace
+
+bool HasSocketFiles() noexcept {
+  return true;
+}
+
+std::filesystem::path DefaultSocket(bool make) {
+  std::filesystem::path folder;
+  if (geteuid() == 0) {
+    folder = kSystemFolder;
+    if (make) {
+      static_cast<void>(mkdir(kSystemFolder, kFolderMode));  // what counts is asked below
+    }
+  } else if (const char* const own = std::getenv("XDG_RUNTIME_DIR"); own != nullptr) {
+    folder = own;
+  }
+  std::error_code error;
+  if (folder.empty() || !std::filesystem::is_directory(folder, error)) {
+    return {};
+  }
+  return folder / kFile;
+}
+
+}  // namespace ktsvc

@@ -1,0 +1,13 @@
+#include "default_socket.h"
+
+namespace ktsvc {
+
+bool HasSocketFiles() noexcept {
+  return false;
+}
+
+std::filesystem::path DefaultSocket(bool /*make*/) {
+  return {};
+}
+
+}  // namespace ktsvc

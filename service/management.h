@@ -1,0 +1,42 @@
+// Management: what lets others look at the service and talk to it while it runs. The service only
+// knows this much of it, and runs without one as well.
+//
+// Threads: InFlight() from any thread, the rest from the main thread, in the order in which the
+//          functions stand here.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ktbus3/ktbus3.h"
+#include "provider_host.h"
+
+namespace ktsvc {
+
+class Management {
+ public:
+  Management() = default;
+  virtual ~Management() = default;
+  Management(const Management&) = delete;
+  Management& operator=(const Management&) = delete;
+
+  // Sees from now on what happens on the bus. No provider has been loaded yet.
+  virtual void Watch(KtDatabase database) = 0;
+
+  // The providers are up: serves them until Stop(). False when it cannot, which has been reported;
+  // nobody else can then talk to the service.
+  virtual bool Serve(const ProviderHost& host) = 0;
+
+  // The service has been told to stop: new work is refused, looking goes on.
+  virtual void RefuseWork() noexcept = 0;
+
+  // What the provider still works on, one sentence each, which may hold foreign text.
+  [[nodiscard]] virtual std::vector<std::string> InFlight(const std::string& provider) const = 0;
+
+  // Lets go of the bus and of the providers. More calls do nothing.
+  virtual void Stop() noexcept = 0;
+};
+
+}  // namespace ktsvc
