@@ -53,7 +53,10 @@ void RequireMembers(const Place& place, std::initializer_list<std::string_view> 
       for (const std::string_view member : known) {
         list.append(list.empty() ? "" : ", ").append(member);
       }
-      place.Fail("the member \"" + name + "\" is unknown; there are " + list);
+      place.Fail(std::string("the member \"")
+                     .append(name)
+                     .append("\" is unknown; there are ")
+                     .append(list));
     }
   }
 }
