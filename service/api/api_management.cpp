@@ -151,8 +151,8 @@ class ApiManagement final : public Management {
 
   KtDatabase database_ = nullptr;
   std::atomic<bool> stopping_{false};
-  StreamHub hub_{kRing, kQueue, [](const std::string& name, const std::string& pattern) {
-                   return EvMatch(nullptr, name.c_str(), pattern.c_str()) != 0;
+  StreamHub hub_{kRing, kQueue, [this](const std::string& name, const std::string& pattern) {
+                   return EvMatch(database_, name.c_str(), pattern.c_str()) != 0;
                  }};
   Activity activity_;
   std::optional<Api> api_;

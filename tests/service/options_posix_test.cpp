@@ -24,5 +24,12 @@ TEST(CommandLineRegistry, IsRefusedWhenTheFolderIsNotThere) {
   }
 }
 
+TEST(CommandLinePosix, ASocketFileIsNamedOrRefused) {
+  EXPECT_EQ(ParseCommandLine({"run", "a", "--socket", "s.sock"}).socket, "s.sock");
+  for (const char* other : {"--once", "--no-socket"}) {
+    EXPECT_THROW(ParseCommandLine({"run", "a", "--socket", "s.sock", other}), CommandLineEnd);
+  }
+}
+
 }  // namespace
 }  // namespace ktsvc

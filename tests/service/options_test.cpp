@@ -58,6 +58,30 @@ TEST(CommandLine, RefusesAModuleFolderThatIsNotThere) {
   EXPECT_NE(text.find("--module-folder: there is no folder"), std::string::npos) << text;
 }
 
+TEST(CommandLine, TakesTheWordsOfTheManagement) {
+  const Options options = ParseCommandLine(
+      {"run", "a", "--listen", "127.0.0.1:8080", "--token-file", "tokens", "--access-file",
+       "access", "--audit-log", "audit", "--allow-restart", "--no-socket"});
+  EXPECT_EQ(options.listen, "127.0.0.1:8080");
+  EXPECT_EQ(options.tokenFile, "tokens");
+  EXPECT_EQ(options.accessFile, "access");
+  EXPECT_EQ(options.auditLog, "audit");
+  EXPECT_TRUE(options.allowRestart);
+  EXPECT_TRUE(options.noSocket);
+}
+
+TEST(CommandLine, RefusesWordsOfTheManagementThatDoNotGoTogether) {
+  const std::vector<std::pair<Words, std::string>> cases{
+      {{"run", "a", "--once", "--listen", "127.0.0.1:0", "--token-file", "t"}, "--once"},
+      {{"run", "a", "--listen", "127.0.0.1:0"}, "--listen needs --token-file"},
+      {{"run", "a", "--token-file", "t"}, "--token-file has a meaning with --listen only"}};
+  for (const auto& [words, reason] : cases) {
+    const auto [text, status] = EndOf(words);
+    EXPECT_EQ(status, kExitUsage);
+    EXPECT_NE(text.find(reason), std::string::npos) << text;
+  }
+}
+
 TEST(CommandLine, RefusesWordsThatMakeNoSenseAndNamesTheHelp) {
   const Words sensible{"run", "a"};
   const std::vector<Words> senseless{{"walk"},

@@ -207,5 +207,40 @@ TEST_F(ProviderHostFailure, CountsExceptionsThatLeftAnyFunction) {
   EXPECT_EQ(report.failures.front().what, "exceptions left its functions: 1");
 }
 
+TEST_F(ProviderHostTest, AStopNamesWhatIsStillWaitedFor) {
+  Progress loud(false);
+  testing::internal::CaptureStderr();
+  {
+    ProviderHost host(
+        database_, loud,
+        [](const std::string& provider) {
+          return std::vector<std::string>{"control 7 for alice of " + provider,
+                                          "control 8 for bob"};
+        },
+        std::chrono::hours(1));
+    host.Start("plain", TestModules());
+    host.StopAll();
+  }
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_NE(said.find("ktsvc: plain is waited for: control 7 for alice of plain; "
+                      "control 8 for bob\n"),
+            std::string::npos)
+      << said;
+}
+
+TEST_F(ProviderHostTest, AStopThatWaitsForNothingNamesNothing) {
+  Progress loud(false);
+  testing::internal::CaptureStderr();
+  {
+    ProviderHost host(
+        database_, loud, [](const std::string&) { return std::vector<std::string>{}; },
+        std::chrono::hours(1));
+    host.Start("plain", TestModules());
+    host.StopAll();
+  }
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(said.find("waited for"), std::string::npos) << said;
+}
+
 }  // namespace
 }  // namespace ktsvc
