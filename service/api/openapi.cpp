@@ -26,7 +26,7 @@ constexpr std::array kErrors{
     StatusRow{415, "The body is not said to be JSON."},
     StatusRow{431, "The header is too large."},
     StatusRow{500, "The service failed."},
-    StatusRow{503, "The service is stopping, or has no memory."},
+    StatusRow{503, "The service is stopping, or has too many connections or no memory."},
 };
 
 // What may be answered to a request of any route.
