@@ -49,8 +49,7 @@ TEST_F(ApiRead, TellsHowTheServiceIsAndWhoAsks) {
   EXPECT_EQ(health["objects"], 1);
   EXPECT_EQ(health["controlsInFlight"], 0);
   EXPECT_EQ(health["subscribers"], 0);
-  EXPECT_EQ(health["caller"].dump(),
-            R"x({"text":"user root (0)","kind":"user","role":"admin"})x");
+  EXPECT_EQ(health["caller"].dump(), R"x({"text":"user root (0)","kind":"user","role":"admin"})x");
 }
 
 TEST_F(ApiRead, TellsATokenThatItIsOne) {
