@@ -1,12 +1,13 @@
-// GUIDs, compared and written.
+// GUIDs, compared, written and read.
 //
 // Threads: pure functions.
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
 #include <iterator>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "ktbus3/ktbus3.h"
 
@@ -18,26 +19,9 @@ constexpr bool SameGuid(const KtGuid& left, const KtGuid& right) noexcept {
 }
 
 // "{9452C1D7-9A89-4CDF-B3DF-1EE1D7D002D9}", upper case.
-inline std::string GuidText(const KtGuid& guid) {
-  std::string text = "{";
-  const auto append = [&text](std::uint32_t value, unsigned digits) {
-    for (unsigned shift = digits * 4; shift != 0; shift -= 4) {
-      text += "0123456789ABCDEF"[(value >> (shift - 4)) & 0xFU];
-    }
-  };
-  append(guid.Data1, 8);
-  text += '-';
-  append(guid.Data2, 4);
-  text += '-';
-  append(guid.Data3, 4);
-  text += '-';
-  for (std::size_t i = 0; i < std::size(guid.Data4); ++i) {
-    if (i == 2) {
-      text += '-';
-    }
-    append(guid.Data4[i], 2);
-  }
-  return text + '}';
-}
+std::string GuidText(const KtGuid& guid);
+
+// The same read back, in either case, with or without both braces; nothing for any other text.
+std::optional<KtGuid> GuidFromText(std::string_view text);
 
 }  // namespace ktsvc

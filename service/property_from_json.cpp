@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "guid.h"
 #include "property_json.h"
 #include "value_from_text.h"
 

@@ -9,12 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ktbus3/ktbus3.h"
-
 namespace ktsvc {
-
-// "{9452C1D7-9A89-4CDF-B3DF-1EE1D7D002D9}", in either case, with or without both braces.
-std::optional<KtGuid> GuidFromText(std::string_view text);
 
 // Base64 in the standard alphabet, with its padding and no blanks. A text that Base64Text() never
 // gives, with bits that belong to no byte, is refused.

@@ -283,14 +283,7 @@ class CHello : public CKtProvider {
   }
 
   // A text in memory of the framework, which the service frees.
-  KtStatus Version(KtWchar** out) override {
-    constexpr KtWchar kText[] = KT_W("1.0");
-    kt::FrameworkWideText copy(static_cast<KtWchar*>(_KtAlloc(sizeof(kText))));
-    if (copy == nullptr) return E_OUTOFMEMORY;
-    std::copy(std::begin(kText), std::end(kText), copy.get());
-    *out = copy.release();
-    return 0;
-  }
+  KtStatus Version(KtWchar** out) override { return kt::GiveText(KT_W("1.0"), out); }
 
  private:
   void Leave() noexcept {

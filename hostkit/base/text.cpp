@@ -1,5 +1,6 @@
 #include "base/text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -7,6 +8,7 @@
 #include "base/owned.h"
 #include "base/status.h"
 #include "base/trace.h"
+#include "base/utf8.h"
 
 namespace kt {
 namespace {
@@ -14,25 +16,6 @@ namespace {
 constexpr std::size_t kMalformed = static_cast<std::size_t>(-1);
 
 // ---- Text made well-formed: what is no character becomes U+FFFD, one mark for each byte or unit.
-
-// The bytes of the character that the text begins with, or 0 when it begins with none. Overlong
-// forms, surrogates and values beyond the last character are none.
-std::size_t Utf8Length(std::string_view text) noexcept {
-  const auto byte = [text](std::size_t i) -> std::uint32_t {
-    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
-  };
-  const std::uint32_t first = byte(0);
-  if (first < 0x80) return 1;
-  if (first < 0xC2 || first > 0xF4) return 0;
-  const std::size_t length = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0u) != 0x80u) return 0;
-  }
-  const bool overlong = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xF0 && byte(1) < 0x90);
-  const bool surrogate = first == 0xED && byte(1) > 0x9F;
-  const bool beyond = first == 0xF4 && byte(1) > 0x8F;
-  return overlong || surrogate || beyond ? 0 : length;
-}
 
 std::string Mended(std::string_view text) {
   return WellFormed(text);
@@ -78,16 +61,6 @@ std::basic_string<To> ConvertedReadably(const From* text) {
 
 }  // namespace
 
-std::string WellFormed(std::string_view text) {
-  std::string result;
-  while (!text.empty()) {
-    const std::size_t length = Utf8Length(text);
-    result += length == 0 ? std::string_view("\xEF\xBF\xBD") : text.substr(0, length);
-    text.remove_prefix(length == 0 ? 1 : length);
-  }
-  return result;
-}
-
 std::string Narrow(const KtWchar* text) {
   if (text == nullptr || *text == 0) return {};
   return ConvertedReadably<Ktwcstombs, char>(text);
@@ -109,6 +82,14 @@ KtWString Widen(const std::string& text) {
 std::string GuidText(const KtGuid& guid) {
   const FrameworkText text(KtGUIDToString(&guid));
   return text == nullptr ? std::string() : std::string(text.get());
+}
+
+KtStatus GiveText(std::basic_string_view<KtWchar> text, KtWchar** out) noexcept {
+  FrameworkWideText copy(static_cast<KtWchar*>(_KtAlloc((text.size() + 1) * sizeof(KtWchar))));
+  if (copy == nullptr) return E_OUTOFMEMORY;
+  *std::copy(text.begin(), text.end(), copy.get()) = 0;
+  *out = copy.release();
+  return 0;
 }
 
 }  // namespace kt

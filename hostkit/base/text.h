@@ -24,11 +24,12 @@ namespace kt {
 [[nodiscard]] KtWString Widen(const char* text);
 [[nodiscard]] KtWString Widen(const std::string& text);
 
-// The text with U+FFFD, as UTF-8, for each byte that belongs to no character.
-[[nodiscard]] std::string WellFormed(std::string_view text);
-
 // "{9452C1D7-9A89-4CDF-B3DF-1EE1D7D002D9}", by the framework's KtGUIDToString, whose buffer is
 // freed. Where the framework has no memory for the text, the result is empty; nothing is traced.
 [[nodiscard]] std::string GuidText(const KtGuid& guid);
+
+// Stores a copy of the text in *out, a _KtAlloc block that the caller of the module frees.
+// E_OUTOFMEMORY, and *out untouched, when there is no memory for it.
+[[nodiscard]] KtStatus GiveText(std::basic_string_view<KtWchar> text, KtWchar** out) noexcept;
 
 }  // namespace kt

@@ -12,6 +12,8 @@
 #include <system_error>
 #include <utility>
 
+#include "base/ascii.h"
+
 namespace kt {
 namespace {
 
@@ -35,16 +37,6 @@ bool ToUtf16(const std::string& text, KtWString& out) {
   return Ktmbstowcs(out.data(), text.c_str(), count + 1) == count;
 }
 
-char Lower(char c) noexcept {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool SameName(std::string_view left, std::string_view right) noexcept {
-  return left.size() == right.size() &&
-         std::equal(left.begin(), left.end(), right.begin(),
-                    [](char a, char b) { return Lower(a) == Lower(b); });
-}
-
 // Entries of the folder that are called `name`: the exact one first, then in order of bytes.
 std::vector<std::string> EntriesNamed(const std::string& folder, std::string_view name) {
   std::vector<std::string> found;
@@ -52,7 +44,7 @@ std::vector<std::string> EntriesNamed(const std::string& folder, std::string_vie
   for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error)) {
     std::string entry_name = entry->path().filename().string();
-    if (SameName(entry_name, name)) found.push_back(std::move(entry_name));
+    if (SameIgnoringCase(entry_name, name)) found.push_back(std::move(entry_name));
   }
   std::sort(found.begin(), found.end(), [&](const std::string& left, const std::string& right) {
     return std::pair(left != name, std::string_view(left)) <

@@ -13,8 +13,6 @@ namespace kt {
 namespace {
 
 constexpr std::uint32_t kCreationFlags = 2;
-constexpr std::uint32_t kNoFlags = 0;
-
 FrameworkWideText AllocateUnits(std::size_t units) {
   FrameworkWideText text(static_cast<KtWchar*>(_KtAlloc(units * sizeof(KtWchar))));
   if (text == nullptr) throw E_OUTOFMEMORY;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/ascii.h"
 #include "base/module.h"
 #include "base/owned.h"
 #include "base/status.h"
@@ -12,18 +13,6 @@ namespace kt {
 namespace {
 
 using ObjectList = FrameworkBlock<KtObjId>;
-
-char Lower(char c) noexcept {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool SameIgnoringCase(const char* left, const char* right) noexcept {
-  while (Lower(*left) == Lower(*right) && *left != '\0') {
-    ++left;
-    ++right;
-  }
-  return Lower(*left) == Lower(*right);
-}
 
 // The name of the first child's type, or null.
 FrameworkText FirstChildType(const KtObjId& group) noexcept {

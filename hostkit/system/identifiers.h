@@ -56,4 +56,7 @@ inline constexpr char kHostSuperclass[] = "qelm_ktvm";
 inline constexpr char kGenericGroupType[] = "QELM_GenericGroup";
 inline constexpr char kDomainInitialised[] = "event.qelm.dom.initialization.*.complete";
 
+// The flags of a property that has none.
+inline constexpr std::uint32_t kNoFlags = 0;
+
 }  // namespace kt

@@ -6,6 +6,7 @@
 #include "base/module.h"
 #include "base/owned.h"
 #include "base/retired.h"
+#include "base/text.h"
 #include "base/trace.h"
 #include "dispatch/control_map.h"
 #include "dispatch/event_listener.h"
@@ -72,12 +73,7 @@ KtStatus CSys::Shutdown(std::uint64_t /*argument*/) {
 }
 
 KtStatus CSys::Version(KtWchar** out) {
-  const KtWString text = kt::InterfaceVersionText();
-  kt::FrameworkWideText copy(static_cast<KtWchar*>(_KtAlloc((text.size() + 1) * sizeof(KtWchar))));
-  if (copy == nullptr) return E_OUTOFMEMORY;
-  std::copy_n(text.c_str(), text.size() + 1, copy.get());
-  *out = copy.release();
-  return 0;
+  return kt::GiveText(kt::InterfaceVersionText(), out);
 }
 
 void CSys::DropListenerAndControls() {

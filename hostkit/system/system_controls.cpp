@@ -10,8 +10,6 @@ namespace kt {
 namespace {
 
 constexpr char kTraceLevelName[] = "tracelevel";
-constexpr std::uint32_t kNoFlags = 0;
-
 // A handler has its provider before it starts. Where none can be made, Instance() says so in the
 // trace; the handlers need nothing of it and go on.
 void EnsureProvider() noexcept {

@@ -8,8 +8,6 @@
 namespace kt {
 namespace {
 
-constexpr std::uint32_t kNoFlags = 0;
-
 void CreateTraced(CKtObject& object) noexcept {
   try {
     object.Create(kSystemType, 0);

@@ -30,12 +30,7 @@ KtStatus CBlockDev::Shutdown(std::uint64_t) {
 }
 
 KtStatus CBlockDev::Version(KtWchar** out) {
-  constexpr KtWchar kText[] = KT_W(BLOCKDEV_VERSION);
-  kt::FrameworkWideText copy(static_cast<KtWchar*>(_KtAlloc(sizeof(kText))));
-  if (copy == nullptr) return E_OUTOFMEMORY;
-  std::copy(std::begin(kText), std::end(kText), copy.get());
-  *out = copy.release();
-  return 0;
+  return GiveText(KT_W(BLOCKDEV_VERSION), out);
 }
 
 void CBlockDev::StopServer() noexcept {

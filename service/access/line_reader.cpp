@@ -1,10 +1,9 @@
 #include "access/line_reader.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
 
 #include "access/access_error.h"
+#include "base/utf8.h"
 
 namespace ktsvc::access {
 namespace {
@@ -28,47 +27,12 @@ std::size_t ColumnAt(std::string_view line, std::size_t offset) {
          static_cast<std::size_t>(std::count_if(before.begin(), before.end(), &IsContinuation)) + 1;
 }
 
-// Bytes of the well-formed character at the start of the text, 0 when it is malformed.
-std::size_t CharacterLength(std::string_view text) {
-  struct Form {
-    std::uint8_t firstLow, firstHigh;    // the first byte
-    std::uint8_t secondLow, secondHigh;  // the second, which rules out overlong forms
-    std::uint8_t length;
-  };
-  static constexpr std::array<Form, 8> kForms{{
-      {0xC2, 0xDF, 0x80, 0xBF, 2},
-      {0xE0, 0xE0, 0xA0, 0xBF, 3},
-      {0xE1, 0xEC, 0x80, 0xBF, 3},
-      {0xED, 0xED, 0x80, 0x9F, 3},
-      {0xEE, 0xEF, 0x80, 0xBF, 3},
-      {0xF0, 0xF0, 0x90, 0xBF, 4},
-      {0xF1, 0xF3, 0x80, 0xBF, 4},
-      {0xF4, 0xF4, 0x80, 0x8F, 4},
-  }};
-  const auto first = static_cast<std::uint8_t>(text.front());
-  if (first < 0x80) {
-    return 1;
-  }
-  for (const Form& form : kForms) {
-    if (first < form.firstLow || first > form.firstHigh) {
-      continue;
-    }
-    const auto second = static_cast<std::uint8_t>(text.size() > 1 ? text[1] : '\0');
-    if (text.size() < form.length || second < form.secondLow || second > form.secondHigh ||
-        !std::all_of(text.begin() + 2, text.begin() + form.length, &IsContinuation)) {
-      return 0;
-    }
-    return form.length;
-  }
-  return 0;
-}
-
 }  // namespace
 
 std::size_t FirstMalformedByte(std::string_view text) noexcept {
   std::size_t at = 0;
   while (at < text.size()) {
-    const std::size_t length = CharacterLength(text.substr(at));
+    const std::size_t length = kt::Utf8Length(text.substr(at));
     if (length == 0) {
       return at;
     }

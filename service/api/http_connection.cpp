@@ -97,19 +97,22 @@ void HttpConnection::Refuse() {
       true);
 }
 
-void HttpConnection::Stop() {
+void HttpConnection::Stop() noexcept {
   stopping_ = true;
   if (stage_ == Stage::kIdle) {
     Close();
   } else if (stage_ != Stage::kWorking && stage_ != Stage::kGoodbye) {
-    // What is on its way may be stuck with a client that neither reads nor writes.
-    Arm(shared_.limits.goodbye);
-    Pump();
+    try {
+      // What is on its way may be stuck with a client that neither reads nor writes.
+      Arm(shared_.limits.goodbye);
+      Pump();
+    } catch (const std::exception&) {
+      Close();  // no memory to wait with
+    }
   }
 }
 
-// ---- Reading
-// -------------------------------------------------------------------------------------
+// ---- Reading ------------------------------------------------------------------------------------
 
 void HttpConnection::ReadNext() {
   if (stopping_) {
@@ -202,8 +205,7 @@ void HttpConnection::OnReadError(Error error) {
   }
 }
 
-// ---- Judging
-// -------------------------------------------------------------------------------------
+// ---- Judging ------------------------------------------------------------------------------------
 
 std::optional<Response> HttpConnection::JudgeHost() const {
   const auto& request = parser_->get();
@@ -255,8 +257,7 @@ std::optional<Response> HttpConnection::JudgeHeader() {
   return std::nullopt;
 }
 
-// ---- Working
-// -------------------------------------------------------------------------------------
+// ---- Working ------------------------------------------------------------------------------------
 
 void HttpConnection::Dispatch() {
   Disarm();
@@ -268,10 +269,15 @@ void HttpConnection::Dispatch() {
   const auto executor =
       net::prefer(socket_.get_executor(), net::execution::outstanding_work.tracked);
   auto work = [self = shared_from_this(), executor, stream]() mutable noexcept {
-    Outcome outcome = self->TryWork(stream);
-    net::post(executor, [self = std::move(self), outcome = std::move(outcome)]() mutable {
-      self->OnWorked(std::move(outcome));
-    });
+    try {
+      Outcome outcome = self->TryWork(stream);
+      net::post(executor, [self = std::move(self), outcome = std::move(outcome)]() mutable {
+        self->OnWorked(std::move(outcome));
+      });
+    } catch (const std::exception&) {
+      // No memory to say anything with: the connection closes with its last owner, which this was.
+      return;
+    }
   };
   try {
     (OnlyReads(method) ? shared_.readers : shared_.senders).Post(std::move(work));
@@ -322,8 +328,7 @@ void HttpConnection::OnWorked(Outcome outcome) {
   }
 }
 
-// ---- Answering
-// -----------------------------------------------------------------------------------
+// ---- Answering ----------------------------------------------------------------------------------
 
 void HttpConnection::Answer(Response response, bool close) {
   stage_ = Stage::kAnswering;
@@ -403,12 +408,14 @@ void HttpConnection::Close() noexcept {
     ended_ = true;  // its handler finds the connection closed
   }
   Error ignored;
+  // What is under way is called back before its handle goes: Wine's server loses its memory over a
+  // handle that is closed under a write half done.
+  static_cast<void>(socket_.cancel(ignored));
   static_cast<void>(socket_.close(ignored));
   subscription_.reset();
 }
 
-// ---- Streaming
-// -----------------------------------------------------------------------------------
+// ---- Streaming ----------------------------------------------------------------------------------
 
 void HttpConnection::StartStream(const StreamHub::Selection& selection) {
   const auto& request = parser_->get();
@@ -432,7 +439,7 @@ void HttpConnection::StartStream(const StreamHub::Selection& selection) {
               self->Pump();
             }
           });
-        } catch (const std::bad_alloc&) {
+        } catch (const std::exception&) {
           return;  // what is there goes out with the next comment
         }
       });
@@ -541,8 +548,7 @@ void HttpConnection::ArmComment() {
   });
 }
 
-// ---- Time
-// ----------------------------------------------------------------------------------------
+// ---- Time ---------------------------------------------------------------------------------------
 
 void HttpConnection::Arm(std::chrono::milliseconds time) {
   expired_ = false;

@@ -70,7 +70,8 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   void Refuse();
 
   // Closes at once when it is idle, otherwise after the answer that is due; ends a stream.
-  void Stop();
+  void Stop() noexcept;
+  [[nodiscard]] bool Stopping() const noexcept { return stopping_; }
 
  private:
   using Body = boost::beast::http::string_body;

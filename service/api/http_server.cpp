@@ -5,7 +5,6 @@
 #include <boost/asio/error.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <mutex>
 #include <optional>
@@ -57,17 +56,7 @@ class HttpServer::State final : public ConnectionRegister {
       return;
     }
     refusesWork_.store(true);
-    net::post(context_, [this] {
-      stopping_ = true;
-      for (const auto& listener : listeners_) {
-        listener->Close();
-      }
-      pause_.cancel();
-      for (const auto& connection : Living()) {
-        connection->Stop();
-      }
-      open_.reset();
-    });
+    context_.stop();  // unlike a handler posted, this needs no memory
     thread_.join();
     readers_.reset();
     senders_.reset();
@@ -102,12 +91,28 @@ class HttpServer::State final : public ConnectionRegister {
     for (;;) {
       try {
         context_.run();
-        return;
       } catch (const std::exception&) {
         // No memory for one connection, which is gone with its handler; the others go on.
         continue;
       }
+      if (stopping_) {
+        return;
+      }
+      BeginStop();
+      context_.restart();
     }
+  }
+
+  // From here on the context runs out of work when the last connection has gone.
+  void BeginStop() noexcept {
+    stopping_ = true;  // which ends the pause of a listener too
+    for (const auto& listener : listeners_) {
+      listener->Close();
+    }
+    while (const auto connection = NextToStop()) {
+      connection->Stop();
+    }
+    open_.reset();
   }
 
   void Accept(Listener& listener) {
@@ -144,16 +149,18 @@ class HttpServer::State final : public ConnectionRegister {
     }
   }
 
-  // Those that are not being destroyed at this moment.
-  std::vector<std::shared_ptr<HttpConnection>> Living() const {
+  // One that has not been told to stop and is not being destroyed at this moment.
+  std::shared_ptr<HttpConnection> NextToStop() const {
     const std::lock_guard lock(mutex_);
-    std::vector<std::shared_ptr<HttpConnection>> living;
     for (HttpConnection* const connection : connections_) {
+      if (connection->Stopping()) {
+        continue;
+      }
       if (auto shared = connection->weak_from_this().lock()) {
-        living.push_back(std::move(shared));
+        return shared;
       }
     }
-    return living;
+    return nullptr;
   }
 
   const HttpHandlers handlers_;

@@ -3,9 +3,9 @@
 #include "access/interface_names.h"
 #include "api/handlers.h"
 #include "bus_snapshot.h"
+#include "guid.h"
 #include "json_report.h"
 #include "ktbus3/ktbus3_host.h"
-#include "value_from_text.h"
 
 namespace ktsvc::api {
 namespace {

@@ -36,6 +36,19 @@ class HttpServerTest : public testing::Test {
     server_ = std::make_unique<HttpServer>(Handlers(), std::move(options), hub_);
   }
 
+  // Nothing is served there, and the error says so with these words.
+  void ExpectNoListening(const std::string& where, const std::string& words) {
+    HttpOptions options;
+    options.listen = where;
+    try {
+      Start(std::move(options));
+      ADD_FAILURE() << where;
+    } catch (const ListenError& error) {
+      EXPECT_NE(std::string(error.what()).find(words), std::string::npos)
+          << where << ": " << error.what();
+    }
+  }
+
   HttpHandlers Handlers() {
     return {[this](const Request& request) { return Answer(request); },
             [](std::string_view target) { return target.rfind("/v1/stream", 0) == 0; },

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "guid.h"
 #include "property_json.h"
 #include "property_writer.h"
 #include "value_from_text.h"

@@ -1,14 +1,7 @@
 # The library exports the functions that the two headers declare, and nothing else.
 #   cmake -DLIBRARY=... -DTOOL=... -DKIND=elf|pe -DINCLUDE=... -P exports.cmake
-set(declared)
-foreach(header ktbus3.h ktbus3_host.h)
-  file(READ ${INCLUDE}/ktbus3/${header} text)
-  string(REGEX MATCHALL "\nKT_BUS_API [^(]*\\(" lines "${text}")
-  foreach(line ${lines})
-    string(REGEX REPLACE ".*[ *]([A-Za-z_0-9]+)\\($" "\\1" name "${line}")
-    list(APPEND declared ${name})
-  endforeach()
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/../../cmake/KtDeclared.cmake)
+kt_declared(declared ${INCLUDE}/ktbus3/ktbus3.h ${INCLUDE}/ktbus3/ktbus3_host.h)
 
 if(KIND STREQUAL "elf")
   execute_process(COMMAND ${TOOL} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE text

@@ -5,6 +5,7 @@
 #         -DFRAMEWORK=libktbus3.so -P module_file.cmake
 
 cmake_minimum_required(VERSION 3.25)
+include(${CMAKE_CURRENT_LIST_DIR}/../../cmake/KtDeclared.cmake)
 
 function(run output file)
   execute_process(COMMAND ${TOOL} ${ARGN} ${file} OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
@@ -91,14 +92,7 @@ foreach(name ${needed})
   endif()
 endforeach()
 string(REPLACE "," ";" INTERFACE "${INTERFACE}")
-foreach(header ${INTERFACE})
-  file(READ ${header} text)
-  string(REGEX MATCHALL "KT_BUS_API [^;(]*[ *]([A-Za-z_0-9]+)\\(" lines "${text}")
-  foreach(line ${lines})
-    string(REGEX REPLACE ".*[ *]([A-Za-z_0-9]+)\\($" "\\1" name "${line}")
-    list(APPEND declared ${name})
-  endforeach()
-endforeach()
+kt_declared(declared ${INTERFACE})
 if(NOT called)
   message(FATAL_ERROR "${MODULE} calls nothing of the framework")
 endif()
