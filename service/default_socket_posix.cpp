@@ -25,6 +25,7 @@ std::filesystem::path DefaultSocket(bool make) {
     if (make) {
       static_cast<void>(mkdir(kSystemFolder, kFolderMode));  // what counts is asked below
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): this process does not change its environment
   } else if (const char* const own = std::getenv("XDG_RUNTIME_DIR"); own != nullptr) {
     folder = own;
   }

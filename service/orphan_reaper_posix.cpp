@@ -60,15 +60,15 @@ int RunBesideReaper(const std::function<int()>& service) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
-  sigprocmask(SIG_SETMASK, &all, &before);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
   const pid_t child = fork();
   if (child < 0) {
     const int error = errno;
-    sigprocmask(SIG_SETMASK, &before, nullptr);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     throw std::system_error(error, std::generic_category(), "no process can be made");
   }
   if (child > 0) return WaitFor(child, all);
-  sigprocmask(SIG_SETMASK, &before, nullptr);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
   // Nobody would collect anything for a service whose parent was killed.
   prctl(PR_SET_PDEATHSIG, SIGTERM);
   return service();
