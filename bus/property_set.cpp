@@ -185,13 +185,12 @@ KtStatus PsFindNextProperty(KtPropset propset, KtIterator iterator, cuvo_propert
     const auto set = FindPropset(propset);
     const auto position = kt::bus::Iterators().Find(iterator);
     if (position == nullptr || position->propset != propset) return kt::bus::kNoObject;
-    const std::size_t place = position->next.fetch_add(1);
+    // Two threads with one iterator may be given the same property; none is passed over.
+    const std::size_t place = position->next.load();
     const auto property = set->At(place);
-    if (property == nullptr) {
-      position->next.store(place);
-      return kt::bus::kNoMoreProperties;
-    }
+    if (property == nullptr) return kt::bus::kNoMoreProperties;
     *found = kt::bus::MakeRecord(*property, asker);
+    position->next.store(place + 1);
     return kt::bus::kOk;
   });
 }

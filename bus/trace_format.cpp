@@ -130,9 +130,10 @@ void ReadStars(Conversion& conversion, Arguments& arguments) {
 }
 
 // Appends sign or base prefix and body, padded to the width.
-void Pad(const Conversion& conversion, std::string_view prefix, std::string_view body, bool zeros,
-         std::string& out) {
-  const std::size_t size = prefix.size() + body.size();
+// `counted` is how much of the width the body takes.
+void Pad(const Conversion& conversion, std::string_view prefix, std::string_view body,
+         std::size_t counted, bool zeros, std::string& out) {
+  const std::size_t size = prefix.size() + counted;
   const auto width = static_cast<std::size_t>(conversion.width);
   const std::size_t padding = width > size ? width - size : 0;
   if (!conversion.left && !zeros) out.append(padding, ' ');
@@ -140,6 +141,11 @@ void Pad(const Conversion& conversion, std::string_view prefix, std::string_view
   if (!conversion.left && zeros) out.append(padding, '0');
   out += body;
   if (conversion.left) out.append(padding, ' ');
+}
+
+void Pad(const Conversion& conversion, std::string_view prefix, std::string_view body, bool zeros,
+         std::string& out) {
+  Pad(conversion, prefix, body, body.size(), zeros, out);
 }
 
 std::string_view SignOf(const Conversion& conversion, bool negative) noexcept {
@@ -234,24 +240,23 @@ void PrintFloating(const Conversion& conversion, Arguments& arguments, std::stri
   Pad(conversion, prefix, body, conversion.zeros && finite, out);
 }
 
-std::string WideAsNarrow(const KtWchar* text, std::optional<int> precision) {
-  const auto most = static_cast<std::size_t>(precision.value_or(0));
-  std::string body;
+// The text of a wide conversion: width and precision of it count UTF-16 units, as the conversion
+// that is imitated does.
+void PrintWideText(const Conversion& conversion, const KtWchar* text, std::string& out) {
+  constexpr KtWchar kFirstHigh = 0xD800;
+  constexpr KtWchar kLastHigh = 0xDBFF;
   std::size_t units = 0;
-  if (precision) {
-    // A text with a precision need not be terminated; one unit makes at least one byte.
+  if (conversion.precision) {
+    // A text with a precision need not be terminated.
+    const auto most = static_cast<std::size_t>(*conversion.precision);
     while (units < most && text[units] != 0) ++units;
+    // Cut between characters.
+    const bool cut = units == most && units != 0;
+    if (cut && text[units - 1] >= kFirstHigh && text[units - 1] <= kLastHigh) --units;
   } else {
     units = std::char_traits<KtWchar>::length(text);
   }
-  body = ReadableUtf8({text, units});
-  if (precision && body.size() > most) {
-    // Cut between characters.
-    std::size_t end = most;
-    while (end > 0 && (static_cast<unsigned char>(body[end]) & 0xC0U) == 0x80) --end;
-    body.resize(end);
-  }
-  return body;
+  Pad(conversion, "", ReadableUtf8({text, units}), units, false, out);
 }
 
 void PrintText(const Conversion& conversion, Arguments& arguments, std::string& out) {
@@ -263,8 +268,7 @@ void PrintText(const Conversion& conversion, Arguments& arguments, std::string& 
     return;
   }
   if (conversion.wide_text()) {
-    Pad(conversion, "", WideAsNarrow(static_cast<const KtWchar*>(text), conversion.precision),
-        false, out);
+    PrintWideText(conversion, static_cast<const KtWchar*>(text), out);
     return;
   }
   const char* const narrow = static_cast<const char*>(text);

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <bit>
-#include <chrono>
 #include <thread>
 
 #if defined(_WIN32)
@@ -63,12 +62,18 @@ void EnteringCall::HandOver() noexcept {
   if (call != nullptr && call->until_ == Until::kHandedOver) call->counted_ = false;
 }
 
-void EnteringCall::WaitForOthers() noexcept {
+bool EnteringCall::WaitForOthers(std::chrono::milliseconds bound) noexcept {
+  const auto end = std::chrono::steady_clock::now() + bound;
   ++g_waiting;
   // Looked at anew each millisecond: the wait is rare and short, and std::atomic's own wait misses
   // wake-ups with MinGW.
-  while (OthersAreCounted()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  bool counted = OthersAreCounted();
+  while (counted && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    counted = OthersAreCounted();
+  }
   --g_waiting;
+  return !counted;
 }
 
 bool EnteringCall::IsAwaited() noexcept {

@@ -14,10 +14,11 @@
 //            Shutdown may be called from within a call: it does not wait for its own thread.
 // Ownership: a chain through the calls' own stacks; nothing is allocated, and no lock of the
 //            framework is taken. A thread leaves nothing behind in its thread-local storage.
-// Failure:   nothing throws. The wait has no bound: a call that hangs before it is handed over
-//            holds the shutdown up.
+// Failure:   nothing throws. The wait has a bound: a call that hangs before it is handed over does
+//            not hold the shutdown up for ever.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 namespace kt {
@@ -35,9 +36,9 @@ class EnteringCall {
   // managers call; without a call it does nothing.
   static void HandOver() noexcept;
 
-  // Returns when no other thread's call is counted. Whoever sets the flag before calling this
-  // misses none that has seen it clear.
-  static void WaitForOthers() noexcept;
+  // Waits until no other thread's call is counted, or the bound has passed; true for the former.
+  // Whoever sets the flag before calling this misses none that has seen it clear.
+  [[nodiscard]] static bool WaitForOthers(std::chrono::milliseconds bound) noexcept;
 
   // Whether a thread is waiting, for tests.
   [[nodiscard]] static bool IsAwaited() noexcept;

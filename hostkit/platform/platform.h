@@ -5,8 +5,9 @@
 //
 // Threads:   any member from any thread. LastError() belongs to the calling thread.
 // Ownership: keys and credentials are closed by whoever opened them, once.
-// Failure:   nothing throws but std::bad_alloc. Registry operations return 0 or the system's error
-//            number; the others return false and leave the number in LastError().
+// Failure:   nothing throws. Registry operations return 0 or the system's error number; the others
+//            return false and leave the number in LastError(). A lack of memory is one of those
+//            numbers.
 #pragma once
 
 #include <cstdint>
@@ -65,8 +66,9 @@ class Platform {
 
   // ---- Commands
 
-  // The command line that starts or stops the shadow-copy provider service on this system.
-  virtual KtWString ShadowCopyCommand(ServiceAction action) = 0;
+  // The command line that starts or stops the shadow-copy provider service on this system. It
+  // stays valid as long as the platform does.
+  virtual const KtWchar* ShadowCopyCommand(ServiceAction action) = 0;
 
   // Starts a command line and does not wait for it: no window, no inherited handles, the caller's
   // environment and folder. True once the process exists. `exit_code` is then the code as it is

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,14 +43,26 @@ std::uint32_t ArchitectureCode(std::string_view machine) noexcept {
   return kUnknown;
 }
 
+// A lack of memory is a failure like any other: `body` returns 0 or an error number.
+template <typename Body>
+int Contained(const Body& body) noexcept {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    return ENOMEM;
+  }
+}
+
 class PosixPlatform final : public Platform {
  public:
   // Both accesses are the same here: names are compared, so folders are listed either way.
   std::uint32_t OpenKey(const KtWchar* path, KeyAccess /*access*/, RegistryKey& key) override {
-    auto opened = std::make_unique<RegistryKeyHandle>();
-    const int result = opened->key.Open(path);
-    if (result == 0) key = opened.release();
-    return static_cast<std::uint32_t>(result);
+    return static_cast<std::uint32_t>(Contained([&] {
+      auto opened = std::make_unique<RegistryKeyHandle>();
+      const int result = opened->key.Open(path);
+      if (result == 0) key = opened.release();
+      return result;
+    }));
   }
 
   std::uint32_t QueryValueSize(RegistryKey key, const KtWchar* name, std::uint32_t& size) override {
@@ -73,18 +86,22 @@ class PosixPlatform final : public Platform {
     delete key;  // NOLINT(cppcoreguidelines-owning-memory): handed out by OpenKey
   }
 
-  KtWString ShadowCopyCommand(ServiceAction action) override {
+  const KtWchar* ShadowCopyCommand(ServiceAction action) override {
     return action == ServiceAction::kStart ? KT_W("systemctl start tormeld-vss-provider.service")
                                            : KT_W("systemctl stop tormeld-vss-provider.service");
   }
 
   bool StartCommand(const KtWchar* command_line, std::uint32_t& exit_code) override {
-    // The commands are this platform's own, plain ASCII.
-    std::string line;
-    for (const KtWchar* unit = command_line; *unit != 0; ++unit) {
-      line.push_back(static_cast<char>(*unit));
-    }
-    if (!Start(line)) return false;
+    const int result = Contained([command_line] {
+      // The commands are this platform's own, plain ASCII.
+      std::string line;
+      for (const KtWchar* unit = command_line; *unit != 0; ++unit) {
+        line.push_back(static_cast<char>(*unit));
+      }
+      return StartDetached(Words(line));
+    });
+    errno = result;
+    if (result != 0) return false;
     exit_code = kStillActive;  // nobody waits, so nobody knows better
     return true;
   }
@@ -114,24 +131,21 @@ class PosixPlatform final : public Platform {
     errno = 0;
     return true;
   }
-  bool ForceRestart() override { return Start("systemctl reboot --force"); }
+  bool ForceRestart() override {
+    errno = Contained([] { return StartDetached({"systemctl", "reboot", "--force"}); });
+    return errno == 0;
+  }
   void CloseCredentials(Credentials /*credentials*/) noexcept override {}
 
  private:
   static std::uint32_t Read(RegistryKey key, const KtWchar* name, KtWString& value,
                             std::uint32_t& size) {
     bool present = false;
-    const int result = key->key.Read(name, value, present);
+    const int result = Contained([&] { return key->key.Read(name, value, present); });
     if (result == 0) {
       size = present ? static_cast<std::uint32_t>((value.size() + 1) * sizeof(KtWchar)) : 0;
     }
     return static_cast<std::uint32_t>(result);
-  }
-
-  static bool Start(const std::string& line) {
-    const int result = StartDetached(Words(line));
-    errno = result;
-    return result == 0;
   }
 };
 

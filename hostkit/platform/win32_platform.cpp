@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "platform/platform.h"
@@ -38,15 +39,19 @@ class Win32Platform final : public Platform {
 
   void CloseKey(RegistryKey key) noexcept override { RegCloseKey(NativeKey(key)); }
 
-  KtWString ShadowCopyCommand(ServiceAction action) override {
-    KtWString command =
-        action == ServiceAction::kStart ? L"Cmd.exe /C net start " : L"Cmd.exe /C net stop ";
-    command += L"\"Tormeld VSS PROVIDER\"";
-    return command;
+  const KtWchar* ShadowCopyCommand(ServiceAction action) override {
+    return action == ServiceAction::kStart ? L"Cmd.exe /C net start \"Tormeld VSS PROVIDER\""
+                                           : L"Cmd.exe /C net stop \"Tormeld VSS PROVIDER\"";
   }
 
   bool StartCommand(const KtWchar* command_line, std::uint32_t& exit_code) override {
-    std::wstring writable(command_line);  // the system may write into it
+    std::wstring writable;  // the system may write into it
+    try {
+      writable = command_line;
+    } catch (const std::bad_alloc&) {
+      SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+      return false;
+    }
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};

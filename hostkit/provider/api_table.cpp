@@ -13,6 +13,15 @@ namespace {
 
 constinit ApiState g_state;
 
+// Whether the provider object may go: no other thread's call needs it any more.
+bool WaitForCalls() noexcept {
+  const std::chrono::milliseconds bound = g_state.longest_wait.load();
+  if (EnteringCall::WaitForOthers(bound)) return true;
+  Trace(kWarning, "%S::__KtApiShutdown(), TIMEOUT: calls did not come back within %d ms.",
+        static_cast<int>(bound.count()));
+  return false;
+}
+
 }  // namespace
 
 ApiState& GetApiState() noexcept {
@@ -23,9 +32,12 @@ void ResetApiState() noexcept {
   g_state.instance = nullptr;
   g_state.shutting_down = false;
   g_state.initialised = false;
+  g_state.longest_wait = kLongestWait;
 }
 
 }  // namespace kt
+
+using kt::WaitForCalls;
 
 KtStatus __KtApiControl(const KtObjId* objectId, std::uint32_t selector, std::uint32_t controlCode,
                         KtPropset input, KtPropset output, std::uint32_t value6,
@@ -78,15 +90,20 @@ KtStatus __KtApiShutdown(std::uint64_t argument) {
   if (state.shutting_down.exchange(true)) return KTERROR_PROVIDER_SHUTTING_DOWN;
 
   KtStatus status = KTERROR_UNEXPECTED;
+  bool waited = false;
   try {
     status = provider->Shutdown(argument);
-    kt::EnteringCall::WaitForOthers();
-    CKtProvider::DestroyInstance();
+    waited = true;
+    if (WaitForCalls()) {
+      CKtProvider::DestroyInstance();
+    } else {
+      CKtProvider::StopManagers();
+    }
   } catch (...) {
     kt::Trace(kt::kError, "%S::__KtApiShutdown(), caught unhandled exception.");
   }
   // A provider whose Shutdown threw is still there, and a call that entered must not make another.
-  kt::EnteringCall::WaitForOthers();
+  if (!waited) static_cast<void>(WaitForCalls());
   CKtProvider::ForgetInstance();
   state.initialised = false;
   kt::Trace(kt::kError, "%S::__KtApiShutdown(), completed.");

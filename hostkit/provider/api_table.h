@@ -6,14 +6,16 @@
 // level 6; E_NOTIMPL without one for the version), a null pointer third (E_INVALIDARG, no line).
 //
 // Threads:   the host may call from several threads; it calls Initialize before anything else and
-//            Shutdown after everything else. Shutdown waits all the same, without a bound, for
-//            calls of other threads that passed the flag before it was set, a control or a notice
-//            until its manager has it (lifetime/entering_call.h).
+//            Shutdown after everything else. Shutdown waits all the same, a minute at
+//            most, for calls of other threads that passed the flag before it was set, a control or
+//            a notice until its manager has it (lifetime/entering_call.h). After that a line at
+//            level 4 says so, and the provider object is kept for them until module detach.
 // Failure:   Initialize and Shutdown let no exception out. What a control, an attribute call, a
 //            notice or a version call throws passes to the host.
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 
 #include "ktbus3/ktbus3.h"
@@ -52,12 +54,16 @@ KtStatus __KtApiVersion(KtWchar** out);
 
 namespace kt {
 
-// All zero at load. Constant-initialised and trivially destroyed, because DllInit writes it before
+// How long a shutdown waits for calls that have passed the flags and not reached a manager.
+inline constexpr std::chrono::milliseconds kLongestWait{60'000};
+
+// Constant-initialised and trivially destroyed, because DllInit writes it before
 // the run-time library of a Windows module has started and after it has ended.
 struct ApiState {
   std::atomic<void*> instance{nullptr};    // what the system passed at process attach
   std::atomic<bool> shutting_down{false};  // set by the first complete Shutdown, never cleared
   std::atomic<bool> initialised{false};
+  std::atomic<std::chrono::milliseconds> longest_wait{kLongestWait};  // shorter for tests
 };
 
 [[nodiscard]] ApiState& GetApiState() noexcept;

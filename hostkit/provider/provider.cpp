@@ -49,6 +49,19 @@ void CKtProvider::DestroyInstance() {
   delete Existing();
 }
 
+void CKtProvider::StopManagers() {
+  // The managers have stood since the provider was made. One that has been shut down since, and for
+  // whose successor there is no memory, has nothing to stop.
+  if (auto* const threads = kt::InstanceOrNull<CKtThreadContainer>()) threads->StopAll();
+  kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtThreadContainer shutdown completed.");
+  if (auto* const objects = kt::InstanceOrNull<CKtCustomObjectContainer>()) objects->Shutdown();
+  kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtCustomObjectContainer shutdown completed.");
+  if (const auto* const calls = kt::InstanceOrNull<CKtControlManager>()) calls->WaitForIdle();
+  kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtControlManager shutdown completed.");
+  if (auto* const events = kt::InstanceOrNull<CKtEventManager>()) events->Shutdown();
+  kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtEventManager shutdown completed.");
+}
+
 void CKtProvider::ForgetInstance() noexcept {
   kt::Retire(std::unique_ptr<CKtProvider>(g_provider.exchange(nullptr)));
 }
@@ -80,16 +93,7 @@ CKtProvider::~CKtProvider() noexcept(false) {
     ~PointerGuard() { g_provider.compare_exchange_strong(self, nullptr); }
   } const guard{this};
 
-  // The managers have stood since the provider was made. One that has been shut down since, and for
-  // whose successor there is no memory, has nothing to stop.
-  if (auto* const threads = kt::InstanceOrNull<CKtThreadContainer>()) threads->StopAll();
-  kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtThreadContainer shutdown completed.");
-  if (auto* const objects = kt::InstanceOrNull<CKtCustomObjectContainer>()) objects->Shutdown();
-  kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtCustomObjectContainer shutdown completed.");
-  if (const auto* const calls = kt::InstanceOrNull<CKtControlManager>()) calls->WaitForIdle();
-  kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtControlManager shutdown completed.");
-  if (auto* const events = kt::InstanceOrNull<CKtEventManager>()) events->Shutdown();
-  kt::Trace(kt::kWarning, "%S::__KtApiShutdown(), CKtEventManager shutdown completed.");
+  StopManagers();
 }
 
 KtWString& CKtProvider::GetName(KtWString& out) const {

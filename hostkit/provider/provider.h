@@ -38,6 +38,10 @@ class CKtProvider {
   // shutdown of the managers. Throws what that throws; the pointer is cleared all the same.
   static void DestroyInstance();
 
+  // Stops the managers as the destructor does and leaves the object alone: for calls that are still
+  // inside it. Throws what that throws. ForgetInstance() is due afterwards.
+  static void StopManagers();
+
   // Clears the pointer and sees to it that an object it still pointed to is released when the
   // module is detached. Nothing of that object runs now.
   static void ForgetInstance() noexcept;

@@ -14,23 +14,24 @@ namespace {
 
 using ObjectList = FrameworkBlock<KtObjId>;
 
-// The name of the first child's type, or null.
-FrameworkText FirstChildType(const KtObjId& group) noexcept {
-  KtObjId* children = nullptr;
-  std::uint32_t count = 0;
-  const KtStatus listed = ObGetChildObjects(DatabaseHandle(), &group, &children, &count);
-  const ObjectList owned(children);
-  if (StatusFails(listed) || owned == nullptr || count == 0) return nullptr;
-
+// The name of the object's type, or null.
+FrameworkText TypeOf(const KtObjId& object) noexcept {
   char* type_name = nullptr;
-  const KtStatus named = ObGetObjectType(DatabaseHandle(), owned.get(), &type_name);
+  const KtStatus named = ObGetObjectType(DatabaseHandle(), &object, &type_name);
   FrameworkText text(type_name);
   if (StatusFails(named)) return nullptr;
   return text;
 }
 
+// By the type of its first child. The type's name goes back before the list of the children.
 void Decorate(const KtObjId& group) noexcept {
-  const FrameworkText type_name = FirstChildType(group);
+  KtObjId* list = nullptr;
+  std::uint32_t count = 0;
+  const KtStatus listed = ObGetChildObjects(DatabaseHandle(), &group, &list, &count);
+  const ObjectList children(list);
+  if (StatusFails(listed) || children == nullptr || count == 0) return;
+
+  const FrameworkText type_name = TypeOf(*children);
   if (type_name == nullptr) return;
   const KtGuid* const interface_id = InterfaceForChildType(type_name.get());
   if (interface_id == nullptr) return;

@@ -29,9 +29,14 @@ std::uint32_t QueryRegistry(RegistryKey key, const KtWchar* value_name, std::uin
                             KtWString& out) {
   std::uint32_t size = 0;
   if (const std::uint32_t error = HostPlatform().QueryValueSize(key, value_name, size)) {
-    // This line alone takes the name as narrow text.
-    KtTrace(kError, "hostkit - QueryRegistry - RegQueryValueEx(%s) failed.",
-            Narrow(value_name).c_str());
+    // This line alone takes the name as narrow text. Where that cannot be made, the line is the
+    // same.
+    try {
+      KtTrace(kError, "hostkit - QueryRegistry - RegQueryValueEx(%s) failed.",
+              Narrow(value_name).c_str());
+    } catch (...) {
+      KtTrace(kError, "hostkit - QueryRegistry - RegQueryValueEx(%S) failed.", value_name);
+    }
     return error;
   }
   if (size == 0) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 
 #include "base/module.h"
 #include "base/owned.h"
@@ -73,7 +74,11 @@ KtStatus CSys::Shutdown(std::uint64_t /*argument*/) {
 }
 
 KtStatus CSys::Version(KtWchar** out) {
-  return kt::GiveText(kt::InterfaceVersionText(), out);
+  try {
+    return kt::GiveText(kt::InterfaceVersionText(), out);
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
 }
 
 void CSys::DropListenerAndControls() {
@@ -92,11 +97,15 @@ void CSys::StartListener() noexcept {
   }
 }
 
-void CSys::RegisterControls() {
-  control_map_ = std::make_unique<CKtControlMap>();
-  for (const kt::SystemPath& path : kt::kSystemPaths) {
-    // A path that is refused has its own line; the others are registered all the same.
-    static_cast<void>(control_map_->Register(path.interface_id, kt::kSystemSelector,
-                                             path.control_code, path.handler));
+void CSys::RegisterControls() noexcept {
+  try {
+    control_map_ = std::make_unique<CKtControlMap>();
+    for (const kt::SystemPath& path : kt::kSystemPaths) {
+      // A path that is refused has its own line; the others are registered all the same.
+      static_cast<void>(control_map_->Register(path.interface_id, kt::kSystemSelector,
+                                               path.control_code, path.handler));
+    }
+  } catch (...) {
+    KtTrace(kt::kError, "CSys - RegisterControls - no memory for the system controls");
   }
 }

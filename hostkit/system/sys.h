@@ -42,7 +42,7 @@ class CSys : public CKtProvider {
  private:
   void DropListenerAndControls();
   void StartListener() noexcept;
-  void RegisterControls();
+  void RegisterControls() noexcept;
 
   std::unique_ptr<CKtControlMap> control_map_;
   std::unique_ptr<CKtEventListener> listener_;

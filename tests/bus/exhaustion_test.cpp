@@ -146,6 +146,9 @@ TEST_F(ExhaustionTest, EnumeratingLeavesNothing) {
   }
   EXPECT_EQ(status, kOutOfMemory);
   EXPECT_EQ(found, nullptr);
+  ASSERT_EQ(PsFindNextProperty(set, iterator, &found), kOk) << "the property is not passed over";
+  EXPECT_STREQ(found->name, "nested");
+  PsFreeProperty(found);
   EXPECT_EQ(KtCloseHandle(iterator), kOk);
   PsDestroyPropset(nested);
   PsDestroyPropset(set);

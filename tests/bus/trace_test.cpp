@@ -123,7 +123,14 @@ TEST_F(TraceFormatTest, HonoursWidthAndPrecisionOfTexts) {
 }
 
 TEST_F(TraceFormatTest, CutsWideTextBetweenCharacters) {
-  EXPECT_EQ(Text("%.4S", KT_W("\u20AC\u20AC")), "\xE2\x82\xAC");
+  EXPECT_EQ(Text("%.1S", KT_W("\u20AC\u20AC")), "\xE2\x82\xAC");
+  EXPECT_EQ(Text("%.2S", KT_W("a\U0001F4BE")), "a") << "half a pair is no character";
+}
+
+TEST_F(TraceFormatTest, CountsTheUnitsOfWideTextForItsWidthAndPrecision) {
+  EXPECT_EQ(Text("[%5S]", KT_W("\u20AC\u20AC")), "[   \xE2\x82\xAC\xE2\x82\xAC]");
+  EXPECT_EQ(Text("[%-5.1S]", KT_W("\u20AC\u20AC")), "[\xE2\x82\xAC    ]");
+  EXPECT_EQ(Text("[%.3S]", KT_W("a\U0001F4BE")), "[a\xF0\x9F\x92\xBE]");
 }
 
 TEST_F(TraceFormatTest, ATextWithAPrecisionNeedNotBeTerminated) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -12,6 +13,9 @@ namespace {
 
 using kt::EnteringCall;
 using Until = kt::EnteringCall::Until;
+
+// Longer than any of these tests.
+constexpr std::chrono::hours kForEver{1};
 
 // Runs `call` on a thread of its own and waits for it on this one. `call` gets two functions: one
 // that says that it is counted, and one that returns once this thread waits, or has ended its wait
@@ -30,7 +34,7 @@ void WhileAShutdownWaits(Call call) {
          });
   });
   entered.Wait();
-  EnteringCall::WaitForOthers();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
   over = true;
   EXPECT_TRUE(returned);
   caller.join();
@@ -38,9 +42,9 @@ void WhileAShutdownWaits(Call call) {
 }
 
 TEST(EnteringCallTest, NobodyWaitsWhenNoCallEnters) {
-  EnteringCall::WaitForOthers();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
   { const EnteringCall past(Until::kReturned); }
-  EnteringCall::WaitForOthers();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
   EnteringCall::HandOver();
   EXPECT_FALSE(EnteringCall::IsAwaited());
 }
@@ -48,7 +52,7 @@ TEST(EnteringCallTest, NobodyWaitsWhenNoCallEnters) {
 TEST(EnteringCallTest, NobodyWaitsForTheCallsOfItsOwnThread) {
   const EnteringCall outer(Until::kHandedOver);
   const EnteringCall inner(Until::kReturned);
-  EnteringCall::WaitForOthers();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
 }
 
 TEST(EnteringCallTest, ACallIsWaitedForUntilItReturns) {
@@ -74,7 +78,7 @@ TEST(EnteringCallTest, ACallIsWaitedForUntilItIsHandedOverAndNoLonger) {
     waited.Wait();
   });
   entered.Wait();
-  EnteringCall::WaitForOthers();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
   EXPECT_TRUE(handed_over);
   waited.Open();
   caller.join();
@@ -110,6 +114,22 @@ TEST(EnteringCallTest, HandingOverTouchesNoCallOfAnotherThread) {
   });
 }
 
+TEST(EnteringCallTest, ACallThatDoesNotReturnIsWaitedForAsLongAsTheBoundSays) {
+  support::Gate entered;
+  support::Gate leave;
+  std::thread caller([&] {
+    const EnteringCall call(Until::kReturned);
+    entered.Open();
+    leave.Wait();
+  });
+  entered.Wait();
+  EXPECT_FALSE(EnteringCall::WaitForOthers(std::chrono::milliseconds(1)));
+  EXPECT_FALSE(EnteringCall::IsAwaited());
+  leave.Open();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
+  caller.join();
+}
+
 TEST(EnteringCallTest, CallsOfManyThreadsEndInAnyOrder) {
   std::vector<std::thread> threads;
   for (int number = 0; number < 8; ++number) {
@@ -121,9 +141,9 @@ TEST(EnteringCallTest, CallsOfManyThreadsEndInAnyOrder) {
       }
     });
   }
-  EnteringCall::WaitForOthers();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
   for (std::thread& thread : threads) thread.join();
-  EnteringCall::WaitForOthers();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
 }
 
 }  // namespace

@@ -93,6 +93,22 @@ TEST_F(PropertySet, AddingAPropertyThatIsThereReplacesItsValue) {
   EXPECT_TRUE(fake::NothingTraced());
 }
 
+TEST_F(PropertySet, AddingAPropertyThatIsThereGoesThroughSetProperty) {
+  struct Counting : CKtPropertySet {
+    KtStatus SetProperty(const CKtProperty& property) override {
+      names.emplace_back(property.name);
+      return 0;
+    }
+    std::vector<std::string> names;
+  } counting;
+  counting.Create();
+  EXPECT_EQ(counting.AddProperty(Number("a")), 0u);
+  EXPECT_TRUE(counting.names.empty());
+  EXPECT_EQ(counting.AddProperty(Number("a")), 0u);
+  EXPECT_EQ(counting.names, std::vector<std::string>{"a"});
+  counting.Destroy();
+}
+
 TEST_F(PropertySet, SettingAPropertyToTheValueItHasReturnsZero) {
   set_.AddProperty(Number("a"));
   EXPECT_EQ(set_.SetProperty(Number("a")), 0u);

@@ -1,6 +1,7 @@
 // Calls that have passed the shutting-down flag while a shutdown begins: the provider object stays
 // as long as they need it.
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <thread>
 
@@ -117,6 +118,35 @@ TEST_F(Entering, ACallKeepsAProviderWhoseShutdownThrows) {
   EXPECT_EQ(__KtApiShutdown(0), KTERROR_UNEXPECTED);
   host.join();
   EXPECT_EQ(answer, 0u) << "the pointer stood as long as the call needed it";
+}
+
+// A call that hangs: the managers are stopped, the object stays for the call.
+TEST_F(Entering, ACallThatDoesNotComeBackHoldsTheShutdownUpNoLongerThanTheBound) {
+  Start();
+  kt::GetApiState().longest_wait = std::chrono::milliseconds(1);
+  support::Gate leave;
+  TheScript().get_attr = [&](std::uint64_t, std::uint64_t, std::uint64_t) {
+    entered_.Open();
+    leave.Wait();
+    destroyed_meanwhile_ = TheScript().destroyed;
+    return KtStatus{7};
+  };
+  KtStatus answer = 0;
+  std::thread host([&] { answer = __KtApiGetAttr(1, 2, 3, 4); });
+  entered_.Wait();
+  EXPECT_EQ(__KtApiShutdown(0), 0u);
+  EXPECT_EQ(CKtProvider::Existing(), nullptr);
+  leave.Open();
+  host.join();
+  EXPECT_EQ(answer, 7u);
+  EXPECT_EQ(destroyed_meanwhile_, 0u);
+  EXPECT_EQ(TheScript().destroyed, 0u) << "it is released at module detach";
+  EXPECT_TRUE(
+      fake::Traced(4, "hostkit::__KtApiShutdown(), TIMEOUT: calls did not come back within 1 ms."));
+  EXPECT_TRUE(fake::Traced(4, "hostkit::__KtApiShutdown(), CKtEventManager shutdown completed."));
+  EXPECT_TRUE(fake::Traced(6, "hostkit::__KtApiShutdown(), completed."));
+  kt::ReleaseModule();
+  EXPECT_EQ(TheScript().destroyed, 1u);
 }
 
 TEST_F(Entering, AShutdownFromWithinACallDoesNotWaitForThatCall) {

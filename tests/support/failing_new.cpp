@@ -28,6 +28,14 @@ FailAllocation::~FailAllocation() {
   g_allowed = -1;
 }
 
+SpareAllocations::SpareAllocations() noexcept : allowed_(g_allowed) {
+  g_allowed = -1;
+}
+
+SpareAllocations::~SpareAllocations() {
+  g_allowed = allowed_;
+}
+
 RefuseArrays::RefuseArrays() noexcept {
   g_refuse_arrays = true;
 }

@@ -14,6 +14,18 @@ class FailAllocation {
   FailAllocation& operator=(const FailAllocation&) = delete;
 };
 
+// While it lives, nothing of this thread fails: for what a test itself remembers meanwhile.
+class SpareAllocations {
+ public:
+  SpareAllocations() noexcept;
+  ~SpareAllocations();
+  SpareAllocations(const SpareAllocations&) = delete;
+  SpareAllocations& operator=(const SpareAllocations&) = delete;
+
+ private:
+  const int allowed_;
+};
+
 // While it lives, every array that is asked for with the form that throws nothing is refused.
 class RefuseArrays {
  public:

@@ -1,4 +1,4 @@
-// The start of the system provider without memory of our own for its event listener.
+// The system provider without memory of its own.
 #include <functional>
 #include <optional>
 #include <string>
@@ -7,6 +7,7 @@
 #include "dispatch/event_manager.h"
 #include "provider/api_table.h"
 #include "provider/module_state.h"
+#include "provider/provider.h"
 #include "support/client.h"
 #include "support/failing_new.h"
 #include "system/system_test.h"
@@ -105,6 +106,54 @@ TEST_F(WithoutMemoryForTheListener, TheShutdownMissesTheListenerAndGoesOn) {
   });
   EXPECT_GE(without_path, 2u) << "the holder, its path";
   EXPECT_GT(starts, without_path);
+}
+
+// Without memory of the module's own for anything that follows the registration of its type, the
+// provider comes up all the same, with what succeeded.
+TEST_F(WithoutMemoryForTheListener, NothingAfterTheTypesMakesTheStartFail) {
+  int after = 0;
+  for (bool past = false; !past && after < 1000; ++after) {
+    ForgetfulPlatform platform(after);
+    const kt::PlatformOverride override(platform);
+    const Start start = StartWith(platform);
+    EXPECT_NE(start, Start::kFailed) << after;
+    EXPECT_TRUE(fake::Traced(4, "HostKit: CSys::Exiting Initialize()")) << after;
+    past = start == Start::kListens &&
+           Control(client::kSystemInterface, client::kTraceLevelControl) == 0 &&
+           Control(client::kTraceInterface, client::kTraceLevelControl) == 0 &&
+           framework_.TracesAt(6).size() == 1;  // gMPXSA=FALSE
+    EXPECT_EQ(__KtApiShutdown(0), 0u) << after;
+    kt::ReleaseModule();
+    EXPECT_TRUE(fake::NothingKept()) << after;
+  }
+  EXPECT_GT(after, 10) << "allocations of the start";
+  framework_.Reset();
+}
+
+class WithoutMemory : public SystemTest {};
+
+TEST_F(WithoutMemory, TheShutdownOfTheProviderIsZeroAndGoesOn) {
+  ASSERT_EQ(Initialize(), 0u);
+  framework_.ForgetTraces();
+  KtStatus status = 1;
+  {
+    const support::FailAllocation failing(0);
+    status = CKtProvider::Existing()->Shutdown(0);
+  }
+  EXPECT_EQ(status, 0u);
+  EXPECT_EQ(framework_.Traces().back(), fake::Warning("HostKit - exiting CSys::Shutdown"));
+}
+
+TEST_F(WithoutMemory, TheVersionIsNotGivenAndTheStatusSaysWhy) {
+  ASSERT_EQ(Initialize(), 0u);
+  KtWchar* text = nullptr;
+  KtStatus status = 0;
+  {
+    const support::FailAllocation failing(0);
+    status = __KtApiVersion(&text);
+  }
+  EXPECT_EQ(status, E_OUTOFMEMORY);
+  EXPECT_EQ(text, nullptr);
 }
 
 }  // namespace

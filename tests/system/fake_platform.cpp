@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "support/failing_new.h"
+
 namespace {
 
 constexpr std::uint32_t kNotFound = 2;
@@ -53,6 +55,7 @@ void FakePlatform::Remember(const std::string& call) {
 
 std::uint32_t FakePlatform::OpenKey(const KtWchar* path, kt::KeyAccess access,
                                     kt::RegistryKey& key) {
+  const support::SpareAllocations spared;
   Remember("OpenKey(" + Plain(path) +
            (access == kt::KeyAccess::kRead ? ", read)" : ", query value)"));
   const auto found = keys_.find(LowerCase(path));
@@ -70,6 +73,7 @@ const FakePlatform::Value* FakePlatform::Find(kt::RegistryKey key, const KtWchar
 
 std::uint32_t FakePlatform::QueryValueSize(kt::RegistryKey key, const KtWchar* name,
                                            std::uint32_t& size) {
+  const support::SpareAllocations spared;
   Remember("QueryValueSize(" + Plain(name) + ")");
   const Value* const value = Find(key, name);
   if (value == nullptr) return kNotFound;
@@ -80,6 +84,7 @@ std::uint32_t FakePlatform::QueryValueSize(kt::RegistryKey key, const KtWchar* n
 
 std::uint32_t FakePlatform::ReadValue(kt::RegistryKey key, const KtWchar* name, void* buffer,
                                       std::uint32_t& size) {
+  const support::SpareAllocations spared;
   Remember("ReadValue(" + Plain(name) + ", " + std::to_string(size) + ")");
   const Value* const value = Find(key, name);
   if (value == nullptr) return kNotFound;
@@ -91,15 +96,17 @@ std::uint32_t FakePlatform::ReadValue(kt::RegistryKey key, const KtWchar* name, 
 }
 
 void FakePlatform::CloseKey(kt::RegistryKey /*key*/) noexcept {
+  const support::SpareAllocations spared;
   Remember("CloseKey");
   --open_keys;
 }
 
-KtWString FakePlatform::ShadowCopyCommand(kt::ServiceAction action) {
-  return action == kt::ServiceAction::kStart ? start_command : stop_command;
+const KtWchar* FakePlatform::ShadowCopyCommand(kt::ServiceAction action) {
+  return (action == kt::ServiceAction::kStart ? start_command : stop_command).c_str();
 }
 
 bool FakePlatform::StartCommand(const KtWchar* command_line, std::uint32_t& code) {
+  const support::SpareAllocations spared;
   Remember("StartCommand(" + Plain(command_line) + ")");
   if (command_starts) code = exit_code;
   return command_starts;
@@ -114,6 +121,7 @@ kt::MachineFacts FakePlatform::Machine() {
 }
 
 bool FakePlatform::OpenCredentials(kt::Credentials& credentials) {
+  const support::SpareAllocations spared;
   Remember("OpenCredentials");
   if (!credentials_open) return false;
   credentials = reinterpret_cast<kt::Credentials>(this);
@@ -122,12 +130,14 @@ bool FakePlatform::OpenCredentials(kt::Credentials& credentials) {
 }
 
 bool FakePlatform::FindRestartPrivilege(std::uint64_t& privilege) {
+  const support::SpareAllocations spared;
   Remember("FindRestartPrivilege");
   privilege = 19;
   return privilege_found;
 }
 
 bool FakePlatform::EnablePrivilege(kt::Credentials credentials, std::uint64_t privilege) {
+  const support::SpareAllocations spared;
   Remember("EnablePrivilege(" + std::to_string(privilege) + ")" +
            (credentials == reinterpret_cast<kt::Credentials>(this) ? "" : " of a stranger"));
   last_error = enable_error;
@@ -135,12 +145,14 @@ bool FakePlatform::EnablePrivilege(kt::Credentials credentials, std::uint64_t pr
 }
 
 bool FakePlatform::ForceRestart() {
+  const support::SpareAllocations spared;
   Remember("ForceRestart");
   if (on_restart) on_restart();
   return restart_works;
 }
 
 void FakePlatform::CloseCredentials(kt::Credentials /*credentials*/) noexcept {
+  const support::SpareAllocations spared;
   Remember("CloseCredentials");
   --open_credentials;
 }

@@ -56,7 +56,7 @@ class FakePlatform : public kt::Platform {
   std::uint32_t ReadValue(kt::RegistryKey key, const KtWchar* name, void* buffer,
                           std::uint32_t& size) override;
   void CloseKey(kt::RegistryKey key) noexcept override;
-  KtWString ShadowCopyCommand(kt::ServiceAction action) override;
+  const KtWchar* ShadowCopyCommand(kt::ServiceAction action) override;
   bool StartCommand(const KtWchar* command_line, std::uint32_t& code) override;
   std::uint32_t LastError() override;
   kt::MachineFacts Machine() override;

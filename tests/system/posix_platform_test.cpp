@@ -253,9 +253,9 @@ class PosixCommand : public PosixTest {
 };
 
 TEST_F(PosixCommand, IsTheOneThatTheLogLinesName) {
-  EXPECT_EQ(kt::NativePlatform().ShadowCopyCommand(kt::ServiceAction::kStart),
+  EXPECT_EQ(KtWString(kt::NativePlatform().ShadowCopyCommand(kt::ServiceAction::kStart)),
             KT_W("systemctl start tormeld-vss-provider.service"));
-  EXPECT_EQ(kt::NativePlatform().ShadowCopyCommand(kt::ServiceAction::kStop),
+  EXPECT_EQ(KtWString(kt::NativePlatform().ShadowCopyCommand(kt::ServiceAction::kStop)),
             KT_W("systemctl stop tormeld-vss-provider.service"));
 }
 

@@ -55,6 +55,14 @@ TEST_F(QueryRegistry, NamesTheWholeValueWhenItsSizeCannotBeAsked) {
                   "hostkit - QueryRegistry - RegQueryValueEx(ProductVersion) failed.")));
 }
 
+TEST_F(QueryRegistry, TellsTheSameWithoutMemoryForTheNarrowName) {
+  framework_.FailCall("_KtAlloc", 1, E_OUTOFMEMORY);
+  EXPECT_EQ(Query(KT_W("ProductVersion")), 2u);
+  EXPECT_EQ(out_, KT_W("before"));
+  EXPECT_EQ(framework_.Traces().back(),
+            fake::Error("hostkit - QueryRegistry - RegQueryValueEx(ProductVersion) failed."));
+}
+
 TEST_F(QueryRegistry, ReturnsTheErrorOfAFailingRead) {
   platform_.SetText(kConfigKey, KT_W("Version"), KT_W("7.1"));
   platform_.ValueAt(kConfigKey, KT_W("Version")).read_error = 5;

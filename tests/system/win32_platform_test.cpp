@@ -70,9 +70,9 @@ TEST_F(Win32Registry, HasNoKeyAndNoValueWhereThereIsNone) {
 }
 
 TEST(Win32Command, IsTheServiceCommandOfTheCommandInterpreter) {
-  EXPECT_EQ(kt::NativePlatform().ShadowCopyCommand(kt::ServiceAction::kStart),
+  EXPECT_EQ(KtWString(kt::NativePlatform().ShadowCopyCommand(kt::ServiceAction::kStart)),
             L"Cmd.exe /C net start \"Tormeld VSS PROVIDER\"");
-  EXPECT_EQ(kt::NativePlatform().ShadowCopyCommand(kt::ServiceAction::kStop),
+  EXPECT_EQ(KtWString(kt::NativePlatform().ShadowCopyCommand(kt::ServiceAction::kStop)),
             L"Cmd.exe /C net stop \"Tormeld VSS PROVIDER\"");
 }
 
