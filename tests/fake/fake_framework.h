@@ -160,6 +160,16 @@ class FAKE_API Framework {
   // Called by every KtSleep on its thread, with no lock held. An empty function takes it away.
   void OnSleep(std::function<void(std::uint32_t milliseconds)> hook);
 
+  // ---- Memory: where the program's operator new is the fake's too, a test that makes its own
+  // allocations fail spares the fake's. `enter` is called at the start of every framework function,
+  // and its result is handed to `leave` at the end, on the same thread. To be set while no other
+  // thread calls; both null for nothing.
+  struct Shield {
+    int (*enter)() noexcept = nullptr;
+    void (*leave)(int) noexcept = nullptr;
+  };
+  void SetShield(Shield shield);
+
   // ---- The world: types and objects. None of these is remembered as a call or can fail; an
   // unknown type or object gives nothing.
   void AddType(const std::string& name,

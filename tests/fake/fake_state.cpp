@@ -6,6 +6,23 @@
 #include <tuple>
 
 namespace fake {
+namespace {
+
+Framework::Shield g_shield;
+
+}  // namespace
+
+Guard::Shielded::Shielded() noexcept {
+  if (g_shield.enter != nullptr) kept_ = g_shield.enter();
+}
+
+Guard::Shielded::~Shielded() {
+  if (g_shield.leave != nullptr) g_shield.leave(kept_);
+}
+
+void Framework::SetShield(Shield shield) {
+  g_shield = shield;
+}
 
 bool IdLess::operator()(const KtGuid& left, const KtGuid& right) const {
   const int rest = std::memcmp(left.Data4, right.Data4, sizeof left.Data4);

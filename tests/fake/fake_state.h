@@ -235,6 +235,25 @@ class State {
   State();
 };
 
-using Guard = std::lock_guard<std::mutex>;
+// What every function of the interface holds: the shield of the test, then the state.
+class Guard {
+ public:
+  explicit Guard(std::mutex& mutex) : lock_(mutex) {}
+
+ private:
+  class Shielded {
+   public:
+    Shielded() noexcept;
+    ~Shielded();
+    Shielded(const Shielded&) = delete;
+    Shielded& operator=(const Shielded&) = delete;
+
+   private:
+    int kept_ = 0;
+  };
+
+  const Shielded shielded_;
+  const std::lock_guard<std::mutex> lock_;
+};
 
 }  // namespace fake

@@ -218,12 +218,12 @@ std::string Format(const char* format, va_list arguments) {
 extern "C" {
 
 KT_BUS_API void KtTrace(uint32_t level, const char* format, ...) {
+  fake::State& state = fake::State::Get();
+  const fake::Guard guard(state.mutex);
   va_list arguments;
   va_start(arguments, format);
   std::string line = format != nullptr ? fake::Format(format, arguments) : "(null)";
   va_end(arguments);
-  fake::State& state = fake::State::Get();
-  const fake::Guard guard(state.mutex);
   state.Note("KtTrace", level, line.c_str());
   state.traces.push_back({level, std::move(line)});
 }

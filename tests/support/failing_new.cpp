@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -28,12 +29,12 @@ FailAllocation::~FailAllocation() {
   g_allowed = -1;
 }
 
-SpareAllocations::SpareAllocations() noexcept : allowed_(g_allowed) {
-  g_allowed = -1;
+int Suspend() noexcept {
+  return std::exchange(g_allowed, -1);
 }
 
-SpareAllocations::~SpareAllocations() {
-  g_allowed = allowed_;
+void Resume(int allowed) noexcept {
+  g_allowed = allowed;
 }
 
 RefuseArrays::RefuseArrays() noexcept {

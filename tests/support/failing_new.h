@@ -14,11 +14,15 @@ class FailAllocation {
   FailAllocation& operator=(const FailAllocation&) = delete;
 };
 
-// While it lives, nothing of this thread fails: for what a test itself remembers meanwhile.
+// Lets nothing of this thread fail until Resume() takes what Suspend() gave.
+int Suspend() noexcept;
+void Resume(int allowed) noexcept;
+
+// The two for a scope: for what a test itself remembers meanwhile.
 class SpareAllocations {
  public:
-  SpareAllocations() noexcept;
-  ~SpareAllocations();
+  SpareAllocations() noexcept : allowed_(Suspend()) {}
+  ~SpareAllocations() { Resume(allowed_); }
   SpareAllocations(const SpareAllocations&) = delete;
   SpareAllocations& operator=(const SpareAllocations&) = delete;
 

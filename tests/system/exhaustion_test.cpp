@@ -33,7 +33,20 @@ class ForgetfulPlatform : public FakePlatform {
   std::optional<support::FailAllocation> failing_;
 };
 
-class WithoutMemoryForTheListener : public SystemTest {
+// The framework's own work does not fail with that of the module.
+class SparingTheFramework : public SystemTest {
+ protected:
+  void SetUp() override {
+    SystemTest::SetUp();
+    framework_.SetShield({&support::Suspend, &support::Resume});
+  }
+  void TearDown() override {
+    framework_.SetShield({});
+    SystemTest::TearDown();
+  }
+};
+
+class WithoutMemoryForTheListener : public SparingTheFramework {
  protected:
   enum class Start { kFailed, kListens, kIsMissingItsListener };
 
@@ -130,7 +143,7 @@ TEST_F(WithoutMemoryForTheListener, NothingAfterTheTypesMakesTheStartFail) {
   framework_.Reset();
 }
 
-class WithoutMemory : public SystemTest {};
+using WithoutMemory = SparingTheFramework;
 
 TEST_F(WithoutMemory, TheShutdownOfTheProviderIsZeroAndGoesOn) {
   ASSERT_EQ(Initialize(), 0u);
