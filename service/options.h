@@ -46,8 +46,8 @@ class CommandLineEnd : public std::runtime_error {
   int status_;
 };
 
-// Reads the words that follow the program's name. Throws CommandLineEnd for --help, --version and
-// for words that make no sense.
+// Reads the words that follow the program's name, which are those of `run`. Throws CommandLineEnd
+// for --help, --version, the commands that print a text, and for words that make no sense.
 Options ParseCommandLine(std::vector<std::string> words);
 
 }  // namespace ktsvc

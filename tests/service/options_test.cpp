@@ -138,5 +138,67 @@ TEST(CommandLine, ShowsTheVersion) {
             std::make_pair(std::string("ktsvc ") + KTSVC_VERSION + "\n", kExitOk));
 }
 
+TEST(CommandLine, PrintsTheManualPage) {
+  const auto [text, status] = EndOf({"man"});
+  EXPECT_EQ(status, kExitOk);
+  EXPECT_EQ(text.rfind(".TH KTSVC 1 ", 0), 0U) << text;
+}
+
+TEST(CommandLine, HasEveryOptionOfTheHelpInTheManualPage) {
+  const std::string page = EndOf({"man"}).first;
+  const std::string help = EndOf({"run", "--help"}).first;
+  std::size_t options = 0;
+  for (std::size_t at = 0; (at = help.find("\n  --", at)) != std::string::npos; ++at) {
+    const std::size_t begin = at + 5;
+    std::string name = help.substr(begin, help.find(' ', begin) - begin);
+    for (std::size_t dash = 0; (dash = name.find('-', dash)) != std::string::npos; dash += 2) {
+      name.insert(dash, 1, '\\');
+    }
+    EXPECT_NE(page.find("\\-\\-" + name + "\\fR"), std::string::npos) << name;
+    ++options;
+  }
+  EXPECT_GE(options, 10U);
+}
+
+TEST(CommandLine, PrintsTheCompletionsOfEachShell) {
+  for (const char* shell : {"bash", "zsh", "fish"}) {
+    const auto [text, status] = EndOf({"completion", shell});
+    EXPECT_EQ(status, kExitOk);
+    EXPECT_NE(text.find(std::string("ktsvc completion ") + shell), std::string::npos) << text;
+    EXPECT_NE(text.find("trace-file"), std::string::npos) << text;
+  }
+}
+
+TEST(CommandLine, RefusesAShellThatItDoesNotKnow) {
+  for (const Words& words : {Words{"completion", "csh"}, Words{"completion"}}) {
+    const auto [text, status] = EndOf(words);
+    EXPECT_EQ(status, kExitUsage);
+    EXPECT_NE(text.find("ktsvc completion --help"), std::string::npos) << text;
+  }
+}
+
+TEST(CommandLine, ListsTheModulesOfAFolder) {
+  const ktsvc_test::ScratchFolder folder;
+  folder.Write("second" + std::string(ModuleSuffix()), "");
+  folder.Write("first" + std::string(ModuleSuffix()), "");
+  folder.Write("readme.txt", "");
+  EXPECT_EQ(EndOf({"modules", "--module-folder", PathText(folder.path())}),
+            std::make_pair(std::string("first\nsecond\n"), kExitOk));
+}
+
+TEST(CommandLine, SaysWhenThereIsNoFolderOfModules) {
+  const auto [text, status] = EndOf({"modules", "--module-folder", "not/there"});
+  EXPECT_EQ(status, kExitUsage);
+  EXPECT_NE(text.find("there is no folder not"), std::string::npos) << text;
+}
+
+TEST(CommandLine, ShowsTheHelpOfEachCommand) {
+  for (const char* command : {"modules", "completion", "man"}) {
+    const auto [text, status] = EndOf({command, "--help"});
+    EXPECT_EQ(status, kExitOk);
+    EXPECT_NE(text.find(std::string("Usage: ktsvc ") + command), std::string::npos) << text;
+  }
+}
+
 }  // namespace
 }  // namespace ktsvc
