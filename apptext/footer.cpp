@@ -7,16 +7,16 @@
 namespace apptext {
 namespace {
 
-constexpr std::string_view kExamples = "Examples:";
-constexpr std::string_view kExample = "Example:";
-constexpr std::string_view kExitStatus = "Exit status:";
+constexpr std::string_view kExamplesTitle = "Examples:";
+constexpr std::string_view kExampleTitle = "Example:";
+constexpr std::string_view kExitStatusTitle = "Exit status:";
 constexpr std::string_view kDigits = "0123456789";
 
 enum class Part { kProse, kExamples, kExitStatus };
 
 // The title that the line begins with; empty for none.
 std::string_view TitleOf(std::string_view line) {
-  for (const std::string_view title : {kExamples, kExample, kExitStatus}) {
+  for (const std::string_view title : {kExamplesTitle, kExampleTitle, kExitStatusTitle}) {
     if (line.substr(0, title.size()) == title) {
       return title;
     }
@@ -89,7 +89,7 @@ Footer ReadFooter(const std::string& text) {
     const std::string_view title = TitleOf(line);
     std::string rest = line;
     if (!title.empty()) {
-      part = title == kExitStatus ? Part::kExitStatus : Part::kExamples;
+      part = title == kExitStatusTitle ? Part::kExitStatus : Part::kExamples;
       rest = Trimmed(std::string_view(line).substr(title.size()));
       if (rest.empty()) {
         continue;

@@ -1,5 +1,6 @@
 #include "manual.h"
 
+#include "apptext/completion.h"
 #include "apptext/man_page.h"
 #include "command_line.h"
 
@@ -18,8 +19,12 @@ std::string ManualPage() {
   return apptext::ManPage(CommandLine().app(), info);
 }
 
-std::string CompletionScript(apptext::Shell shell) {
-  return apptext::Completion(CommandLine().app(), shell, {{"PROVIDER", "ktsvc modules", true}});
+std::optional<std::string> CompletionScript(std::string_view shell) {
+  const std::optional<apptext::Shell> known = apptext::ShellNamed(shell);
+  if (!known) {
+    return std::nullopt;
+  }
+  return apptext::Completion(CommandLine().app(), *known, {{"PROVIDER", "ktsvc modules", true}});
 }
 
 }  // namespace ktsvc

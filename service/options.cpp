@@ -83,11 +83,11 @@ std::string ModuleList(const std::filesystem::path& named) {
     throw CommandLineEnd(ModuleList(line.ModulesFolder()), kExitOk);
   }
   if (line.GivenCompletion()) {
-    const auto shell = apptext::ShellNamed(line.shell());
-    if (!shell) {
+    const auto script = CompletionScript(line.shell());
+    if (!script) {
       Refuse("there are no completions for \"" + line.shell() + "\"", "ktsvc completion --help");
     }
-    throw CommandLineEnd(CompletionScript(*shell), kExitOk);
+    throw CommandLineEnd(*script, kExitOk);
   }
   throw CommandLineEnd(ManualPage(), kExitOk);
 }

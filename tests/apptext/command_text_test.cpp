@@ -91,7 +91,9 @@ TEST_F(TheDescription, KnowsWhichArgumentTakesAllTheRest) {
 
 TEST(OptionGroups, CountAsOptionsOfTheirCommand) {
   CLI::App app("a thing", "thing");
-  app.add_option_group("Both", "of a kind")->add_flag("--one", "the first");
+  app.add_option_group("Both", "of a kind")
+      ->add_flag_callback(
+          "--one", [] {}, "the first");
   const CommandText program = Describe(app);
   ASSERT_EQ(program.groups.size(), 2U);
   EXPECT_EQ(program.groups[1].title, "Both");

@@ -18,7 +18,8 @@ std::unique_ptr<CLI::App> SampleProgram() {
       "Colours: only on a terminal.\n"
       "Exit status: 0 all went well, 1 nothing there, 2 wrong words.");
   app->set_help_flag("-h,--help", "Show this");
-  app->add_flag("--verbose", "Say more: a lot");
+  app->add_flag_callback(
+      "--verbose", [] {}, "Say more: a lot");
   app->add_option("--hidden", "Not to be seen")->group("");
   app->require_subcommand(1);
 
@@ -33,7 +34,8 @@ std::unique_ptr<CLI::App> SampleProgram() {
       ->check(CLI::IsMember({"always", "never"}))
       ->group("Looks");
   show->add_option("-n,--number", "How many")->type_name("N");
-  show->add_flag("-q,--quiet", "Say less");
+  show->add_flag_callback(
+      "-q,--quiet", [] {}, "Say less");
   show->footer("Examples:\n  sample show apples     just these\n");
 
   CLI::App* group = app->add_subcommand("group", "Groups of things");

@@ -1,6 +1,6 @@
 // Where the block devices come from: the one question that blockdev asks of the operating system.
 //
-// Linux answers from udev, /sys and /proc/self/mountinfo; Windows from the volumes and physical
+// Linux answers from udev, /sys and the mount table; Windows from the volumes and physical
 // drives that Win32 lists. Neither opens a device for reading, so no special right is needed.
 #pragma once
 

@@ -92,10 +92,17 @@ std::vector<KernelDevice> ReadKernelDevices() {
   return devices;
 }
 
-std::vector<Mount> ReadMounts() {
-  std::ifstream file("/proc/self/mountinfo", std::ios::binary);
+std::vector<Mount> ReadMounts(const char* path) {
+  std::ifstream file(path, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   return ParseMountInfo(text);
+}
+
+// The machine's mounts. A service in a sandbox of its own has a table with the sandbox's mounts
+// besides, which would look like mount points of the disks; process 1 has the machine's.
+std::vector<Mount> ReadMounts() {
+  std::vector<Mount> mounts = ReadMounts("/proc/1/mountinfo");
+  return mounts.empty() ? ReadMounts("/proc/self/mountinfo") : mounts;
 }
 
 }  // namespace

@@ -1,0 +1,45 @@
+# Installs runtime and kit into a folder, builds a provider with nothing but that, and runs it with
+# the service of that folder.
+
+function(run what)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output
+                  ERROR_VARIABLE errors)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${what}: ${status}\n${output}\n${errors}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+function(expect text what)
+  if(NOT output MATCHES "${text}")
+    message(FATAL_ERROR "${what}: no \"${text}\" in\n${output}")
+  endif()
+endfunction()
+
+file(REMOVE_RECURSE ${WORK}/prefix ${WORK}/mine)
+file(MAKE_DIRECTORY ${WORK})
+foreach(component runtime dev)
+  run("install ${component}" ${CMAKE_COMMAND} --install ${BUILD} --component ${component}
+      --prefix ${WORK}/prefix)
+endforeach()
+
+# A copy, so that nothing of the source tree is found by its place.
+file(COPY ${SOURCE}/examples/hello/ DESTINATION ${WORK}/mine)
+set(toolchain)
+if(TOOLCHAIN)
+  set(toolchain -D CMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -D CMAKE_FIND_ROOT_PATH=${WORK}/prefix)
+endif()
+run("configure" ${CMAKE_COMMAND} -G Ninja -S ${WORK}/mine -B ${WORK}/mine/build
+    -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=Debug
+    -D CMAKE_PREFIX_PATH=${WORK}/prefix ${toolchain})
+run("build" ${CMAKE_COMMAND} --build ${WORK}/mine/build)
+
+# By its path, and by its name once it stands among the installed modules.
+set(service ${EMULATOR} ${WORK}/prefix/bin/ktsvc${SUFFIX} run --quiet --once)
+set(module ${WORK}/mine/build/hello${MODULE_SUFFIX})
+run("run by path" ${service} ${module})
+expect("hello +running" "run by path")
+expect("greeter" "run by path")
+file(COPY ${module} DESTINATION ${WORK}/prefix/lib/ktsvc/modules)
+run("run by name" ${service} hello)
+expect("hello +running" "run by name")
