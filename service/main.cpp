@@ -8,6 +8,7 @@
 #include "options.h"
 #include "orphan_reaper.h"
 #include "progress.h"
+#include "readiness.h"
 #include "service.h"
 #include "stop_signal.h"
 
@@ -16,7 +17,8 @@ int main(int argc, char** argv) {
   try {
     const ktsvc::Options options = ktsvc::ParseCommandLine(ktsvc::CommandLineWords(argc, argv));
     return ktsvc::RunBesideReaper([&options] {
-      ktsvc::Progress progress(options.quiet);
+      const ktsvc::Readiness manager{};
+      ktsvc::Progress progress(options.quiet, &manager);
       // Outlives everything: on Windows the process may end as soon as it goes.
       ktsvc::StopSignal stop([&progress] { progress.SayStillStopping(); });
       return ktsvc::RunService(options, progress, stop, &ktsvc::api::MakeManagement);

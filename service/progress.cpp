@@ -23,7 +23,31 @@ void Progress::Fail(const std::string& text, const std::string& advice) const {
   WriteLines("ktsvc: error: " + text + "\n" + (advice.empty() ? "" : "       " + advice + "\n"));
 }
 
+void Progress::SayServing(const std::string& text) const {
+  Say(text);
+  if (manager_ != nullptr) {
+    manager_->Serving(text);
+  }
+}
+
+void Progress::SayStopping(const std::string& text) const {
+  Say(text);
+  if (manager_ != nullptr) {
+    manager_->Stopping(text);
+  }
+}
+
+void Progress::SayAwaited(const std::string& text) const {
+  Say(text);
+  if (manager_ != nullptr) {
+    manager_->Doing(text);
+  }
+}
+
 void Progress::WaitsFor(const std::string& what) {
+  if (manager_ != nullptr && !what.empty()) {
+    manager_->Doing("waiting for " + what);
+  }
   const std::lock_guard lock(mutex_);
   awaited_ = what;
   since_ = std::chrono::steady_clock::now();

@@ -8,12 +8,16 @@
 #include <mutex>
 #include <string>
 
+#include "readiness.h"
+
 namespace ktsvc {
 
 class Progress {
  public:
-  // A quiet one says failures only.
-  explicit Progress(bool quiet) : quiet_(quiet) {}
+  // A quiet one says failures only. `manager`, when there is one, hears how far the service is,
+  // quiet or not; it is lent.
+  explicit Progress(bool quiet, const Readiness* manager = nullptr)
+      : quiet_(quiet), manager_(manager) {}
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
@@ -23,6 +27,12 @@ class Progress {
   // "ktsvc: error: text", and the advice on a line of its own when there is one.
   void Fail(const std::string& text, const std::string& advice = {}) const;
 
+  // The same for what the service manager is to hear too: that it serves, that it has begun to
+  // stop, and what that waits for.
+  void SayServing(const std::string& text) const;
+  void SayStopping(const std::string& text) const;
+  void SayAwaited(const std::string& text) const;
+
   // What the service waits for from now on ("hostkit to shut down"); empty for nothing.
   void WaitsFor(const std::string& what);
 
@@ -31,6 +41,7 @@ class Progress {
 
  private:
   const bool quiet_;
+  const Readiness* const manager_;
   mutable std::mutex mutex_;
   std::string awaited_;
   std::chrono::steady_clock::time_point since_;

@@ -291,7 +291,7 @@ void ProviderHost::SayWhatIsLeft(const std::string& name, KtProvider provider,
   }
   if (!text.empty()) {
     text.resize(text.size() - 2);
-    progress_.Say(name + " is waited for: " + text);
+    progress_.SayAwaited(name + " is waited for: " + text);
   }
 }
 

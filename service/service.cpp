@@ -76,7 +76,7 @@ class Run {
         management_->RefuseWork();
       }
       if (stop_.Requested()) {
-        progress_.Say("stopping: " + stop_.Reason());
+        progress_.SayStopping("stopping: " + stop_.Reason());
       }
       host.StopAll();
       life_.providers = host.Reports();
@@ -165,8 +165,8 @@ class Run {
       failed_ = true;
       return;
     }
-    progress_.Say("serving " + std::to_string(running) +
-                  (running == 1 ? " provider" : " providers") + "; Ctrl-C stops");
+    progress_.SayServing("serving " + std::to_string(running) +
+                         (running == 1 ? " provider" : " providers") + "; Ctrl-C stops");
     stop_.Wait();
   }
 
