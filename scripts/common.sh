@@ -32,6 +32,9 @@ install_missing() {
 # The compiler's results are found again in another checkout too.
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 
+# The service loads no module that others than its owner could write: what is built here is not.
+umask 022
+
 # build PRESET [TARGET...]: configures once, builds; everything it prints goes to standard error.
 build() {
   local preset=$1; shift

@@ -2,6 +2,10 @@
 
 namespace ktsvc {
 
+std::filesystem::path ProgramFolder() {
+  return ProgramFile().parent_path();
+}
+
 std::string PathText(const std::filesystem::path& path) {
   const std::u8string text = path.u8string();
   return {text.begin(), text.end()};

@@ -21,7 +21,10 @@ std::string_view PathSeparators() noexcept;
 // "Linux" or "Windows", as in "this is no module for Linux on x86-64".
 std::string_view SystemName() noexcept;
 
-// The folder in which the running program's file stands.
+// The running program's file.
+std::filesystem::path ProgramFile();
+
+// The folder in which it stands.
 std::filesystem::path ProgramFolder();
 
 // The command line's words in UTF-8, the program's name left out.
@@ -36,6 +39,11 @@ void UseRegistryFolder(const std::filesystem::path& folder);
 // Readies standard output: a reader that goes away makes a write fail instead of ending the
 // process, without changing what child processes inherit, and a console shows UTF-8.
 void PrepareOutput();
+
+// From now on the system's loader looks for libraries that are named without a path in the system's
+// own folder alone: not in the working folder, nor along PATH. Windows; POSIX systems never look
+// there. Throws std::system_error.
+void LimitLibrarySearch();
 
 // The number of this process.
 std::uint64_t ProcessNumber() noexcept;

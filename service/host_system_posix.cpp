@@ -26,8 +26,8 @@ std::string_view SystemName() noexcept {
   return "Linux";
 }
 
-std::filesystem::path ProgramFolder() {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+std::filesystem::path ProgramFile() {
+  return std::filesystem::read_symlink("/proc/self/exe");
 }
 
 std::vector<std::string> CommandLineWords(int argc, const char* const* argv) {
@@ -54,6 +54,8 @@ void PrepareOutput() {
   sigemptyset(&action.sa_mask);
   sigaction(SIGPIPE, &action, nullptr);
 }
+
+void LimitLibrarySearch() {}
 
 bool IsReaderGone(int error) noexcept {
   return error == EPIPE;

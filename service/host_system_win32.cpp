@@ -34,7 +34,7 @@ std::string_view SystemName() noexcept {
   return "Windows";
 }
 
-std::filesystem::path ProgramFolder() {
+std::filesystem::path ProgramFile() {
   std::wstring name(MAX_PATH, L'\0');
   for (;;) {
     const DWORD size = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()));
@@ -43,7 +43,7 @@ std::filesystem::path ProgramFolder() {
     }
     if (size < name.size()) {
       name.resize(size);
-      return std::filesystem::path(name).parent_path();
+      return name;
     }
     name.resize(name.size() * 2);
   }
@@ -73,6 +73,12 @@ void UseRegistryFolder(const std::filesystem::path& /*folder*/) {
 
 void PrepareOutput() {
   SetConsoleOutputCP(CP_UTF8);
+}
+
+void LimitLibrarySearch() {
+  if (SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32) == FALSE) {
+    throw LastError("the search for libraries cannot be limited");
+  }
 }
 
 // The run-time library has no one answer here.

@@ -15,6 +15,7 @@
 int main(int argc, char** argv) {
   ktsvc::PrepareOutput();
   try {
+    ktsvc::LimitLibrarySearch();
     const ktsvc::Options options = ktsvc::ParseCommandLine(ktsvc::CommandLineWords(argc, argv));
     return ktsvc::RunBesideReaper([&options] {
       const ktsvc::Readiness manager{};

@@ -1,20 +1,21 @@
 // ModuleLibrary: a shared library of the operating system, loaded for as long as the object lives.
 //
-// It is loaded by its absolute path, with all its symbols resolved at once and none of them offered
-// to other libraries. What it depends on is looked for where the system's loader looks (Windows: in
-// the module's own folder, the program's and the system's, nowhere else).
+// It is loaded by its canonical path, with all its symbols resolved at once and none of them
+// offered to other libraries. What it depends on, and what this process has not loaded yet, is
+// looked for where the system's loader looks; on Windows in the module's own folder and the
+// system's, nowhere else.
 //
 // Threads: one thread at a time.
 #pragma once
 
-#include <filesystem>
+#include "module_file.h"
 
 namespace ktsvc {
 
 class ModuleLibrary {
  public:
   // Throws ModuleError with the loader's own words.
-  explicit ModuleLibrary(const std::filesystem::path& absoluteFile);
+  explicit ModuleLibrary(const ModuleFile& file);
   ~ModuleLibrary();
   ModuleLibrary(const ModuleLibrary&) = delete;
   ModuleLibrary& operator=(const ModuleLibrary&) = delete;

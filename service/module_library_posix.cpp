@@ -3,6 +3,7 @@
 #include "host_system.h"
 #include "module_error.h"
 #include "module_library.h"
+#include "shell_word.h"
 
 namespace ktsvc {
 namespace {
@@ -14,16 +15,15 @@ constexpr std::uint32_t kProcessDetach = 0;
 
 }  // namespace
 
-ModuleLibrary::ModuleLibrary(const std::filesystem::path& absoluteFile)
-    : handle_(dlopen(absoluteFile.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+ModuleLibrary::ModuleLibrary(const ModuleFile& file)
+    : handle_(dlopen(file.path().c_str(), RTLD_NOW | RTLD_LOCAL)) {
   if (handle_ == nullptr) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): the loader keeps its message for each thread
     const char* reason = dlerror();
     throw ModuleError(
         "the system's loader refused it: " + std::string(reason == nullptr ? "?" : reason),
-        "A module is a shared library for Linux on x86-64, and everything that it is linked with "
-        "must be found (see: ldd " +
-            PathText(absoluteFile) + ").");
+        "Everything that a module is linked with must be found; see: ldd " +
+            ShellWord(PathText(file.path())));
   }
 }
 

@@ -48,14 +48,17 @@ std::filesystem::path LocateModule(std::string_view word, const std::filesystem:
   const bool isPath = IsModulePath(word);
   const std::filesystem::path named =
       isPath ? PathFromText(word) : folder / PathFromText(std::string(word).append(ModuleSuffix()));
-  std::filesystem::path file = std::filesystem::absolute(named).lexically_normal();
+  // As it was given: ".." behind a link does not lead back to where the link stands.
+  std::filesystem::path file = std::filesystem::absolute(named);
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(file, error);
   if (std::filesystem::is_directory(status)) {
-    throw ModuleError(PathText(file) + " is a folder", Contents(file));
+    throw ModuleError(PathText(file.lexically_normal()) + " is a folder",
+                      Contents(file.lexically_normal()));
   }
   if (!std::filesystem::exists(status)) {
-    throw ModuleError("there is no file " + PathText(file), Contents(file.parent_path()));
+    throw ModuleError("there is no file " + PathText(file.lexically_normal()),
+                      Contents(file.lexically_normal().parent_path()));
   }
   return file;
 }

@@ -136,6 +136,7 @@ bool ProviderHost::BringUp(Entry& entry, const std::string& word,
   } catch (const ModuleError& error) {
     entry.provider = nullptr;
     entry.module.reset();
+    progress_.WaitsFor("");
     Fail(entry, error.what(), error.advice());
     return false;
   }
@@ -148,28 +149,39 @@ bool ProviderHost::BringUp(Entry& entry, const std::string& word,
 
 void ProviderHost::Load(Entry& entry, const std::string& word,
                         const std::filesystem::path& moduleFolder) {
-  std::filesystem::path file = LocateModule(word, moduleFolder);
-  {
-    const std::lock_guard lock(mutex_);
-    entry.report.file = std::move(file);
-  }
+  const std::filesystem::path found = LocateModule(word, moduleFolder);
+  SetFile(entry, found);
   const std::string& name = entry.report.name;
+  progress_.WaitsFor(name + " to be loaded");
+  const ModuleFile file(found);
+  SetFile(entry, file.path());
   // Before anything is loaded: the system would hand out the same module a second time.
   for (const auto& other : entries_) {
-    if (other.get() != &entry && other->module != nullptr && other->report.name == name) {
-      throw ModuleError(
-          "a provider of this name is running already, from " + PathText(other->report.file),
-          "Name each provider once.");
+    if (other.get() == &entry || other->module == nullptr) {
+      continue;
+    }
+    const std::string from = PathText(other->report.file);
+    if (other->report.name == name) {
+      throw ModuleError("a provider of this name is running already, from " + from,
+                        "Name each provider once.");
+    }
+    if (other->report.file == file.path()) {
+      throw ModuleError("its file " + from + " is loaded already, as " + other->report.name,
+                        "Name each provider once.");
     }
   }
-  progress_.Say("loading " + name + " from " + PathText(entry.report.file));
-  progress_.WaitsFor(name + " to be loaded");
-  entry.module = std::make_unique<ProviderModule>(entry.report.file, name);
+  progress_.Say("loading " + name + " from " + PathText(file.path()));
+  entry.module = std::make_unique<ProviderModule>(file, name);
   const KtStatus status = KtBusAttachProvider(database_, name.c_str(), &entry.module->table(),
                                               entry.module->address(), &entry.provider);
   if (StatusFails(status)) {
     throw ModuleError("the bus does not take it: " + StatusText(status), "");
   }
+}
+
+void ProviderHost::SetFile(Entry& entry, const std::filesystem::path& file) {
+  const std::lock_guard lock(mutex_);
+  entry.report.file = file;
 }
 
 bool ProviderHost::Initialize(Entry& entry) {

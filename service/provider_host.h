@@ -43,7 +43,7 @@ std::string_view StateName(ProviderState state) noexcept;
 // All that is known of one provider, for the reports.
 struct ProviderReport {
   std::string name;
-  std::filesystem::path file;  // empty when no file was found
+  std::filesystem::path file;  // canonical once it was opened; empty when none was found
   ProviderState state = ProviderState::kFailed;
   std::optional<std::string> version;  // none when it gives none
   std::optional<KtStatus> initialize;  // none when it was not called
@@ -87,6 +87,7 @@ class ProviderHost {
 
   bool BringUp(Entry& entry, const std::string& word, const std::filesystem::path& moduleFolder);
   void Load(Entry& entry, const std::string& word, const std::filesystem::path& moduleFolder);
+  void SetFile(Entry& entry, const std::filesystem::path& file);
   bool Initialize(Entry& entry);
   void TakeDown(Entry& entry);
   void CountWork(Entry& entry) const;

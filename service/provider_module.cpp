@@ -29,10 +29,10 @@ constexpr const char* kProviderEntry = "ProviderEntry";
 
 }  // namespace
 
-ProviderModule::ProviderModule(const std::filesystem::path& absoluteFile, const std::string& name)
-    : library_(std::make_unique<ModuleLibrary>(absoluteFile)) {
+ProviderModule::ProviderModule(const ModuleFile& file, const std::string& name)
+    : library_(std::make_unique<ModuleLibrary>(file)) {
   try {
-    CheckExports(absoluteFile);
+    CheckExports(file.path());
     Start(name);
   } catch (const ModuleError&) {
     Unload();

@@ -19,7 +19,7 @@ class ProviderModule {
  public:
   // Loads the file and asks it for the provider of that name. Throws ModuleError, with the module
   // unloaded again: it cannot be loaded, misses an export, refuses the name, or throws.
-  ProviderModule(const std::filesystem::path& absoluteFile, const std::string& name);
+  ProviderModule(const ModuleFile& file, const std::string& name);
   ~ProviderModule();
   ProviderModule(const ProviderModule&) = delete;
   ProviderModule& operator=(const ProviderModule&) = delete;

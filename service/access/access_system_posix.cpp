@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "access/access_error.h"
+#include "file_descriptor.h"
 
 namespace ktsvc::access {
 namespace {
@@ -82,22 +83,6 @@ class PosixNames final : public NameDirectory {
   }
 };
 
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) {
-      close(number_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  [[nodiscard]] int number() const { return number_; }
-
- private:
-  int number_;
-};
-
 [[noreturn]] void Fail(const std::string& file, const std::string& reason,
                        const std::string& advice) {
   throw AccessError(file, 0, 0, reason, advice);
@@ -143,12 +128,12 @@ std::string ReadGuardedFile(const std::filesystem::path& file, FileGuard guard,
                             std::size_t maxBytes) {
   const std::string name = FileText(file);
   // Not blocking: a pipe in the file's place must not hold up the start.
-  const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (descriptor.number() < 0) {
+  const FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (descriptor.get() < 0) {
     FailToRead(name, errno);
   }
   struct stat status {};
-  if (fstat(descriptor.number(), &status) != 0) {
+  if (fstat(descriptor.get(), &status) != 0) {
     FailToRead(name, errno);
   }
   if (!S_ISREG(status.st_mode)) {
@@ -158,7 +143,7 @@ std::string ReadGuardedFile(const std::filesystem::path& file, FileGuard guard,
           JudgeFile(name, {status.st_uid, status.st_mode & 0777U}, guard, geteuid())) {
     Fail(name, fault->reason, fault->advice);
   }
-  std::string text = ReadAll(descriptor.number(), maxBytes, name);
+  std::string text = ReadAll(descriptor.get(), maxBytes, name);
   if (text.size() > maxBytes) {
     Fail(name, "the file is larger than " + std::to_string(maxBytes) + " bytes",
          "Name the right file, or shorten its comments.");

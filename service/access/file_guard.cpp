@@ -1,36 +1,12 @@
 #include "access/file_guard.h"
 
-#include <string_view>
-
 namespace ktsvc::access {
 namespace {
 
 constexpr std::uint32_t kOthersMayWrite = 022;
 constexpr std::uint32_t kOthersMayAnything = 077;
 
-std::string OctalText(std::uint32_t mode) {
-  std::string text = "0";
-  for (unsigned shift = 9; shift != 0; shift -= 3) {
-    text += static_cast<char>('0' + ((mode >> (shift - 3)) & 7U));
-  }
-  return text;
-}
-
 }  // namespace
-
-std::string ShellWord(const std::string& text) {
-  constexpr std::string_view kPlain =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%,=";
-  if (!text.empty() && text.front() != '-' && text.find_first_not_of(kPlain) == std::string::npos) {
-    return text;
-  }
-  // A leading '-' would be an option to the command.
-  std::string word = text.starts_with('-') ? "'./" : "'";
-  for (const char unit : text) {
-    word += unit == '\'' ? std::string("'\\''") : std::string(1, unit);
-  }
-  return word + "'";
-}
 
 std::optional<FileFault> JudgeFile(const std::string& file, const FileFacts& facts, FileGuard guard,
                                    std::uint32_t ownUser) {
@@ -46,15 +22,13 @@ std::optional<FileFault> JudgeFile(const std::string& file, const FileFacts& fac
                      "Run: chown " + owner + " " + word + " && " + mode + word};
   }
   if (secret && (facts.mode & kOthersMayAnything) != 0) {
-    return FileFault{
-        "others than its owner can reach the file (mode " + OctalText(facts.mode) + ")",
-        "Run: chmod 600 " + word +
-            "  (and give each token a new secret, if others could have read it)"};
+    return FileFault{"others than its owner can reach the file (mode " + ModeText(facts.mode) + ")",
+                     "Run: chmod 600 " + word +
+                         "  (and give each token a new secret, if others could have read it)"};
   }
   if (!secret && (facts.mode & kOthersMayWrite) != 0) {
-    return FileFault{
-        "others than its owner can write the file (mode " + OctalText(facts.mode) + ")",
-        "Run: chmod go-w " + word};
+    return FileFault{"others than its owner can write the file (mode " + ModeText(facts.mode) + ")",
+                     "Run: chmod go-w " + word};
   }
   return std::nullopt;
 }

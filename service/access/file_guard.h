@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "shell_word.h"
+
 namespace ktsvc::access {
 
 enum class FileGuard : std::uint8_t {
@@ -28,8 +30,5 @@ struct FileFault {
 // its mode as the guard says. `file` is the name that the commands are given.
 std::optional<FileFault> JudgeFile(const std::string& file, const FileFacts& facts, FileGuard guard,
                                    std::uint32_t ownUser);
-
-// The name as one word of a shell command.
-std::string ShellWord(const std::string& text);
 
 }  // namespace ktsvc::access

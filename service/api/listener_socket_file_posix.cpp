@@ -13,10 +13,11 @@
 #include <thread>
 #include <utility>
 
-#include "access/file_guard.h"
 #include "access/peer_credentials.h"
 #include "api/http_server.h"
 #include "api/listener.h"
+#include "file_descriptor.h"
+#include "shell_word.h"
 
 namespace ktsvc::api {
 namespace {
@@ -37,30 +38,13 @@ std::string ErrorText(int error) {
                     (advice.empty() ? "" : " " + advice));
 }
 
-// A descriptor that is closed at the end.
-class Descriptor {
- public:
-  explicit Descriptor(int value) noexcept : value_(value) {}
-  ~Descriptor() {
-    if (value_ >= 0) {
-      close(value_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  [[nodiscard]] int get() const noexcept { return value_; }
-
- private:
-  const int value_;
-};
-
 // The folder, if nobody but root and this user can put something else in the socket's place.
 void CheckFolder(const fs::path& file, const fs::path& folder, int descriptor) {
   struct stat facts {};
   if (fstat(descriptor, &facts) != 0) {
     Refuse(file, "its folder cannot be looked at: " + ErrorText(errno), "");
   }
-  const std::string word = access::ShellWord(folder.string());
+  const std::string word = ShellWord(folder.string());
   if (facts.st_uid != 0 && facts.st_uid != geteuid()) {
     Refuse(file,
            "its folder belongs to user " + std::to_string(facts.st_uid) + ", who could replace it",
@@ -114,7 +98,7 @@ void ClearPlace(const fs::path& file) {
     Refuse(file, "there is a file of that name that is no socket", "Remove it, or choose another.");
   }
   const sockaddr_un address = AddressOf(file);
-  const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const FileDescriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (probe.get() < 0) {
     Refuse(file, ErrorText(errno), "");
   }
@@ -205,10 +189,10 @@ std::unique_ptr<Listener> ListenOnSocketFile(boost::asio::io_context& context,
   const fs::path absolute = fs::absolute(file).lexically_normal();
   static_cast<void>(AddressOf(absolute));
   const fs::path folder = absolute.parent_path();
-  const Descriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (descriptor.get() < 0) {
     Refuse(absolute, "its folder cannot be opened: " + ErrorText(errno),
-           errno == ENOENT ? "Run: mkdir " + access::ShellWord(folder.string()) : "");
+           errno == ENOENT ? "Run: mkdir " + ShellWord(folder.string()) : "");
   }
   CheckFolder(absolute, folder, descriptor.get());
   LockFolder(absolute, descriptor.get());
