@@ -7,6 +7,7 @@
 #include "bus_text.h"
 #include "host_system.h"
 #include "ktbus3/ktbus3_host.h"
+#include "ledger.h"
 #include "module_error.h"
 #include "module_locator.h"
 #include "property_text.h"
@@ -90,12 +91,29 @@ std::string Counted(std::uint64_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
+// "nothing kept", or what its account in the ledger still holds.
+std::string KeptBy(const std::string& provider) {
+  std::string text;
+  for (const LedgerRow& row : ReadLedger()) {
+    if (row.account != provider || IsClean(row)) {
+      continue;
+    }
+    text += (text.empty() ? "but kept " : ", ") + std::to_string(row.kept) + " " + row.kind;
+    if (row.wrongFrees != 0) {
+      text += " (" + std::to_string(row.wrongFrees) + " wrongly freed)";
+    }
+  }
+  return text.empty() ? "nothing kept" : text;
+}
+
 }  // namespace
 
 std::string_view StateName(ProviderState state) noexcept {
   switch (state) {
     case ProviderState::kRunning:
       return "running";
+    case ProviderState::kStopping:
+      return "stopping";
     case ProviderState::kStopped:
       return "stopped";
     case ProviderState::kFailed:
@@ -225,15 +243,21 @@ void ProviderHost::StopAll() {
 void ProviderHost::TakeDown(Entry& entry) {
   const std::string& name = entry.report.name;
   const auto begin = std::chrono::steady_clock::now();
+  {
+    const std::lock_guard lock(mutex_);
+    entry.going = entry.provider;
+    if (entry.report.state == ProviderState::kRunning) {
+      entry.report.state = ProviderState::kStopping;
+    }
+  }
   progress_.Say("shutting down " + name);
   progress_.WaitsFor(name + " to shut down");
-  const Answer answer = Ask(entry.provider, [this, &entry, &name] {
-    // The call itself is one of those in flight.
-    bool asked = false;
-    const StopWatch watch(sayEvery_, [this, &entry, &name, &asked] {
-      SayWhatIsLeft(name, entry.provider, std::exchange(asked, true) ? 1 : 0);
-    });
-    return KtBusShutdownProvider(entry.provider, 0);
+  const Answer answer = Ask(entry.provider, [this, &entry] {
+    const StopWatch watch(sayEvery_, [this, &entry] { SayWhatIsLeft(entry); });
+    entry.inShutdown = true;
+    const KtStatus status = KtBusShutdownProvider(entry.provider, 0);
+    entry.inShutdown = false;
+    return status;
   });
   {
     const std::lock_guard lock(mutex_);
@@ -245,9 +269,13 @@ void ProviderHost::TakeDown(Entry& entry) {
   progress_.WaitsFor("calls into " + name + " to return");
   const KtProvider provider = std::exchange(entry.provider, nullptr);
   const KtStatus detached = [&] {
-    const StopWatch watch(sayEvery_, [this, &name, provider] { SayWhatIsLeft(name, provider, 0); });
+    const StopWatch watch(sayEvery_, [this, &entry] { SayWhatIsLeft(entry); });
     return KtBusDetachProvider(provider);
   }();
+  {
+    const std::lock_guard lock(mutex_);
+    entry.going = nullptr;
+  }
   if (!wentDown || StatusFails(detached)) {
     entry.module->Abandon();
   }
@@ -273,7 +301,7 @@ void ProviderHost::TakeDown(Entry& entry) {
       const std::lock_guard lock(mutex_);
       entry.report.state = ProviderState::kStopped;
     }
-    progress_.Say(name + " is down after " + Milliseconds(begin));
+    progress_.Say(name + " is down after " + Milliseconds(begin) + ", " + KeptBy(name));
   }
 }
 
@@ -287,23 +315,38 @@ void ProviderHost::CountWork(Entry& entry) const {
   }
 }
 
-void ProviderHost::SayWhatIsLeft(const std::string& name, KtProvider provider,
-                                 std::uint64_t own) const {
+std::vector<std::string> ProviderHost::WhatIsLeft(const std::string& name, KtProvider provider,
+                                                  bool inShutdown) const {
+  const std::vector<std::string> controls =
+      inFlight_ ? inFlight_(name) : std::vector<std::string>{};
   const Work work = WorkOf(database_, provider).value_or(Work{});
-  const std::uint64_t calls = work.callsInFlight - std::min(own, work.callsInFlight);
-  std::string text;
-  for (const std::string& sentence : inFlight_ ? inFlight_(name) : std::vector<std::string>{}) {
-    text += NameText(sentence) + "; ";
+  // The call that shuts it down is no cause of the waiting.
+  const std::uint64_t own = inShutdown ? 1 : 0;
+  const std::uint64_t threads = work.callsInFlight - std::min(own, work.callsInFlight);
+  std::vector<std::string> sentences;
+  if (!controls.empty()) {
+    std::string sentence = Counted(controls.size(), "control") + " in flight: ";
+    for (const std::string& control : controls) {
+      sentence += (&control == &controls.front() ? "" : "; ") + control;
+    }
+    sentences.push_back(std::move(sentence));
   }
   if (work.noticesWaiting != 0) {
-    text += Counted(work.noticesWaiting, "notice") + " in delivery or waiting; ";
+    sentences.push_back(Counted(work.noticesWaiting, "notice") + " in delivery or waiting");
   }
-  if (calls != 0) {
-    text += Counted(calls, "call") + " in flight; ";
+  if (threads != 0) {
+    sentences.push_back(Counted(threads, "thread") + " in its functions");
+  }
+  return sentences;
+}
+
+void ProviderHost::SayWhatIsLeft(const Entry& entry) const {
+  std::string text;
+  for (const std::string& sentence : WhatIsLeft(entry.report.name, entry.going, entry.inShutdown)) {
+    text += (text.empty() ? "" : "; ") + NameText(sentence);
   }
   if (!text.empty()) {
-    text.resize(text.size() - 2);
-    progress_.SayAwaited(name + " is waited for: " + text);
+    progress_.SayAwaited(entry.report.name + " is waited for: " + text);
   }
 }
 
@@ -317,10 +360,26 @@ void ProviderHost::Fail(Entry& entry, const std::string& what, const std::string
 }
 
 std::vector<ProviderReport> ProviderHost::Reports() const {
-  const std::lock_guard lock(mutex_);
+  struct Going {
+    std::size_t place;
+    KtProvider provider;
+    bool inShutdown;
+  };
   std::vector<ProviderReport> reports;
-  for (const auto& entry : entries_) {
-    reports.push_back(entry->report);
+  std::vector<Going> going;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& entry : entries_) {
+      if (entry->going != nullptr) {
+        going.push_back({reports.size(), entry->going, entry->inShutdown});
+      }
+      reports.push_back(entry->report);
+    }
+  }
+  // Others are asked outside the lock.
+  for (const Going& one : going) {
+    ProviderReport& report = reports[one.place];
+    report.waitsFor = WhatIsLeft(report.name, one.provider, one.inShutdown);
   }
   return reports;
 }

@@ -6,13 +6,17 @@
 // such a one stays in memory.
 //
 // While a provider is being stopped, it is said what is still waited for: at once when there is
-// anything, and then again and again.
+// anything, and then again and again. What can be known of that is the controls that came through
+// the service, the notices of the bus, and the threads that the bus has in the provider's
+// functions; threads of the provider's own are known to the provider alone, which waits for them in
+// its Shutdown. When it is down, it is said what it kept.
 //
 // Threads:   one thread at a time, Reports() excepted, which any thread may call.
 // Ownership: owns the modules; the database is lent and must outlive it. The destructor stops what
 //            is still running.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -35,9 +39,9 @@ struct ProviderFailure {
   std::string advice;
 };
 
-enum class ProviderState { kRunning, kStopped, kFailed };
+enum class ProviderState { kRunning, kStopping, kStopped, kFailed };
 
-// "running", "stopped" or "failed".
+// "running", "stopping", "stopped" or "failed".
 std::string_view StateName(ProviderState state) noexcept;
 
 // All that is known of one provider, for the reports.
@@ -52,6 +56,7 @@ struct ProviderReport {
   std::uint64_t notices = 0;     // delivered to it, counted when it stops
   std::uint64_t exceptions = 0;  // that left its functions
   std::vector<ProviderFailure> failures;
+  std::vector<std::string> waitsFor;  // while it is stopping, a sentence or more
 };
 
 class ProviderHost {
@@ -83,6 +88,8 @@ class ProviderHost {
     ProviderReport report;
     std::unique_ptr<ProviderModule> module;
     KtProvider provider = nullptr;
+    KtProvider going = nullptr;  // while it is being stopped
+    std::atomic<bool> inShutdown{false};
   };
 
   bool BringUp(Entry& entry, const std::string& word, const std::filesystem::path& moduleFolder);
@@ -92,7 +99,9 @@ class ProviderHost {
   void TakeDown(Entry& entry);
   void CountWork(Entry& entry) const;
   void Fail(Entry& entry, const std::string& what, const std::string& advice);
-  void SayWhatIsLeft(const std::string& name, KtProvider provider, std::uint64_t own) const;
+  [[nodiscard]] std::vector<std::string> WhatIsLeft(const std::string& name, KtProvider provider,
+                                                    bool inShutdown) const;
+  void SayWhatIsLeft(const Entry& entry) const;
 
   KtDatabase database_;
   Progress& progress_;

@@ -54,7 +54,8 @@ Response GetProviders(const Call& call) {
   for (ProviderReport& report : call.context.providers()) {
     BusFigures now;
     if (const auto found = figures.find(report.name);
-        found != figures.end() && report.state == ProviderState::kRunning) {
+        found != figures.end() &&
+        (report.state == ProviderState::kRunning || report.state == ProviderState::kStopping)) {
       now = found->second;
       // The report gets these when the provider stops.
       report.controls = now.controls;
@@ -68,6 +69,10 @@ Response GetProviders(const Call& call) {
       }
     }
     Json item = ProviderJson(report);
+    item["waitsFor"] = Json::array();
+    for (const std::string& sentence : report.waitsFor) {
+      item["waitsFor"].push_back(TextJson(sentence));
+    }
     item["activity"] = ActivityJson(*call.context.activity, report.name, now);
     item["ledger"] = LedgerJson(rows)["rows"];
     items.push_back(std::move(item));

@@ -75,6 +75,7 @@ TEST_F(ApiRead, ListsProvidersWithWhatTheyDo) {
   EXPECT_EQ(provider["activity"]["failures"], 1);
   EXPECT_THAT(provider["activity"]["slowest"]["what"].get<std::string>(), HasSubstr("disk"));
   EXPECT_TRUE(provider["activity"]["inFlight"].empty());
+  EXPECT_TRUE(provider["waitsFor"].empty());
   EXPECT_TRUE(provider["ledger"].is_array());
 }
 
@@ -94,6 +95,22 @@ TEST_F(ApiRead, ListsTheControlsInFlightOfAProvider) {
   EXPECT_EQ(running["selector"], 3);
   EXPECT_EQ(running["code"], 7);
   EXPECT_EQ(seen["activity"]["callsInFlight"], 1);
+}
+
+TEST_F(ApiRead, ShowsTheFiguresOfAProviderThatIsStoppingAndWhatItWaitsFor) {
+  const KtObjId disk = NewDisk();
+  reports.front().state = ktsvc::ProviderState::kStopping;
+  reports.front().waitsFor = {"1 control in flight: ...", "1 thread in its functions"};
+  Json seen;
+  alpha().control = [&](const auto&) {
+    seen = GetJson("/v1/providers")["items"].at(0);
+    return 0U;
+  };
+  Control(Operator(), disk, R"({"interface":"disk","code":7})");
+  EXPECT_EQ(seen["state"], "stopping");
+  EXPECT_EQ(seen["waitsFor"], (Json{"1 control in flight: ...", "1 thread in its functions"}));
+  EXPECT_EQ(seen["activity"]["callsInFlight"], 1);
+  EXPECT_EQ(seen["activity"]["inFlight"].size(), 1U);
 }
 
 TEST_F(ApiRead, ListsAProviderThatFailedWithItsReason) {
