@@ -13,9 +13,14 @@ constexpr std::chrono::milliseconds kPause{10};
 
 }  // namespace
 
-Program::Program(std::vector<std::string> words, const Environment& environment)
-    : process_(std::make_unique<Process>(std::move(words), environment, folder_.path() / "output",
-                                         folder_.path() / "errors")) {}
+std::filesystem::path BuiltProgram() {
+  return ktsvc::ProgramFolder() / ("ktsvc" + ktsvc::ProgramFile().extension().string());
+}
+
+Program::Program(std::vector<std::string> words, const Environment& environment,
+                 const std::filesystem::path& file)
+    : process_(std::make_unique<Process>(file, std::move(words), environment,
+                                         folder_.path() / "output", folder_.path() / "errors")) {}
 
 Program::~Program() = default;
 
@@ -41,6 +46,10 @@ bool Program::WaitForError(const std::string& text) {
 
 void Program::Signal(int number) {
   process_->Signal(number);
+}
+
+std::intptr_t Program::Number() const {
+  return process_->Number();
 }
 
 std::string Program::Output() const {

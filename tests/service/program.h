@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -23,10 +24,14 @@ struct Result {
   std::string errors;  // standard error
 };
 
+// ktsvc as it was built with the test.
+std::filesystem::path BuiltProgram();
+
 class Program {
  public:
-  // Starts it with these words.
-  explicit Program(std::vector<std::string> words, const Environment& environment = {});
+  // Starts it with these words: the one that was built with the test, or another.
+  explicit Program(std::vector<std::string> words, const Environment& environment = {},
+                   const std::filesystem::path& file = BuiltProgram());
 
   // Ends it when it still runs.
   ~Program();
@@ -41,6 +46,9 @@ class Program {
 
   // Sends the signal (SIGINT ...); on POSIX systems.
   void Signal(int number);
+
+  // The number of its process; on POSIX systems.
+  [[nodiscard]] std::intptr_t Number() const;
 
   [[nodiscard]] std::string Output() const;
   [[nodiscard]] std::string Errors() const;

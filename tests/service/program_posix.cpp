@@ -40,10 +40,10 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
-Program::Process::Process(std::vector<std::string> words, const Environment& environment,
-                          const std::filesystem::path& output,
+Program::Process::Process(const std::filesystem::path& file, std::vector<std::string> words,
+                          const Environment& environment, const std::filesystem::path& output,
                           const std::filesystem::path& errors) {
-  const std::string program = (ktsvc::ProgramFolder() / "ktsvc").string();
+  const std::string program = file.string();
   words.insert(words.begin(), program);
   std::vector<std::string> variables = MergedEnvironment(environment);
 

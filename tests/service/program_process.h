@@ -11,8 +11,9 @@ namespace ktsvc_test {
 
 class Program::Process {
  public:
-  Process(std::vector<std::string> words, const Environment& environment,
-          const std::filesystem::path& output, const std::filesystem::path& errors);
+  Process(const std::filesystem::path& file, std::vector<std::string> words,
+          const Environment& environment, const std::filesystem::path& output,
+          const std::filesystem::path& errors);
   // Ends it when it still runs.
   ~Process();
   Process(const Process&) = delete;
@@ -21,6 +22,8 @@ class Program::Process {
   // True when it has ended; Status() then holds its exit status, -1 when a signal ended it.
   bool HasEnded();
   [[nodiscard]] int Status() const noexcept { return status_; }
+
+  [[nodiscard]] std::intptr_t Number() const noexcept { return id_; }
 
   void Signal(int number);
 

@@ -29,13 +29,13 @@ HANDLE OpenForChild(const std::filesystem::path& file) {
 
 }  // namespace
 
-Program::Process::Process(std::vector<std::string> words, const Environment& environment,
-                          const std::filesystem::path& output,
+Program::Process::Process(const std::filesystem::path& file, std::vector<std::string> words,
+                          const Environment& environment, const std::filesystem::path& output,
                           const std::filesystem::path& errors) {
   for (const auto& [name, value] : environment) {
     SetEnvironmentVariableW(Wide(name).c_str(), Wide(value).c_str());
   }
-  const std::wstring program = (ktsvc::ProgramFolder() / "ktsvc.exe").wstring();
+  const std::wstring program = file.wstring();
   std::wstring line = CommandLine(program, words);
   STARTUPINFOW startup{};
   startup.cb = sizeof(startup);

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <thread>
+#include <utility>
 
 #include "host_system.h"
 #include "ktbus3/ktbus3_host.h"
@@ -43,6 +46,22 @@ class ProviderHostTest : public testing::Test {
 // What a provider of that name reports after it was started and, where it ran, stopped.
 class ProviderHostFailure : public ProviderHostTest {
  protected:
+  // A module with the mark of another processor in its header.
+  static std::filesystem::path WriteForeignModule(const ScratchFolder& folder) {
+    const std::string suffix(ModuleSuffix());
+    std::ifstream stream(TestModules() / ("plain" + suffix), std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    if (bytes.starts_with("MZ")) {
+      const auto header = static_cast<unsigned char>(bytes.at(60)) +
+                          256U * static_cast<unsigned char>(bytes.at(61));
+      bytes.at(header + 4) = '\x64';
+      bytes.at(header + 5) = '\xAA';
+    } else {
+      bytes.at(18) = '\xB7';
+    }
+    return folder.Write("foreign" + suffix, bytes);
+  }
+
   ProviderReport ReportOf(const std::string& word) {
     ProviderHost host(database_, progress_);
     host.Start(word, TestModules());
@@ -193,7 +212,50 @@ TEST_F(ProviderHostFailure, GivesTheStatusOfAShutdownThatFails) {
 TEST_F(ProviderHostFailure, RefusesAFileThatIsNoLibrary) {
   const ScratchFolder folder;
   const auto file = folder.Write("text" + std::string(ModuleSuffix()), "no library");
-  EXPECT_EQ(FailureOf(PathText(file)).rfind("the system's loader refused it: ", 0), 0U);
+  EXPECT_EQ(FailureOf(PathText(file)),
+            "it is no shared library: it begins with neither an ELF nor a PE header");
+}
+
+TEST_F(ProviderHostFailure, RefusesAModuleForAnotherProcessor) {
+  const ScratchFolder folder;
+  const ProviderReport report = ReportOf(PathText(WriteForeignModule(folder)));
+  EXPECT_EQ(report.failures.front().what, "it is for another processor: ARM64, 64 bits");
+  EXPECT_NE(report.failures.front().advice.find("take the one that was built for it"),
+            std::string::npos);
+}
+
+TEST_F(ProviderHostFailure, GivesTheLoadersWordsForALibraryThatIsMissing) {
+  const std::string failure = FailureOf("orphaned");
+  EXPECT_EQ(failure.rfind("the system's loader refused it: ", 0), 0U) << failure;
+}
+
+TEST_F(ProviderHostFailure, GivesTheStatusOfAProviderEntryThatFails) {
+  EXPECT_EQ(FailureOf("poor"), "its ProviderEntry fails: 0x8007000E E_OUTOFMEMORY (out of memory)");
+}
+
+TEST_F(ProviderHostFailure, SurvivesAProviderEntryThatThrows) {
+  EXPECT_EQ(FailureOf("bursting"), "it threw an exception while it was being started");
+}
+
+TEST_F(ProviderHostFailure, LetsTheOthersRunWhateverIsWrongWithOne) {
+  const ScratchFolder folder;
+  const std::string foreign = PathText(WriteForeignModule(folder));
+  const std::string text =
+      PathText(folder.Write("text" + std::string(ModuleSuffix()), "no library"));
+  for (const std::string& bad :
+       {std::string("nobody"), std::string("misnamed"), std::string("exportless"),
+        std::string("refusing"), std::string("throwing"), std::string("orphaned"),
+        std::string("poor"), std::string("bursting"), foreign, text}) {
+    ProviderHost host(database_, progress_);
+    EXPECT_TRUE(host.Start("good", TestModules())) << bad;
+    EXPECT_FALSE(host.Start(bad, TestModules())) << bad;
+    EXPECT_TRUE(host.Start("plain", TestModules())) << bad;
+    const auto reports = host.Reports();
+    EXPECT_EQ(reports[0].state, ProviderState::kRunning) << bad;
+    EXPECT_EQ(reports[1].state, ProviderState::kFailed) << bad;
+    EXPECT_EQ(reports[1].failures.size(), 1U) << bad;
+    EXPECT_EQ(reports[2].state, ProviderState::kRunning) << bad;
+  }
 }
 
 TEST_F(ProviderHostFailure, CountsExceptionsThatLeftAnyFunction) {
@@ -222,8 +284,8 @@ TEST_F(ProviderHostTest, AStopNamesWhatIsStillWaitedFor) {
     host.StopAll();
   }
   const std::string said = testing::internal::GetCapturedStderr();
-  EXPECT_NE(said.find("ktsvc: plain is waited for: control 7 for alice of plain; "
-                      "control 8 for bob\n"),
+  EXPECT_NE(said.find("ktsvc: plain is waited for: 2 controls in flight: control 7 for alice "
+                      "of plain; control 8 for bob\n"),
             std::string::npos)
       << said;
 }
@@ -240,6 +302,45 @@ TEST_F(ProviderHostTest, AStopThatWaitsForNothingNamesNothing) {
   }
   const std::string said = testing::internal::GetCapturedStderr();
   EXPECT_EQ(said.find("waited for"), std::string::npos) << said;
+}
+
+TEST_F(ProviderHostTest, AStopEndsWithWhatTheProviderKept) {
+  Progress loud(false);
+  testing::internal::CaptureStderr();
+  {
+    ProviderHost host(database_, loud);
+    host.Start("plain", TestModules());
+    host.StopAll();
+  }
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_NE(said.find(" ms, nothing kept\n"), std::string::npos) << said;
+}
+
+TEST_F(ProviderHostTest, AReportDuringAStopTellsWhatIsWaitedFor) {
+  std::vector<ProviderReport> seen;
+  const ProviderHost* looked = nullptr;
+  {
+    bool asking = false;
+    ProviderHost host(
+        database_, progress_,
+        [&](const std::string&) {
+          if (!std::exchange(asking, true)) {
+            seen = looked->Reports();
+          }
+          return std::vector<std::string>{"control 7 for alice"};
+        },
+        std::chrono::hours(1));
+    looked = &host;
+    host.Start("plain", TestModules());
+    EXPECT_TRUE(host.Reports().front().waitsFor.empty());
+    host.StopAll();
+    EXPECT_EQ(host.Reports().front().state, ProviderState::kStopped);
+    EXPECT_TRUE(host.Reports().front().waitsFor.empty());
+  }
+  ASSERT_EQ(seen.size(), 1U);
+  EXPECT_EQ(seen.front().state, ProviderState::kStopping);
+  ASSERT_EQ(seen.front().waitsFor.size(), 1U);
+  EXPECT_EQ(seen.front().waitsFor.front(), "1 control in flight: control 7 for alice");
 }
 
 }  // namespace

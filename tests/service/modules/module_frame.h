@@ -9,12 +9,7 @@
 #include <string>
 
 #include "ktbus3/ktbus3.h"
-
-#ifdef _WIN32
-#define KT_TEST_EXPORT extern "C" __declspec(dllexport)
-#else
-#define KT_TEST_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
+#include "module_exports.h"
 
 namespace test_module {
 

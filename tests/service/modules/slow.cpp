@@ -1,28 +1,20 @@
-// A provider whose Shutdown waits until the file that KTSVC_TEST_GATE names is there.
+// A provider whose Shutdown waits for the gate.
 
 #include "module_frame.h"
-
-#include <cstdlib>
-#include <filesystem>
-#include <system_error>
+#include "module_gate.h"
 
 namespace test_module {
 namespace {
 
-KtStatus WaitForGate(std::uint64_t /*argument*/) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment
-  const char* gate = std::getenv("KTSVC_TEST_GATE");
-  std::error_code error;
-  while (gate != nullptr && !std::filesystem::exists(gate, error)) {
-    KtSleep(10);
-  }
+KtStatus ShutDownLate(std::uint64_t /*argument*/) {
+  WaitForGate();
   return 0;
 }
 
 }  // namespace
 
 const KtWchar* const kProviderName = KT_W("slow");
-const KtProviderTable kProviderTable{Control, Initialize,   WaitForGate,
+const KtProviderTable kProviderTable{Control, Initialize,   ShutDownLate,
                                      GetAttr, ChangeNotify, Version};
 
 }  // namespace test_module
