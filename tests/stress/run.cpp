@@ -1,0 +1,203 @@
+#include "stress/run.h"
+
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "service/program.h"
+#include "stress/client.h"
+#include "stress/memory_watch.h"
+
+namespace stress {
+namespace {
+
+using Json = nlohmann::json;
+using ktsvc::api::HttpClient;
+using ktsvc_test::Program;
+using ktsvc_test::Result;
+using ktsvc_test::ScratchFolder;
+
+constexpr std::chrono::milliseconds kPause{20};
+constexpr std::size_t kShownErrors = 10;
+constexpr const char* kMessages = "ktsvc_stream_messages_total";
+
+void Print(const std::string& text) {
+  static_cast<void>(std::printf("%s\n", text.c_str()));
+  static_cast<void>(std::fflush(stdout));
+}
+
+std::string IdOf(HttpClient& client, const std::string& type) {
+  const Json page = Json::parse(client.Ask(GetText("/v1/objects?type=" + type)).body);
+  return page.at("items").at(0).at("id").get<std::string>();
+}
+
+std::uint64_t Metric(HttpClient& client, const std::string& name) {
+  const std::string text = client.Ask(GetText("/metrics")).body;
+  const std::size_t at = text.find("\n" + name + " ");
+  return at == std::string::npos ? 0 : std::stoull(text.substr(at + name.size() + 2));
+}
+
+class Work {
+ public:
+  Work(const Wish& wish, const std::filesystem::path& socket, std::intptr_t process)
+      : wish_(wish), memory_(process), driver_(Connect(socket)) {
+    field_.socket = socket;
+    field_.disk = IdOf(driver_, "qelm_ktvm_disk");
+    field_.system = IdOf(driver_, "qelm_system");
+    for (std::size_t i = 0; i < wish.clients; ++i) {
+      clients_.push_back(std::make_unique<Client>(field_, static_cast<unsigned>(i), i == 0));
+    }
+  }
+
+  std::vector<std::string> Do() {
+    memory_.Mark("at the start");
+    std::vector<std::thread> threads;
+    for (const auto& client : clients_) {
+      threads.emplace_back([&client] { client->Work(); });
+    }
+    std::this_thread::sleep_for(wish_.time / 2);
+    memory_.Mark("when one stops reading");
+    messagesBefore_ = Metric(driver_, kMessages);
+    field_.phase = 1;
+    std::this_thread::sleep_for(wish_.time / 2);
+    FillTheLazyOne();
+    memory_.Mark("at the end of the work");
+    field_.done = true;
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    Drain();
+    Report();
+    clients_.clear();
+    WaitUntilGone();
+    memory_.Mark("with all clients gone");
+    Print("memory      " + memory_.Text());
+    return faults_;
+  }
+
+ private:
+  // A short run does not bring enough for it to miss any of it. What waits for it in the service
+  // (1024 messages) and in the system's buffers (some hundred thousand bytes) is less than that.
+  void FillTheLazyOne() {
+    constexpr std::uint64_t kEnough = 6000;       // of any size
+    constexpr std::uint64_t kEnoughLarge = 2500;  // of these here
+    const std::string large =
+        R"({"name":"event.stress.fill","properties":[{"name":"a","type":"STR","value":")" +
+        std::string(300, 'x') + "\"}]}";
+    for (std::uint64_t raised = 0;
+         raised < kEnoughLarge && Metric(driver_, kMessages) - messagesBefore_ < kEnough;) {
+      for (int i = 0; i < 50; ++i, ++raised) {
+        driver_.Ask(PostText("/v1/events", large));
+      }
+    }
+  }
+
+  // The end is raised again and again, for who is full when it comes misses it.
+  void Drain() {
+    std::vector<std::thread> threads;
+    for (const auto& client : clients_) {
+      threads.emplace_back([&client] { client->Drain(); });
+    }
+    const std::string end = std::string(R"({"name":")") + StreamReader::kEnd + "\"}";
+    const auto drained = [this] {
+      for (const auto& client : clients_) {
+        if (!client->Drained()) {
+          return false;
+        }
+      }
+      return true;
+    };
+    while (!drained()) {
+      driver_.Ask(PostText("/v1/events", end));
+      std::this_thread::sleep_for(kPause);
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+  }
+
+  void WaitUntilGone() {
+    while (Metric(driver_, "ktsvc_stream_subscribers") != 0) {
+      std::this_thread::sleep_for(kPause);
+    }
+  }
+
+  void Report() {
+    Timings before;
+    Timings after;
+    std::uint64_t refused = 0;
+    std::uint64_t messages = 0;
+    std::uint64_t othersGaps = 0;
+    std::uint64_t othersLost = 0;
+    std::size_t errors = 0;
+    for (const auto& client : clients_) {
+      refused += client->refused();
+      messages += client->stream().messages();
+      errors += client->errors().size();
+      for (const std::string& error : client->errors()) {
+        if (faults_.size() < kShownErrors) {
+          faults_.push_back(error);
+        }
+      }
+      if (!client->lazy()) {
+        before.Add(client->timings(0));
+        after.Add(client->timings(1));
+        othersGaps += client->stream().gaps();
+        othersLost += client->stream().lost();
+      }
+    }
+    const StreamReader& lazy = clients_.front()->stream();
+    if (lazy.gaps() == 0) {
+      faults_.emplace_back("who stopped reading its stream was not told of a gap");
+    }
+    Print("all read    " + before.Text());
+    Print("one is lazy " + after.Text());
+    Print("asked for   " + std::to_string(refused) + " requests that must be refused");
+    Print("streams     " + std::to_string(messages) + " messages read");
+    Print("lazy one    told of " + std::to_string(lazy.gaps()) + " gaps, " +
+          std::to_string(lazy.lost()) + " messages missed");
+    Print("the others  told of " + std::to_string(othersGaps) + " gaps, " +
+          std::to_string(othersLost) + " messages missed");
+    Print("audit       " + std::to_string(Metric(driver_, "ktsvc_audit_lost_total")) +
+          " entries lost");
+    Print("errors      " + std::to_string(errors));
+  }
+
+  const Wish& wish_;
+  Field field_;
+  MemoryWatch memory_;
+  HttpClient driver_;
+  std::vector<std::unique_ptr<Client>> clients_;
+  std::uint64_t messagesBefore_ = 0;  // published before one stopped reading
+  std::vector<std::string> faults_;
+};
+
+}  // namespace
+
+std::vector<std::string> Run(const Wish& wish) {
+  const ScratchFolder folder;
+  const std::filesystem::path socket = folder.path() / "socket";
+  ktsvc_test::Environment environment = ktsvc_test::HarmlessServices(folder);
+  environment["KT_REGISTRY"] = folder.path().string();
+  Program program(
+      {"run", "--socket", socket.string(), "--audit-log", (folder.path() / "audit").string(),
+       "--module-folder", wish.modules.string(), "hostkit", wish.module.string()},
+      environment, wish.service);
+  if (!program.WaitForError("serving 2 providers")) {
+    return {"the service does not start: " + program.Errors()};
+  }
+  std::vector<std::string> faults = Work(wish, socket, program.Number()).Do();
+  program.Signal(SIGTERM);
+  const Result result = program.Wait();
+  Print("the end     exit status " + std::to_string(result.status) + ", ledger " +
+        (result.output.find("nothing kept") == std::string::npos ? "not empty" : "empty"));
+  if (result.status != 0 || result.output.find("nothing kept") == std::string::npos) {
+    faults.push_back("the service did not end well:\n" + result.output + result.errors);
+  }
+  return faults;
+}
+
+}  // namespace stress
