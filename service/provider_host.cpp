@@ -340,13 +340,18 @@ std::vector<std::string> ProviderHost::WhatIsLeft(const std::string& name, KtPro
   return sentences;
 }
 
-void ProviderHost::SayWhatIsLeft(const Entry& entry) const {
-  std::string text;
-  for (const std::string& sentence : WhatIsLeft(entry.report.name, entry.going, entry.inShutdown)) {
-    text += (text.empty() ? "" : "; ") + NameText(sentence);
-  }
-  if (!text.empty()) {
-    progress_.SayAwaited(entry.report.name + " is waited for: " + text);
+void ProviderHost::SayWhatIsLeft(const Entry& entry) const noexcept {
+  try {
+    std::string text;
+    for (const std::string& sentence :
+         WhatIsLeft(entry.report.name, entry.going, entry.inShutdown)) {
+      text += (text.empty() ? "" : "; ") + NameText(sentence);
+    }
+    if (!text.empty()) {
+      progress_.SayAwaited(entry.report.name + " is waited for: " + text);
+    }
+  } catch (const std::exception&) {
+    return;  // there is no memory for words; the waiting goes on
   }
 }
 

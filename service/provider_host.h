@@ -101,7 +101,7 @@ class ProviderHost {
   void Fail(Entry& entry, const std::string& what, const std::string& advice);
   [[nodiscard]] std::vector<std::string> WhatIsLeft(const std::string& name, KtProvider provider,
                                                     bool inShutdown) const;
-  void SayWhatIsLeft(const Entry& entry) const;
+  void SayWhatIsLeft(const Entry& entry) const noexcept;
 
   KtDatabase database_;
   Progress& progress_;

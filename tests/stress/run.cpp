@@ -1,5 +1,6 @@
 #include "stress/run.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -63,7 +64,6 @@ class Work {
     messagesBefore_ = Metric(driver_, kMessages);
     field_.phase = 1;
     std::this_thread::sleep_for(wish_.time / 2);
-    FillTheLazyOne();
     memory_.Mark("at the end of the work");
     field_.done = true;
     for (std::thread& thread : threads) {
@@ -95,22 +95,20 @@ class Work {
     }
   }
 
-  // The end is raised again and again, for who is full when it comes misses it.
+  // All read on, the lazy one when enough has come that it has missed some. The end is raised again
+  // and again, for who is full when it comes misses it.
   void Drain() {
     std::vector<std::thread> threads;
     for (const auto& client : clients_) {
-      threads.emplace_back([&client] { client->Drain(); });
-    }
-    const std::string end = std::string(R"({"name":")") + StreamReader::kEnd + "\"}";
-    const auto drained = [this] {
-      for (const auto& client : clients_) {
-        if (!client->Drained()) {
-          return false;
-        }
+      if (!client->lazy()) {
+        threads.emplace_back([&client] { client->Drain(); });
       }
-      return true;
-    };
-    while (!drained()) {
+    }
+    FillTheLazyOne();
+    threads.emplace_back([this] { clients_.front()->Drain(); });
+    const std::string end = std::string(R"({"name":")") + StreamReader::kEnd + "\"}";
+    const auto isDrained = [](const auto& client) { return client->Drained(); };
+    while (!std::all_of(clients_.begin(), clients_.end(), isDrained)) {
       driver_.Ask(PostText("/v1/events", end));
       std::this_thread::sleep_for(kPause);
     }
