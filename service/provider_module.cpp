@@ -31,16 +31,24 @@ constexpr const char* kProviderEntry = "ProviderEntry";
 
 ProviderModule::ProviderModule(const ModuleFile& file, const std::string& name)
     : library_(std::make_unique<ModuleLibrary>(file)) {
+  if (!StartsWell(file, name)) {
+    Unload();
+    throw ModuleError("it threw an exception while it was being started",
+                      "No exception may leave a module; this is the module's own mistake.");
+  }
+}
+
+bool ProviderModule::StartsWell(const ModuleFile& file, const std::string& name) {
   try {
     CheckExports(file.path());
     Start(name);
+    return true;
   } catch (const ModuleError&) {
     Unload();
     throw;
   } catch (...) {
-    Unload();
-    throw ModuleError("it threw an exception while it was being started",
-                      "No exception may leave a module; this is the module's own mistake.");
+    // What was thrown is destroyed by code of the module, so this ends before it is unloaded.
+    return false;
   }
 }
 

@@ -32,6 +32,7 @@ class ProviderModule {
   void Abandon() noexcept;
 
  private:
+  bool StartsWell(const ModuleFile& file, const std::string& name);
   void CheckExports(const std::filesystem::path& file) const;
   void Start(const std::string& name);
   void Unload() noexcept;

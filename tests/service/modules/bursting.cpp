@@ -1,8 +1,24 @@
-// A module whose ProviderEntry lets an exception out.
+// A module whose ProviderEntry lets an exception out, of a class of its own: only code of the
+// module can destroy it.
 
-#include <stdexcept>
+#include <string>
 
 #include "module_exports.h"
+
+namespace {
+
+class OwnException {
+ public:
+  OwnException() = default;
+  OwnException(const OwnException&) = default;
+  OwnException& operator=(const OwnException&) = default;
+  virtual ~OwnException() { text_.clear(); }
+
+ private:
+  std::string text_ = "thrown by a test, and too long to be kept without a block of memory";
+};
+
+}  // namespace
 
 KT_TEST_EXPORT int DllInit(void* /*instance*/, std::uint32_t /*reason*/, void* /*reserved*/) {
   return 1;
@@ -10,5 +26,5 @@ KT_TEST_EXPORT int DllInit(void* /*instance*/, std::uint32_t /*reason*/, void* /
 
 KT_TEST_EXPORT KtStatus ProviderEntry(const KtWchar* /*name*/, void* /*reserved*/,
                                       KtProviderTable* /*table*/) {
-  throw std::runtime_error("thrown by a test");
+  throw OwnException();
 }
