@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "apptext/text_verbs.h"
 #include "default_socket.h"
 #include "host_system.h"
 
@@ -32,17 +33,6 @@ constexpr const char* kRunFooter =
     "7 nothing.\n"
     "Exit status: 0 all went well, 1 a provider failed or kept something, 2 wrong words here.";
 
-constexpr const char* kCompletionFooter =
-    "Examples:\n"
-    "  source <(ktsvc completion bash)      in this shell, until it ends\n"
-    "  ktsvc completion fish > ~/.config/fish/completions/ktsvc.fish\n"
-    "\n"
-    "An installation from the package has them where the shells look already.";
-
-constexpr const char* kManualFooter =
-    "Examples:\n"
-    "  ktsvc man | man -l -                 read it without having it installed";
-
 std::string Version() {
   return std::string("ktsvc ") + KTSVC_VERSION;
 }
@@ -58,7 +48,8 @@ CommandLine::CommandLine() : app_(std::make_unique<CLI::App>(kDescription, "ktsv
   AddManagement();
   run_->add_flag("-q,--quiet", options_.quiet,
                  "No progress and no trace on standard error, failures only");
-  AddTexts();
+  AddModules();
+  apptext::AddTextVerbs(*app_);
 }
 
 CommandLine::~CommandLine() = default;
@@ -126,20 +117,10 @@ void CommandLine::AddManagement() {
       ->group(management);
 }
 
-void CommandLine::AddTexts() {
+void CommandLine::AddModules() {
   modules_ = app_->add_subcommand("modules", "List the modules that run finds by their names");
   modules_->add_option("--module-folder", modulesFolder_, "Another folder to look into")
       ->type_name("DIR");
-
-  completion_ = app_->add_subcommand("completion", "Print the completions for a shell");
-  completion_->footer(kCompletionFooter);
-  completion_->add_option("SHELL", shell_, "The shell")
-      ->required()
-      ->type_name("")
-      ->check(CLI::IsMember({"bash", "zsh", "fish"}).description("{bash,zsh,fish}"));
-
-  manual_ = app_->add_subcommand("man", "Print the manual page");
-  manual_->footer(kManualFooter);
 }
 
 const CLI::App* CommandLine::Given() const {
@@ -147,20 +128,8 @@ const CLI::App* CommandLine::Given() const {
   return given.empty() ? nullptr : given.front();
 }
 
-bool CommandLine::GivenRun() const {
-  return run_->parsed();
-}
-
 bool CommandLine::GivenModules() const {
   return modules_->parsed();
-}
-
-bool CommandLine::GivenCompletion() const {
-  return completion_->parsed();
-}
-
-bool CommandLine::GivenManual() const {
-  return manual_->parsed();
 }
 
 Options CommandLine::RunOptions() const {

@@ -29,10 +29,7 @@ class CommandLine {
 
   // The command that was given; null before the parser ran, or when it was given none.
   [[nodiscard]] const CLI::App* Given() const;
-  [[nodiscard]] bool GivenRun() const;
   [[nodiscard]] bool GivenModules() const;
-  [[nodiscard]] bool GivenCompletion() const;
-  [[nodiscard]] bool GivenManual() const;
 
   // The words of `run` after the parser ran. What they mean has not been checked.
   [[nodiscard]] Options RunOptions() const;
@@ -40,19 +37,14 @@ class CommandLine {
   // The folder of `modules`; empty for the default.
   [[nodiscard]] std::filesystem::path ModulesFolder() const;
 
-  // The shell of `completion`.
-  [[nodiscard]] const std::string& shell() const noexcept { return shell_; }
-
  private:
   void AddRun();
   void AddManagement();
-  void AddTexts();
+  void AddModules();
 
   std::unique_ptr<CLI::App> app_;
   CLI::App* run_ = nullptr;
   CLI::App* modules_ = nullptr;
-  CLI::App* completion_ = nullptr;
-  CLI::App* manual_ = nullptr;
 
   Options options_;
   // Paths as they were typed.
@@ -64,7 +56,6 @@ class CommandLine {
   std::string accessFile_;
   std::string auditLog_;
   std::string modulesFolder_;
-  std::string shell_;
 };
 
 }  // namespace ktsvc

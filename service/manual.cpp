@@ -1,12 +1,10 @@
 #include "manual.h"
 
-#include "apptext/completion.h"
-#include "apptext/man_page.h"
-#include "command_line.h"
+#include "apptext/text_verbs.h"
 
 namespace ktsvc {
 
-std::string ManualPage() {
+std::optional<std::string> AskedText(const CommandLine& line) {
   apptext::ManualInfo info;
   info.files = {
       {"/etc/ktsvc/access.conf",
@@ -16,15 +14,7 @@ std::string ManualPage() {
       {"/var/log/ktsvc/audit.jsonl", "The audit log of the unit."},
       {"/usr/lib/ktsvc/modules", "Where modules are looked for by name."}};
   info.seeAlso = {"systemctl(1)", "journalctl(1)", "curl(1)"};
-  return apptext::ManPage(CommandLine().app(), info);
-}
-
-std::optional<std::string> CompletionScript(std::string_view shell) {
-  const std::optional<apptext::Shell> known = apptext::ShellNamed(shell);
-  if (!known) {
-    return std::nullopt;
-  }
-  return apptext::Completion(CommandLine().app(), *known, {{"PROVIDER", "ktsvc modules", true}});
+  return apptext::AskedText(line.app(), info, {{"PROVIDER", "ktsvc modules", true}});
 }
 
 }  // namespace ktsvc

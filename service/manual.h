@@ -1,18 +1,17 @@
-// The manual page and the completions of ktsvc, made from its command line.
+// What ktsvc prints of its own words: the manual page and the completions.
 //
 // Threads: pure functions.
 #pragma once
 
 #include <optional>
 #include <string>
-#include <string_view>
+
+#include "command_line.h"
 
 namespace ktsvc {
 
-// ktsvc(1), in man(7) macros.
-std::string ManualPage();
-
-// The script that completes ktsvc's words in "bash", "zsh" or "fish"; nothing for another shell.
-std::optional<std::string> CompletionScript(std::string_view shell);
+// The text that the words ask for which the command line has parsed; nothing when they ask for
+// something else.
+std::optional<std::string> AskedText(const CommandLine& line);
 
 }  // namespace ktsvc

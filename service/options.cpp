@@ -77,21 +77,6 @@ std::string ModuleList(const std::filesystem::path& named) {
   return list;
 }
 
-// The commands that print a text and do nothing else.
-[[noreturn]] void PrintText(const CommandLine& line) {
-  if (line.GivenModules()) {
-    throw CommandLineEnd(ModuleList(line.ModulesFolder()), kExitOk);
-  }
-  if (line.GivenCompletion()) {
-    const auto script = CompletionScript(line.shell());
-    if (!script) {
-      Refuse("there are no completions for \"" + line.shell() + "\"", "ktsvc completion --help");
-    }
-    throw CommandLineEnd(*script, kExitOk);
-  }
-  throw CommandLineEnd(ManualPage(), kExitOk);
-}
-
 }  // namespace
 
 Options ParseCommandLine(std::vector<std::string> words) {
@@ -121,8 +106,11 @@ Options ParseCommandLine(std::vector<std::string> words) {
   } catch (const CLI::ParseError& error) {
     Refuse(error.what(), help());
   }
-  if (!line.GivenRun()) {
-    PrintText(line);
+  if (const auto text = AskedText(line)) {
+    throw CommandLineEnd(*text, kExitOk);
+  }
+  if (line.GivenModules()) {
+    throw CommandLineEnd(ModuleList(line.ModulesFolder()), kExitOk);
   }
   Options options = line.RunOptions();
   Check(options);
