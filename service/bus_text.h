@@ -19,6 +19,9 @@ namespace ktsvc {
 
 using KtWString = std::basic_string<KtWchar>;
 
+// The number of the character that the bytes are, one well-formed sequence of UTF-8.
+std::uint32_t CharacterOf(std::string_view sequence) noexcept;
+
 // True when the bytes are well-formed UTF-8.
 bool IsUtf8(const std::string& text);
 

@@ -36,4 +36,16 @@ std::filesystem::path DefaultSocket(bool make) {
   return folder / kFile;
 }
 
+std::vector<std::filesystem::path> SocketsToTry() {
+  std::vector<std::filesystem::path> sockets;
+  if (const std::filesystem::path own = DefaultSocket(false); !own.empty()) {
+    sockets.push_back(own);
+  }
+  const std::filesystem::path system = std::filesystem::path(kSystemFolder) / kFile;
+  if (sockets.empty() || sockets.front() != system) {
+    sockets.push_back(system);
+  }
+  return sockets;
+}
+
 }  // namespace ktsvc

@@ -10,4 +10,8 @@ std::filesystem::path DefaultSocket(bool /*make*/) {
   return {};
 }
 
+std::vector<std::filesystem::path> SocketsToTry() {
+  return {};
+}
+
 }  // namespace ktsvc

@@ -15,6 +15,9 @@ class Output {
   // Writes the text and pushes it out.
   void Write(const std::string& text);
 
+  // True when writing has ended: the reader went away, or there was an error.
+  [[nodiscard]] bool ended() const noexcept { return ended_; }
+
   // The error that made writing stop, 0 for none (or for a reader that went away).
   [[nodiscard]] int error() const noexcept { return error_; }
 

@@ -13,13 +13,13 @@ bool IsUpperControl(std::string_view text) {
          static_cast<unsigned char>(text[1]) < 0xA0;
 }
 
-// Escapes the mark, the backslash and control characters.
-std::string Escaped(std::string_view text, char mark) {
+// Escapes control characters and what stands in `marks`.
+std::string Escaped(std::string_view text, std::string_view marks) {
   std::string escaped;
   for (std::size_t at = 0; at < text.size(); ++at) {
     const char c = text[at];
     const auto byte = static_cast<std::uint8_t>(c);
-    if (c == mark || c == '\\') {
+    if (marks.find(c) != std::string_view::npos) {
       escaped += '\\';
       escaped += c;
     } else if (c == '\n') {
@@ -92,11 +92,15 @@ struct ElementWriter {
 }  // namespace
 
 std::string QuotedText(const std::string& text) {
-  return '"' + Escaped(text, '"') + '"';
+  return '"' + Escaped(text, "\"\\") + '"';
 }
 
 std::string NameText(const std::string& name) {
-  return IsUtf8(name) ? Escaped(name, '\\') : MalformedText(BytesOf(std::string_view(name)));
+  return IsUtf8(name) ? Escaped(name, "\\") : MalformedText(BytesOf(std::string_view(name)));
+}
+
+std::string PrintableText(const std::string& text) {
+  return IsUtf8(text) ? Escaped(text, "") : MalformedText(BytesOf(std::string_view(text)));
 }
 
 std::string ValueText(const Property& property) {

@@ -36,6 +36,9 @@ std::string QuotedText(const std::string& text);
 // backslash and control characters are escaped as in a value, malformed text is shown by its bytes.
 std::string NameText(const std::string& name);
 
+// UTF-8 for a person's eyes: control characters are escaped as in a value, all else stays as it is.
+std::string PrintableText(const std::string& text);
+
 // The text of a message with its placeholders %1, %2 ... replaced by the values of the insertions
 // p1, p2 ... (texts without their quotes). A placeholder without an insertion stays as it is; %%
 // is one percent sign.

@@ -12,12 +12,12 @@ std::optional<FileFault> JudgeFile(const std::string& file, const FileFacts& fac
                                    std::uint32_t ownUser) {
   const bool secret = guard == FileGuard::kReadByOwnerOnly;
   const std::string word = ShellWord(file);
-  // The service's own user must be able to read what nobody but the owner can.
+  // The user that reads it must be able to, when nobody but the owner is.
   const std::string owner = secret ? std::to_string(ownUser) : "root";
   const std::string mode = secret ? "chmod 600 " : "chmod go-w ";
   if (facts.owner != 0 && facts.owner != ownUser) {
     return FileFault{"the file belongs to user " + std::to_string(facts.owner) +
-                         ", neither to root nor to the service's own user (" +
+                         ", neither to root nor to the user that reads it (" +
                          std::to_string(ownUser) + ")",
                      "Run: chown " + owner + " " + word + " && " + mode + word};
   }

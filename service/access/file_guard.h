@@ -1,4 +1,4 @@
-// Whose a file may be, and who else may touch it, before the service believes what it says.
+// Whose a file may be, and who else may touch it, before a program believes what it says.
 //
 // Threads: pure functions.
 #pragma once
@@ -26,7 +26,7 @@ struct FileFault {
   std::string advice;  // a sentence with the command that repairs it
 };
 
-// What is wrong with the file, if anything: its owner must be root or the service's own user, and
+// What is wrong with the file, if anything: its owner must be root or `ownUser`, who reads it, and
 // its mode as the guard says. `file` is the name that the commands are given.
 std::optional<FileFault> JudgeFile(const std::string& file, const FileFacts& facts, FileGuard guard,
                                    std::uint32_t ownUser);

@@ -48,7 +48,7 @@ TEST(JudgeFile, NamesTheCommandThatGivesAFileToItsRightOwner) {
   const auto access = Judge(kStranger, 0666, FileGuard::kWrittenByOwnerOnly);
   ASSERT_TRUE(access);
   EXPECT_EQ(access->reason,
-            "the file belongs to user 1001, neither to root nor to the service's own user (990)");
+            "the file belongs to user 1001, neither to root nor to the user that reads it (990)");
   EXPECT_EQ(access->advice, "Run: chown root /etc/f && chmod go-w /etc/f");
   const auto tokens = Judge(kStranger, 0600, FileGuard::kReadByOwnerOnly);
   ASSERT_TRUE(tokens);
