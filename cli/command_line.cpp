@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "apptext/text_verbs.h"
 #include "default_socket.h"
 #include "exit_status.h"
-#include "texts.h"
 
 namespace ktctl {
 namespace {
@@ -63,12 +63,6 @@ constexpr const char* kFollowFooter =
     "One line for each, until Ctrl-C. What the service could not keep for a slow reader is told "
     "on\n"
     "standard error. When the service ends, so does ktctl, with status 3.";
-
-constexpr const char* kCompletionFooter =
-    "Examples:\n"
-    "  eval \"$(ktctl completion bash)\"    in ~/.bashrc\n"
-    "  ktctl completion zsh > ~/.zfunc/_ktctl\n"
-    "  ktctl completion fish > ~/.config/fish/completions/ktctl.fish";
 
 constexpr const char* kConnection = "Connection";
 constexpr const char* kLook = "Output";
@@ -211,15 +205,18 @@ void AddFollowing(CLI::App& app, Options& options) {
   add("alerts", "The alerts raised lately; with -f those that come", "Follow those that come");
 }
 
-void AddTexts(CLI::App& app, Options& options) {
-  CLI::App* completion = AddVerb(app, options, "completion", "Print the completions for a shell");
-  AddWord(*completion, options.shell, "SHELL", "The shell")
-      ->check(CLI::IsMember({"bash", "zsh", "fish"}).description(""))
-      ->type_name("{bash,zsh,fish}")
-      ->required();
-  completion->footer(kCompletionFooter);
-  AddVerb(app, options, "man", "Print the manual page")
-      ->footer("Examples:\n  ktctl man | man -l -    read it");
+// What the manual page says besides what the parser knows.
+apptext::ManualInfo Manual() {
+  apptext::ManualInfo info;
+  info.files = {{"/run/ktsvc/ktsvc.sock", "The socket file of the service of the system."},
+                {"$XDG_RUNTIME_DIR/ktsvc.sock", "That of a person's own service."}};
+  info.seeAlso = {"ktsvc(1)"};
+  return info;
+}
+
+// While a person types, the completions ask the service for the names of objects and types.
+std::vector<apptext::LiveWords> LiveWords() {
+  return {{"OBJECT", "ktctl ls --names"}, {"TYPE", "ktctl types --names"}};
 }
 
 [[noreturn]] void Refuse(const std::string& why, const std::string& help) {
@@ -239,7 +236,7 @@ std::unique_ptr<CLI::App> MakeApp(Options& options) {
   AddReading(*app, options);
   AddDoing(*app, options);
   AddFollowing(*app, options);
-  AddTexts(*app, options);
+  apptext::AddTextVerbs(*app);
   app->footer(kFooter);  // last, for verbs would take it over
   return app;
 }
@@ -281,11 +278,8 @@ Options ParseCommandLine(std::vector<std::string> words) {
   if (options.kept && !options.follow) {
     Refuse("--kept has a meaning with --follow only", "ktctl " + options.verb + " --help");
   }
-  if (options.verb == "man") {
-    throw PrintAndEnd(ManualPage());
-  }
-  if (options.verb == "completion") {
-    throw PrintAndEnd(CompletionScript(options.shell).value_or(""));
+  if (const auto text = apptext::AskedText(*app, Manual(), LiveWords())) {
+    throw PrintAndEnd(*text);
   }
   return options;
 }

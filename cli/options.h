@@ -34,7 +34,6 @@ struct Options {
   std::string name;                    // get: the property's; raise: the event's
   std::string pattern;                 // events
   std::string action;                  // explain
-  std::string shell;                   // completion
   std::vector<std::string> words;      // control, explain: what else was said; raise: arguments
   std::optional<std::uint32_t> level;  // trace-level
   std::uint32_t selector = 0;          // control, explain

@@ -3,6 +3,7 @@
 #include "base/owned.h"
 #include "base/text.h"
 #include "ktbus3/ktbus3_host.h"
+#include "module_file.h"
 #include "module_locator.h"
 
 namespace {
@@ -24,7 +25,8 @@ void BusLife::Start(const std::string& name) {
   const auto file = ktsvc::LocateModule(name, ktsvc::DefaultModuleFolder());
   Loaded loaded;
   loaded.name = name;
-  loaded.module = std::make_unique<ktsvc::ProviderModule>(file, name);
+  const ktsvc::ModuleFile judged(file);
+  loaded.module = std::make_unique<ktsvc::ProviderModule>(judged, name);
   ASSERT_EQ(KtBusAttachProvider(database_, name.c_str(), &loaded.module->table(),
                                 loaded.module->address(), &loaded.provider),
             0u);
