@@ -90,8 +90,9 @@ class PosixNames final : public NameDirectory {
 
 [[noreturn]] void FailToRead(const std::string& file, int error) {
   Fail(file, "the file cannot be read: " + std::generic_category().message(error),
-       error == ENOENT ? "Name an existing file, or leave the option out."
-                       : "See that the user of this program can read it: ls -ld " + ShellWord(file));
+       error == ENOENT
+           ? "Name an existing file, or leave the option out."
+           : "See that the user of this program can read it: ls -ld " + ShellWord(file));
 }
 
 // The descriptor's bytes, `limit` + 1 at most: one more than allowed shows that there are too many.

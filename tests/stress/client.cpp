@@ -70,6 +70,13 @@ void Client::Drain() {
   drained_ = true;
 }
 
+void Client::HangUp() noexcept {
+  boost::system::error_code ignored;
+  for (HttpClient* const connection : {&requests_, &events_}) {
+    connection->socket().shutdown(HttpClient::Socket::shutdown_both, ignored);
+  }
+}
+
 Client::Request Client::Next() {
   const auto dice = random_() % 100;
   if (dice < 60) {

@@ -43,6 +43,9 @@ class Client {
   // Reads its stream until the end event has come.
   void Drain();
 
+  // Ends both connections, and with them what runs. Any thread.
+  void HangUp() noexcept;
+
   [[nodiscard]] const Timings& timings(int phase) const { return timings_.at(std::size_t(phase)); }
   [[nodiscard]] const StreamReader& stream() const noexcept { return reader_; }
   [[nodiscard]] const std::vector<std::string>& errors() const noexcept { return errors_; }

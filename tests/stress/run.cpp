@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <thread>
 
 #include "service/program.h"
@@ -30,47 +31,95 @@ void Print(const std::string& text) {
   static_cast<void>(std::fflush(stdout));
 }
 
-std::string IdOf(HttpClient& client, const std::string& type) {
-  const Json page = Json::parse(client.Ask(GetText("/v1/objects?type=" + type)).body);
-  return page.at("items").at(0).at("id").get<std::string>();
+// What is done now, for whoever waits; the results go to standard output.
+void Tell(const std::string& text) {
+  static_cast<void>(std::fprintf(stderr, "stress: %s\n", text.c_str()));
 }
 
-std::uint64_t Metric(HttpClient& client, const std::string& name) {
-  const std::string text = client.Ask(GetText("/metrics")).body;
-  const std::size_t at = text.find("\n" + name + " ");
-  return at == std::string::npos ? 0 : std::stoull(text.substr(at + name.size() + 2));
-}
+// Who asks for the run itself. Each request has a connection of its own: one that waited while the
+// clients work would be closed for being idle.
+class Driver {
+ public:
+  explicit Driver(std::filesystem::path socket) : socket_(std::move(socket)) {}
+
+  // The body. Throws std::runtime_error for an answer that is no success.
+  [[nodiscard]] std::string Ask(const std::string& request) const {
+    const HttpClient::Answer answer = Connect(socket_).Ask(request);
+    if (answer.status < 200 || answer.status > 299) {
+      throw std::runtime_error(request.substr(0, request.find('\r')) + " was answered with " +
+                               std::to_string(answer.status) + " " + answer.body);
+    }
+    return answer.body;
+  }
+
+  void Raise(const std::string& event) const {
+    static_cast<void>(Ask(PostText("/v1/events", event)));
+  }
+
+  [[nodiscard]] std::string IdOf(const std::string& type) const {
+    const Json page = Json::parse(Ask(GetText("/v1/objects?type=" + type)));
+    return page.at("items").at(0).at("id").get<std::string>();
+  }
+
+  [[nodiscard]] std::uint64_t Metric(const std::string& name) const {
+    const std::string text = Ask(GetText("/metrics"));
+    const std::size_t at = text.find("\n" + name + " ");
+    if (at == std::string::npos) {
+      throw std::runtime_error("the metrics have no " + name);
+    }
+    return std::stoull(text.substr(at + name.size() + 2));
+  }
+
+ private:
+  std::filesystem::path socket_;
+};
 
 class Work {
  public:
   Work(const Wish& wish, const std::filesystem::path& socket, std::intptr_t process)
-      : wish_(wish), memory_(process), driver_(Connect(socket)) {
+      : wish_(wish), memory_(process), driver_(socket) {
     field_.socket = socket;
-    field_.disk = IdOf(driver_, "qelm_ktvm_disk");
-    field_.system = IdOf(driver_, "qelm_system");
+    field_.disk = driver_.IdOf("qelm_ktvm_disk");
+    field_.system = driver_.IdOf("qelm_system");
     for (std::size_t i = 0; i < wish.clients; ++i) {
       clients_.push_back(std::make_unique<Client>(field_, static_cast<unsigned>(i), i == 0));
     }
   }
 
+  Work(const Work&) = delete;
+  Work& operator=(const Work&) = delete;
+  Work(Work&&) = delete;
+  Work& operator=(Work&&) = delete;
+
+  // Before the end of Do() where a request of the driver failed.
+  ~Work() {
+    field_.done = true;
+    for (const auto& client : clients_) {
+      client->HangUp();
+    }
+    Join();
+  }
+
   std::vector<std::string> Do() {
     memory_.Mark("at the start");
-    std::vector<std::thread> threads;
+    Tell(std::to_string(clients_.size()) + " clients work for " +
+         std::to_string(wish_.time.count()) + " s");
     for (const auto& client : clients_) {
-      threads.emplace_back([&client] { client->Work(); });
+      threads_.emplace_back([&client] { client->Work(); });
     }
     std::this_thread::sleep_for(wish_.time / 2);
     memory_.Mark("when one stops reading");
-    messagesBefore_ = Metric(driver_, kMessages);
+    messagesBefore_ = driver_.Metric(kMessages);
+    Tell("one of them stops reading its stream");
     field_.phase = 1;
     std::this_thread::sleep_for(wish_.time / 2);
     memory_.Mark("at the end of the work");
     field_.done = true;
-    for (std::thread& thread : threads) {
-      thread.join();
-    }
+    Tell("the work is over: all read what waits for them");
+    Join();
     Drain();
     Report();
+    Tell("the clients leave");
     clients_.clear();
     WaitUntilGone();
     memory_.Mark("with all clients gone");
@@ -79,6 +128,13 @@ class Work {
   }
 
  private:
+  void Join() {
+    for (std::thread& thread : threads_) {
+      thread.join();
+    }
+    threads_.clear();
+  }
+
   // A short run does not bring enough for it to miss any of it. What waits for it in the service
   // (1024 messages) and in the system's buffers (some hundred thousand bytes) is less than that.
   void FillTheLazyOne() {
@@ -88,9 +144,9 @@ class Work {
         R"({"name":"event.stress.fill","properties":[{"name":"a","type":"STR","value":")" +
         std::string(300, 'x') + "\"}]}";
     for (std::uint64_t raised = 0;
-         raised < kEnoughLarge && Metric(driver_, kMessages) - messagesBefore_ < kEnough;) {
+         raised < kEnoughLarge && driver_.Metric(kMessages) - messagesBefore_ < kEnough;) {
       for (int i = 0; i < 50; ++i, ++raised) {
-        driver_.Ask(PostText("/v1/events", large));
+        driver_.Raise(large);
       }
     }
   }
@@ -98,27 +154,24 @@ class Work {
   // All read on, the lazy one when enough has come that it has missed some. The end is raised again
   // and again, for who is full when it comes misses it.
   void Drain() {
-    std::vector<std::thread> threads;
     for (const auto& client : clients_) {
       if (!client->lazy()) {
-        threads.emplace_back([&client] { client->Drain(); });
+        threads_.emplace_back([&client] { client->Drain(); });
       }
     }
     FillTheLazyOne();
-    threads.emplace_back([this] { clients_.front()->Drain(); });
+    threads_.emplace_back([this] { clients_.front()->Drain(); });
     const std::string end = std::string(R"({"name":")") + StreamReader::kEnd + "\"}";
     const auto isDrained = [](const auto& client) { return client->Drained(); };
     while (!std::all_of(clients_.begin(), clients_.end(), isDrained)) {
-      driver_.Ask(PostText("/v1/events", end));
+      driver_.Raise(end);
       std::this_thread::sleep_for(kPause);
     }
-    for (std::thread& thread : threads) {
-      thread.join();
-    }
+    Join();
   }
 
   void WaitUntilGone() {
-    while (Metric(driver_, "ktsvc_stream_subscribers") != 0) {
+    while (driver_.Metric("ktsvc_stream_subscribers") != 0) {
       std::this_thread::sleep_for(kPause);
     }
   }
@@ -159,7 +212,7 @@ class Work {
           std::to_string(lazy.lost()) + " messages missed");
     Print("the others  told of " + std::to_string(othersGaps) + " gaps, " +
           std::to_string(othersLost) + " messages missed");
-    Print("audit       " + std::to_string(Metric(driver_, "ktsvc_audit_lost_total")) +
+    Print("audit       " + std::to_string(driver_.Metric("ktsvc_audit_lost_total")) +
           " entries lost");
     Print("errors      " + std::to_string(errors));
   }
@@ -167,8 +220,9 @@ class Work {
   const Wish& wish_;
   Field field_;
   MemoryWatch memory_;
-  HttpClient driver_;
+  Driver driver_;
   std::vector<std::unique_ptr<Client>> clients_;
+  std::vector<std::thread> threads_;
   std::uint64_t messagesBefore_ = 0;  // published before one stopped reading
   std::vector<std::string> faults_;
 };
@@ -188,6 +242,7 @@ std::vector<std::string> Run(const Wish& wish) {
     return {"the service does not start: " + program.Errors()};
   }
   std::vector<std::string> faults = Work(wish, socket, program.Number()).Do();
+  Tell("the service stops");
   program.Signal(SIGTERM);
   const Result result = program.Wait();
   Print("the end     exit status " + std::to_string(result.status) + ", ledger " +
