@@ -26,11 +26,15 @@ PROGRAM_paths() {
   done < <(compgen "$1" -- "$current")
 }
 
-# Adds the lines of a text.
+# Adds the lines of a text, each quoted as a word: whatever stands in it, the shell takes it as it is.
 PROGRAM_lines() {
-  local -a lines
-  mapfile -t lines <<<"$1"
-  PROGRAM_words "${lines[@]}"
+  local line word
+  while IFS= read -r line; do
+    printf -v word '%q' "$line"
+    if [[ -n $line && ($word == "$current"* || $line == "$current"*) ]]; then
+      COMPREPLY+=("$prefix$word")
+    fi
+  done <<<"$1"
 }
 )";
 

@@ -14,17 +14,17 @@ std::string Escaped(const std::string& text, std::string_view special) {
   return escaped;
 }
 
-// Between the brackets of a specification.
+// Between the brackets of an argument line.
 std::string Explanation(const std::string& description) {
   return "[" + Escaped(Brief(description), "[]\\:") + "]";
 }
 
-// Between the colons of a specification. An empty one would have another meaning.
+// Between the colons of an argument line. An empty one would have another meaning.
 std::string Message(const std::string& name) {
   return name.empty() ? " " : Escaped(name, "\\:");
 }
 
-// A list of words as the action of a specification.
+// A list of words as the action of an argument line.
 std::string Choices(const std::vector<std::string>& words) {
   std::string list = "(";
   for (const std::string& word : words) {
@@ -84,7 +84,7 @@ class Script {
     text_ += "  _arguments -S -C";
     for (const OptionText& option : AllOptions(command)) {
       for (const std::string& name : option.names) {
-        text_ += " \\\n    " + Quoted(Specification(option, name));
+        text_ += " \\\n    " + Quoted(ArgumentLine(option, name));
       }
     }
     if (command.commands.empty()) {
@@ -111,7 +111,7 @@ class Script {
   }
 
   // "(-q --quiet)-q[No progress]": the names in brackets are not offered any more.
-  static std::string Specification(const OptionText& option, const std::string& name) {
+  static std::string ArgumentLine(const OptionText& option, const std::string& name) {
     std::string text;
     if (option.repeated) {
       text = "*";

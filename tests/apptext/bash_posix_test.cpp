@@ -130,6 +130,13 @@ TEST_F(InBash, TheProgramIsAskedForItsWords) {
   EXPECT_THAT(Offered({"sample", "group", "drop", "pl"}), IsEmpty());
 }
 
+TEST_F(InBash, WhatTheProgramAnswersIsQuotedSoThatNothingOfItIsRun) {
+  folder_.Write("sample", "#!/bin/sh\nprintf '%s\\n' 'a;touch x' 'a b' 'a$(date)' 'a{b}'\n");
+  EXPECT_THAT(Offered({"sample", "group", "drop", "a"}),
+              UnorderedElementsAre(R"(a\;touch\ x)", R"(a\ b)", R"(a\$\(date\))", R"(a\{b\})"));
+  EXPECT_THAT(Offered({"sample", "group", "drop", "a\\ "}), ElementsAre(R"(a\ b)"));
+}
+
 TEST_F(InBash, AFileIsOfferedWhereNoneOfTheProgramsWordsFits) {
   EXPECT_THAT(Offered({"sample", "group", "add", "one", "t"}), ElementsAre("two", "three"));
   EXPECT_THAT(Offered({"sample", "group", "add", "one", "plai"}), ElementsAre("plain.txt"));
