@@ -24,10 +24,11 @@ MemoryWatch::~MemoryWatch() {
   thread_.join();
 }
 
-void MemoryWatch::Mark(const std::string& name) {
+std::uint64_t MemoryWatch::Mark(const std::string& name) {
   const std::uint64_t now = Now();
   const std::lock_guard lock(mutex_);
   marks_.emplace_back(name, now);
+  return now;
 }
 
 std::string MemoryWatch::Text() const {

@@ -20,8 +20,8 @@ class MemoryWatch {
   MemoryWatch(const MemoryWatch&) = delete;
   MemoryWatch& operator=(const MemoryWatch&) = delete;
 
-  // Remembers how much it is now, under that name.
-  void Mark(const std::string& name);
+  // Remembers how much it is now, under that name, and returns it in KiB.
+  std::uint64_t Mark(const std::string& name);
 
   // "after the start 41 MiB, ..., at most 60 MiB".
   [[nodiscard]] std::string Text() const;

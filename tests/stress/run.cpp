@@ -1,6 +1,7 @@
 #include "stress/run.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -108,7 +109,7 @@ class Work {
       threads_.emplace_back([&client] { client->Work(); });
     }
     std::this_thread::sleep_for(wish_.time / 2);
-    memory_.Mark("when one stops reading");
+    const std::uint64_t worked = memory_.Mark("when one stops reading");
     messagesBefore_ = driver_.Metric(kMessages);
     Tell("one of them stops reading its stream");
     field_.phase = 1;
@@ -122,8 +123,9 @@ class Work {
     Tell("the clients leave");
     clients_.clear();
     WaitUntilGone();
-    memory_.Mark("with all clients gone");
+    const std::uint64_t left = memory_.Mark("with all clients gone");
     Print("memory      " + memory_.Text());
+    Judge(worked, left);
     return faults_;
   }
 
@@ -176,6 +178,24 @@ class Work {
     }
   }
 
+  // A long run has seen enough to say that memory and answers stay as they are. The bounds are
+  // wide: the machine may have other work.
+  void Judge(std::uint64_t worked, std::uint64_t left) {
+    constexpr std::chrono::seconds kLong{60};
+    if (wish_.time < kLong) {
+      return;
+    }
+    if (left > 2 * worked) {
+      faults_.push_back("the memory has grown from " + std::to_string(worked) +
+                        " KiB at half time to " + std::to_string(left) +
+                        " KiB with all clients gone");
+    }
+    if (medians_[1] > 2 * medians_[0]) {
+      faults_.emplace_back(
+          "answers take more than twice as long since one does not read its stream");
+    }
+  }
+
   void Report() {
     Timings before;
     Timings after;
@@ -204,6 +224,7 @@ class Work {
     if (lazy.gaps() == 0) {
       faults_.emplace_back("who stopped reading its stream was not told of a gap");
     }
+    medians_ = {before.Within(0.5), after.Within(0.5)};
     Print("all read    " + before.Text());
     Print("one is lazy " + after.Text());
     Print("asked for   " + std::to_string(refused) + " requests that must be refused");
@@ -223,6 +244,7 @@ class Work {
   Driver driver_;
   std::vector<std::unique_ptr<Client>> clients_;
   std::vector<std::thread> threads_;
+  std::array<double, 2> medians_{};   // of the answers in ms, before and after one stops reading
   std::uint64_t messagesBefore_ = 0;  // published before one stopped reading
   std::vector<std::string> faults_;
 };
