@@ -23,6 +23,9 @@ foreach(component runtime dev)
       --prefix ${WORK}/prefix)
 endforeach()
 
+run("ask the installed client its version" ${EMULATOR} ${WORK}/prefix/bin/ktctl${SUFFIX} --version)
+expect("^ktctl [0-9]" "ask the installed client its version")
+
 # A copy, so that nothing of the source tree is found by its place.
 file(COPY ${SOURCE}/examples/hello/ DESTINATION ${WORK}/mine)
 set(toolchain)
