@@ -166,8 +166,7 @@ void AddDoing(CLI::App& app, Options& options) {
   AddWords(*control, options, "WORD",
            "[OBJECT] INTERFACE CODE [ARGUMENT...]; OBJECT may be left out\n"
            "where one object alone offers the interface, and CODE may be\n"
-           "the name of a known control")
-      ->required();
+           "the name of a known control");
   AddSelector(*control, options);
   control->add_flag("--yes", options.yes, "Yes, restart the machine");
   control->footer(std::string(kControlFooter) + kArguments);

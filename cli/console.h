@@ -28,6 +28,10 @@ class Console {
   // Writes results, and pushes them out. False when nobody reads them any more.
   virtual bool Write(const std::string& text) = 0;
 
+  // True when whoever read the results has gone, as far as the system tells before the next
+  // writing.
+  [[nodiscard]] virtual bool ReaderGone() const = 0;
+
   // Messages, to standard error: whole lines.
   virtual void Say(const std::string& lines) = 0;
 

@@ -41,22 +41,29 @@ std::string AlertLine(const Json& data, const Painter& painter) {
          PropertiesOf(data);
 }
 
-void SayGap(Console& console, const Json& data) {
-  console.Say("ktctl: " + CountText(data.at("lost"), "message") +
-              " lost here: they came faster than they were read\n");
+// Before the first message it is about what the service does not keep any more.
+void SayGap(Console& console, const Json& data, bool first) {
+  console.Say("ktctl: " +
+              (first ? CountText(data.at("lost"), "earlier message") + " not kept any more\n"
+                     : CountText(data.at("lost"), "message") +
+                           " lost here: they came faster than they were read\n"));
 }
 
 int Follow(const Session& session, const std::string& target, LineOf lineOf) {
   const Painter painter(session.screen.colours);
+  bool first = session.options.kept;
   session.service.Follow(
-      target, session.options.kept, [&](const std::string& name, const std::string& data) {
+      target, session.options.kept,
+      [&](const std::string& name, const std::string& data) {
         const Json json = Json::parse(data);
         if (name == "gap") {
-          SayGap(session.console, json);
+          SayGap(session.console, json, first);
           return true;
         }
+        first = false;
         return session.console.Write((session.options.json ? data : lineOf(json, painter)) + "\n");
-      });
+      },
+      [&] { return !session.console.ReaderGone(); });
   return kExitDone;
 }
 

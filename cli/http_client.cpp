@@ -1,5 +1,6 @@
 #include "http_client.h"
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/generic/stream_protocol.hpp>
@@ -28,6 +29,8 @@ using Error = boost::system::error_code;
 using Socket = net::generic::stream_protocol::socket;
 
 constexpr int kHttp11 = 11;
+constexpr std::chrono::seconds kLook{
+    1};  // the time between two looks whether anybody still wants it
 
 Endpoint EndpointOf(const Place& place) {
   if (place.IsSocket()) {
@@ -78,6 +81,9 @@ class HttpClient::Exchange {
     wait_ = wait;
     deadline_ = wait ? std::optional(Clock::now() + *wait) : std::nullopt;
   }
+
+  // What comes is of no use any more once this returns false.
+  void SetWanted(std::function<bool()> wanted) { wanted_ = std::move(wanted); }
 
   Error Connect(const Place& place) {
     try {
@@ -130,7 +136,7 @@ class HttpClient::Exchange {
     return {message.result_int(), std::string(type.data(), type.size()), {}};
   }
 
-  // The next piece of the body; "" at its end.
+  // The next piece of the body; "" at its end, and when it is not wanted any more.
   std::string ReadPiece() {
     while (!parser_->is_done()) {
       auto& body = parser_->get().body();
@@ -143,6 +149,9 @@ class HttpClient::Exchange {
       if (error == http::error::need_buffer) {
         error = {};
       }
+      if (error == net::error::operation_aborted) {
+        return {};
+      }
       Require(error);
       if (const std::size_t size = piece_.size() - body.size; size != 0) {
         return {piece_.data(), size};
@@ -153,7 +162,7 @@ class HttpClient::Exchange {
 
  private:
   // Starts the operation and waits for its end. One that is out of time is called off and counts as
-  // timed out.
+  // timed out, one that nobody wants any more as aborted.
   template <typename Start>
   Error Await(Start start) {
     bool ended = false;
@@ -163,20 +172,31 @@ class HttpClient::Exchange {
       result = error;
     });
     context_.restart();
-    if (!deadline_) {
-      context_.run();
-    } else {
-      context_.run_until(*deadline_);
+    while (!ended && (!deadline_ || Clock::now() < *deadline_) && (!wanted_ || wanted_())) {
+      RunForAWhile();
     }
     if (!ended) {
+      const bool late = deadline_ && Clock::now() >= *deadline_;
       // The operation speaks of this frame: it is called back before that goes.
       Error ignored;
       static_cast<void>(socket_.cancel(ignored));
       context_.restart();
       context_.run();
-      return net::error::timed_out;
+      return late ? net::error::timed_out : net::error::operation_aborted;
     }
     return result;
+  }
+
+  // Until the operation ends, the time is over, or it is time to look whether it is still wanted.
+  void RunForAWhile() {
+    if (wanted_) {
+      const auto look = Clock::now() + kLook;
+      context_.run_until(deadline_ ? std::min(look, *deadline_) : look);
+    } else if (deadline_) {
+      context_.run_until(*deadline_);
+    } else {
+      context_.run();
+    }
   }
 
   void Require(const Error& error) {
@@ -204,6 +224,7 @@ class HttpClient::Exchange {
   std::string place_;
   Wait wait_;
   std::optional<Clock::time_point> deadline_;
+  std::function<bool()> wanted_;  // empty: always
   boost::beast::flat_buffer buffer_;
   std::optional<http::response_parser<http::buffer_body>> parser_;
   std::array<char, 16384> piece_{};
@@ -250,7 +271,8 @@ HttpAnswer HttpClient::Ask(const HttpRequest& request, Wait wait) {
 }
 
 HttpAnswer HttpClient::Follow(const HttpRequest& request, Wait wait, Wait silence,
-                              const std::function<bool(std::string_view piece)>& take) {
+                              const std::function<bool(std::string_view piece)>& take,
+                              const std::function<bool()>& wanted) {
   constexpr unsigned kOk = 200;
   Exchange exchange(wait);
   Connect(exchange);
@@ -260,6 +282,7 @@ HttpAnswer HttpClient::Follow(const HttpRequest& request, Wait wait, Wait silenc
   for (;;) {
     if (answer.status == kOk) {
       exchange.SetWait(silence);
+      exchange.SetWanted(wanted);
     }
     const std::string piece = exchange.ReadPiece();
     if (piece.empty()) {

@@ -50,9 +50,10 @@ class HttpClient {
   // Asks for a stream. When the status is 200 its body is handed over piece by piece as it comes,
   // until `take` returns false or the service ends the stream; the answer's body is then empty. Any
   // other answer is returned whole. `wait` is for the beginning, `silence` the longest time without
-  // a single byte.
+  // a single byte. `wanted` is asked every second; when it returns false the stream is left.
   HttpAnswer Follow(const HttpRequest& request, Wait wait, Wait silence,
-                    const std::function<bool(std::string_view piece)>& take);
+                    const std::function<bool(std::string_view piece)>& take,
+                    const std::function<bool()>& wanted);
 
   // The place that answered; before the first answer the first place there is.
   [[nodiscard]] const Place& place() const noexcept;

@@ -24,7 +24,7 @@ struct KnownControl {
   bool anyObject;       // does the same whichever object it is sent to
 };
 
-inline constexpr std::array kTraceLevelArguments{KnownArgument{"level", "tracelevel", "UINT32"}};
+inline constexpr std::array kTraceLevelArguments{KnownArgument{"level", "tracelevel", "UINT32", 7}};
 
 inline constexpr std::array kKnownControls{
     KnownControl{"system", "trace-level", 0, 11005, kTraceLevelArguments, true, false},

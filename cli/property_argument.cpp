@@ -48,6 +48,30 @@ std::string UpperCase(std::string text) {
   return text;
 }
 
+// Hexadecimal after 0x as decimal text; any other text as it is.
+std::string DecimalText(const std::string& text) {
+  constexpr int kHexadecimal = 16;
+  if (!text.starts_with("0x") && !text.starts_with("0X")) {
+    return text;
+  }
+  std::uint64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto read = std::from_chars(text.data() + 2, end, number, kHexadecimal);
+  return read.ec == std::errc() && read.ptr == end ? std::to_string(number) : text;
+}
+
+// A number that is too large for what the argument means; any other text is looked at with its
+// type.
+void CheckRange(const Word& word, const Parts& parts, const KnownArgument& argument) {
+  const std::string text = DecimalText(parts.value);
+  std::uint64_t number = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (read.ec == std::errc() && number > argument.most) {
+    word.Fail(parts.valueAt,
+              std::string(argument.name) + " goes from 0 to " + std::to_string(argument.most));
+  }
+}
+
 Parts Split(const Word& word, std::span<const KnownArgument> known) {
   const std::string& text = word.text;
   const std::size_t equals = text.find('=');
@@ -69,6 +93,7 @@ Parts Split(const Word& word, std::span<const KnownArgument> known) {
     }
     parts.name = row->property;
     parts.type = row->type;
+    CheckRange(word, parts, *row);
     return parts;
   }
   parts.name = text.substr(0, colon);
@@ -82,18 +107,6 @@ Parts Split(const Word& word, std::span<const KnownArgument> known) {
               "KTOBJID, PROPSET, I18N, I18NFORMATSTRING, and all but BINARY with Z at the end.");
   }
   return parts;
-}
-
-// Hexadecimal after 0x as decimal text; any other text as it is.
-std::string DecimalText(const std::string& text) {
-  constexpr int kHexadecimal = 16;
-  if (!text.starts_with("0x") && !text.starts_with("0X")) {
-    return text;
-  }
-  std::uint64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto read = std::from_chars(text.data() + 2, end, number, kHexadecimal);
-  return read.ec == std::errc() && read.ptr == end ? std::to_string(number) : text;
 }
 
 // A JSON number for a whole number, text for anything else: the type then says what it expects.

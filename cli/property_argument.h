@@ -11,6 +11,8 @@
 //          1, at which it goes wrong.
 #pragma once
 
+#include <cstdint>
+#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
@@ -24,9 +26,10 @@ using ktsvc::Json;
 
 // A property that may be given as NAME=VALUE, by a name that reads well.
 struct KnownArgument {
-  std::string_view name;      // "level"
-  std::string_view property;  // "tracelevel"
-  std::string_view type;      // "UINT32"
+  std::string_view name;                                           // "level"
+  std::string_view property;                                       // "tracelevel"
+  std::string_view type;                                           // "UINT32"
+  std::uint64_t most = std::numeric_limits<std::uint64_t>::max();  // the largest number it takes
 };
 
 // The property as the API takes it, checked.

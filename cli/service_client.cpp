@@ -158,22 +158,24 @@ std::vector<Json> ServiceClient::Objects(const std::string& type, const std::str
 
 void ServiceClient::Follow(
     const std::string& target, bool kept,
-    const std::function<bool(const std::string& name, const std::string& data)>& take) {
+    const std::function<bool(const std::string& name, const std::string& data)>& take,
+    const std::function<bool()>& wanted) {
   SseReader events;
-  bool wanted = true;
-  const HttpAnswer answer =
-      http_.Follow({"GET", target, {}, kept ? "0" : ""}, WaitOf(timeout_, kAnswer), kSilence,
-                   [&](std::string_view piece) {
-                     events.Add(piece);
-                     for (auto event = events.Next(); event && wanted; event = events.Next()) {
-                       wanted = take(event->name, event->data);
-                     }
-                     return wanted;
-                   });
+  bool more = true;
+  const HttpAnswer answer = http_.Follow(
+      {"GET", target, {}, kept ? "0" : ""}, WaitOf(timeout_, kAnswer), kSilence,
+      [&](std::string_view piece) {
+        events.Add(piece);
+        for (auto event = events.Next(); event && more; event = events.Next()) {
+          more = take(event->name, event->data);
+        }
+        return more;
+      },
+      wanted);
   if (answer.status != 200) {
     RefuseAnswer(answer, Where());
   }
-  if (wanted) {
+  if (more && wanted()) {
     throw Refusal(kExitNoService, "the service at " + Where() + " has ended the stream",
                   "It is stopping. Ask again when it is back.");
   }

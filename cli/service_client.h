@@ -41,10 +41,12 @@ class ServiceClient {
   // their creation; "" for any.
   std::vector<Json> Objects(const std::string& type, const std::string& interface);
 
-  // Follows a stream until `take` returns false. `take` is given the name of each event and its
-  // data. The end of the stream by the service is a Refusal.
+  // Follows a stream until `take` returns false, or `wanted`, which is asked every second. `take`
+  // is given the name of each event and its data. The end of the stream by the service is a
+  // Refusal.
   void Follow(const std::string& target, bool kept,
-              const std::function<bool(const std::string& name, const std::string& data)>& take);
+              const std::function<bool(const std::string& name, const std::string& data)>& take,
+              const std::function<bool()>& wanted);
 
   [[nodiscard]] std::string Where() const { return http_.place().Text(); }
 

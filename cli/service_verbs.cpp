@@ -35,10 +35,14 @@ std::string Joined(const Json& texts) {
   return text;
 }
 
-// What does not fit into a row: controls under way, the slowest one, what went wrong.
+// What does not fit into a row: what a stop waits for, controls under way, the slowest one, what
+// went wrong.
 void AddNotes(const Json& provider, Table& notes) {
   const std::string name = TextOf(provider.at("name"));
   const Json& activity = provider.at("activity");
+  for (const Json& sentence : provider.at("waitsFor")) {
+    notes.Add({{name, Style::kName}, "waits for", TextOf(sentence)});
+  }
   for (const Json& running : activity.at("inFlight")) {
     const Json& known = running.at("interfaceName");
     notes.Add({{name, Style::kName},
@@ -101,6 +105,7 @@ int ShowProviders(const Session& session) {
                {"SERVED", Kind::kNumber},
                {"FAILED", Kind::kNumber},
                {"RUNNING", Kind::kNumber},
+               {"THREADS", Kind::kNumber},
                {"QUEUE", Kind::kNumber},
                {"NOTICES", Kind::kNumber},
                {"KEPT", Kind::kNumber},
@@ -118,6 +123,7 @@ int ShowProviders(const Session& session) {
                NumberText(activity.at("served")),
                Failures(activity.at("failures")),
                std::to_string(activity.at("inFlight").size()),
+               NumberText(activity.at("callsInFlight")),
                NumberText(activity.at("queueDepth")),
                NumberText(activity.at("notices")),
                std::to_string(kept),

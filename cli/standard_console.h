@@ -15,9 +15,14 @@ namespace ktctl {
 // What the system says about standard output.
 Terminal StandardTerminal();
 
+// Whether the reader of standard output is known to have gone. Windows tells of it at the next
+// writing only.
+bool StandardReaderGone() noexcept;
+
 class StandardConsole final : public Console {
  public:
   bool Write(const std::string& text) override;
+  [[nodiscard]] bool ReaderGone() const override { return StandardReaderGone(); }
   void Say(const std::string& lines) override;
   [[nodiscard]] Terminal terminal() const override { return StandardTerminal(); }
 

@@ -1,3 +1,4 @@
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -14,6 +15,11 @@ Terminal StandardTerminal() {
     terminal.width = size.ws_col;
   }
   return terminal;
+}
+
+bool StandardReaderGone() noexcept {
+  pollfd output{STDOUT_FILENO, 0, 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & (POLLERR | POLLHUP)) != 0;
 }
 
 }  // namespace ktctl

@@ -22,4 +22,8 @@ Terminal StandardTerminal() {
   return terminal;
 }
 
+bool StandardReaderGone() noexcept {
+  return false;
+}
+
 }  // namespace ktctl

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
@@ -33,6 +34,9 @@ class MemoryConsole final : public ktctl::Console {
     output += text;
     return left_ == 0 || --left_ != 0;
   }
+  // A reader that goes while nothing is written.
+  void LoseReader() { readerGone_ = true; }
+  [[nodiscard]] bool ReaderGone() const override { return readerGone_; }
   void Say(const std::string& lines) override { messages += lines; }
   [[nodiscard]] ktctl::Terminal terminal() const override { return terminal_; }
 
@@ -42,6 +46,7 @@ class MemoryConsole final : public ktctl::Console {
  private:
   ktctl::Terminal terminal_;
   std::size_t left_ = 0;  // 0: without end
+  std::atomic<bool> readerGone_{false};
 };
 
 using Environment = std::map<std::string, std::string>;

@@ -98,7 +98,15 @@ TEST_F(FollowTest, WhatIsStillKeptComesFirstAndWhatIsNotIsCounted) {
   const Ended result = Follow({"events", "-f", "--kept"}, 4).get();
   EXPECT_THAT(result.output, AllOf(testing::StartsWith("2026-01-31T12:00:00.123Z  c"),
                                    HasSubstr("Z  f  by alpha\n")));
-  EXPECT_EQ(result.messages, "ktctl: 2 messages lost here: they came faster than they were read\n");
+  EXPECT_EQ(result.messages, "ktctl: 2 earlier messages not kept any more\n");
+}
+
+TEST_F(FollowTest, FollowingEndsWhenNobodyReadsAnyMore) {
+  auto console = MakeConsole();
+  console->LoseReader();
+  const Ended ended = RunWith({"events", "-f"}, "reader", std::move(console));
+  EXPECT_EQ(ended.status, kExitDone);
+  EXPECT_EQ(ended.messages, "");
 }
 
 TEST_F(FollowTest, AStreamThatTheServiceEndsIsToldInOneSentence) {

@@ -114,11 +114,13 @@ TEST(HttpClient, SaysThatAStreamBrokeOff) {
   HttpClient http({{PlaceFromUrl(server.Url(), "")}, ""});
   std::string taken;
   EXPECT_THAT(cli_test::RefusalOf([&] {
-                http.Follow({"GET", "/v1/stream", {}, {}}, std::nullopt, std::nullopt,
-                            [&taken](std::string_view piece) {
-                              taken += piece;
-                              return true;
-                            });
+                http.Follow(
+                    {"GET", "/v1/stream", {}, {}}, std::nullopt, std::nullopt,
+                    [&taken](std::string_view piece) {
+                      taken += piece;
+                      return true;
+                    },
+                    [] { return true; });
               }),
               testing::StartsWith("3 the service at " + server.Url() + " has hung up"));
   EXPECT_EQ(taken, ":\n\n\n");

@@ -155,6 +155,14 @@ TEST_F(ProgramTest, EndsQuietlyWhenItsReaderHasGone) {
   EXPECT_EQ(program.Messages(), "");
 }
 
+TEST_F(ProgramTest, EndsQuietlyWhenItsReaderHasGoneThoughNothingHappens) {
+  Program program({"events", "-f"}, Surroundings("boss"));
+  WaitForFollower();
+  program.CloseOutput();
+  EXPECT_EQ(program.Wait(), 0);
+  EXPECT_EQ(program.Messages(), "");
+}
+
 TEST_F(ProgramTest, ShowsNoColoursInAPipe) {
   const Program program({"types"}, Surroundings("boss"));
   EXPECT_THAT(program.Output(), testing::Not(testing::HasSubstr("\x1b")));

@@ -14,7 +14,7 @@ using cli_test::RefusalOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr std::array kKnown{KnownArgument{"level", "tracelevel", "UINT32"}};
+constexpr std::array kKnown{KnownArgument{"level", "tracelevel", "UINT32", 7}};
 
 std::string Why(const std::string& word) {
   return RefusalOf([&word] { ReadArgument(word); });
@@ -89,6 +89,17 @@ TEST(PropertyArgument, TakesAKnownArgumentWithoutItsType) {
   EXPECT_EQ(ReadArgument("level=3", kKnown), expected);
   EXPECT_EQ(ReadArgument("tracelevel=3", kKnown), expected);
   EXPECT_EQ(ReadArgument("tracelevel:UINT32=3", kKnown), expected);
+}
+
+TEST(PropertyArgument, RefusesANumberThatAKnownArgumentDoesNotTake) {
+  EXPECT_EQ(ReadArgument("level=0x7", kKnown)["value"], 7);
+  for (const char* word : {"level=8", "level=0x8"}) {
+    EXPECT_THAT(RefusalOf([word] { ReadArgument(word, kKnown); }),
+                HasSubstr("column 7: level goes from 0 to 7"))
+        << word;
+  }
+  // By its type it is what it is.
+  EXPECT_EQ(ReadArgument("tracelevel:UINT32=8", kKnown)["value"], 8);
 }
 
 TEST(PropertyArgument, SaysWhereTheTypeIsMissing) {

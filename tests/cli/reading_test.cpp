@@ -76,6 +76,16 @@ TEST_F(ReadingTest, ProvidersTellWhatWentWrongAndWhatToDo) {
   EXPECT_THAT(Do({"providers"}).output, HasSubstr("broken  failure  it refuses. Mend it.\n"));
 }
 
+TEST_F(ReadingTest, ProvidersTellWhatAStopWaitsFor) {
+  ktsvc::ProviderReport leaving;
+  leaving.name = "slow";
+  leaving.state = ktsvc::ProviderState::kStopping;
+  leaving.waitsFor = {"2 notices to be delivered", "1 thread in its functions"};
+  reports.push_back(leaving);
+  EXPECT_THAT(Do({"providers"}).output, HasSubstr("slow  waits for  2 notices to be delivered\n"
+                                                  "slow  waits for  1 thread in its functions\n"));
+}
+
 TEST_F(ReadingTest, ProvidersTellWhichControlsAreUnderWay) {
   ktsvc::api::Activity::Control control;
   control.caller = "token ci";
