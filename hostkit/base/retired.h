@@ -7,8 +7,9 @@
 //
 // Threads:   Retire from any thread; ReleaseRetired once, at module detach.
 // Ownership: the retired thing passes to the list and is deleted by it.
-// Failure:   nothing throws. Without memory for the note the thing stays allocated for good, which
-//            is the lesser evil; a destructor that throws at release is contained.
+// Failure:   nothing throws. Without memory for the note one of 32 notes is taken that are always
+//            there, far more than a life needs; when these are used up too, the thing stays
+//            allocated for good. A destructor that throws at release is contained.
 #pragma once
 
 #include <memory>
@@ -16,7 +17,7 @@
 namespace kt {
 
 // Retires what no unique_ptr holds: ReleaseRetired() calls `destroy` with `thing`, which is not
-// looked at and may be null. Without memory for the note `destroy` is never called.
+// looked at and may be null; `destroy` is not null.
 void RetireRaw(void* thing, void (*destroy)(void*)) noexcept;
 
 // The same for an object with an owner; a null one is left alone.

@@ -4,7 +4,10 @@
 
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
+
+#include "support/failing_new.h"
 
 namespace {
 
@@ -56,6 +59,24 @@ TEST(Retired, TakesWhatAReleasedThingRetiresInItsTurn) {
   kt::Retire(std::make_unique<Chain>(gone));
   kt::ReleaseRetired();
   EXPECT_EQ(gone, std::vector<int>{7});
+}
+
+TEST(Retired, IsKeptAndReleasedWhereTheMemoryForANoteIsMissing) {
+  std::vector<int> gone;
+  gone.reserve(100);
+  for (int round = 0; round < 3; ++round) {  // the notes that are always there come back
+    gone.clear();
+    for (int i = 0; i < 32; ++i) {
+      auto witness = std::make_unique<Witness>(gone, i);
+      const support::FailAllocation failing(0);
+      kt::Retire(std::move(witness));
+      ASSERT_TRUE(failing.Happened());
+    }
+    EXPECT_TRUE(gone.empty());
+    kt::ReleaseRetired();
+    EXPECT_EQ(gone.size(), 32u);
+    EXPECT_EQ(gone.front(), 31);
+  }
 }
 
 TEST(Retired, TakesThingsFromManyThreads) {

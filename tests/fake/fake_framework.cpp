@@ -183,6 +183,18 @@ void Framework::FailNthOfAll(std::size_t nth, KtStatus status) {
   FailCall("", nth, status);
 }
 
+void Framework::FailAtRandom(std::uint32_t seed) {
+  State& state = State::Get();
+  const Guard guard(state.mutex);
+  state.random.emplace(seed);
+}
+
+std::size_t Framework::FailuresHappened() const {
+  const State& state = State::Get();
+  const Guard guard(state.mutex);
+  return state.failures_happened;
+}
+
 std::size_t Framework::FailableCalls() const {
   const State& state = State::Get();
   const Guard guard(state.mutex);
@@ -192,7 +204,7 @@ std::size_t Framework::FailableCalls() const {
 bool Framework::FailureHappened() const {
   const State& state = State::Get();
   const Guard guard(state.mutex);
-  return state.failure_happened;
+  return state.failures_happened != 0;
 }
 
 std::string Framework::LastFailedFunction() const {
@@ -211,7 +223,8 @@ void Framework::ClearFailures() {
   State& state = State::Get();
   const Guard guard(state.mutex);
   state.failures.clear();
-  state.failure_happened = false;
+  state.random.reset();
+  state.failures_happened = 0;
   state.last_failed.clear();
 }
 

@@ -144,6 +144,10 @@ class FAKE_API Framework {
   // which is no failure, hands its record out with that status.
   void FailCall(std::string_view function, std::size_t nth /* from 1, from now */, KtStatus status);
   void FailNthOfAll(std::size_t nth /* from 1, from now */, KtStatus status);
+  // Each call of "all" fails from now on with one chance in two, with a status of those that the
+  // failure rule calls failures; the seed decides which. ClearFailures() ends it.
+  void FailAtRandom(std::uint32_t seed);
+  std::size_t FailuresHappened() const;  // since the last ClearFailures or Reset
   std::size_t FailableCalls() const;       // made since ForgetCalls or Reset
   bool FailureHappened() const;            // since the last ClearFailures or Reset
   std::string LastFailedFunction() const;  // empty when none happened

@@ -122,6 +122,7 @@ KT_BUS_API void _KtFree(void* block) {
 KT_BUS_API void KtInitializeCriticalSection(KtCriticalSection* section) {
   if (section == nullptr) return;
   NoteSection("KtInitializeCriticalSection", section);
+  const fake::Shielded shielded;
   State& state = State::Get();
   auto fresh = std::make_unique<Section>();
   {
@@ -192,6 +193,7 @@ KT_BUS_API size_t Ktmbstowcs(KtWchar* to, const char* from, size_t count) {
     const Guard guard(state.mutex);
     if (state.BeginByNameOnly("Ktmbstowcs", from) || from == nullptr) return kMalformed;
   }
+  const fake::Shielded shielded;
   std::u16string units;
   while (*from != '\0') {
     std::uint32_t code = 0;
@@ -212,6 +214,7 @@ KT_BUS_API size_t Ktwcstombs(char* to, const KtWchar* from, size_t count) {
     const Guard guard(state.mutex);
     if (state.BeginByNameOnly("Ktwcstombs", from) || from == nullptr) return kMalformed;
   }
+  const fake::Shielded shielded;
   std::u16string units;
   for (; *from != 0; ++from) units.push_back(static_cast<char16_t>(*from));
   if (!IsWellFormed(units)) return kMalformed;

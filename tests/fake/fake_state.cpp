@@ -12,11 +12,11 @@ Framework::Shield g_shield;
 
 }  // namespace
 
-Guard::Shielded::Shielded() noexcept {
+Shielded::Shielded() noexcept {
   if (g_shield.enter != nullptr) kept_ = g_shield.enter();
 }
 
-Guard::Shielded::~Shielded() {
+Shielded::~Shielded() {
   if (g_shield.leave != nullptr) g_shield.leave(kept_);
 }
 
@@ -52,7 +52,8 @@ void State::ResetLocked() {
   trace_level = 0;
   failures.clear();
   failable_calls = 0;
-  failure_happened = false;
+  random.reset();
+  failures_happened = 0;
   last_failed.clear();
   sets.clear();
   iterators.clear();
@@ -110,8 +111,13 @@ std::optional<KtStatus> State::NextFailure(const char* function, bool of_all) {
       ++at;
     }
   }
+  if (of_all && random && (*random)() % 2 == 0) {
+    static constexpr KtStatus kStatuses[] = {0xC1000001u, 0x8007000Eu, 0x80070057u, 0xC1000010u,
+                                             5u};
+    status = kStatuses[(*random)() % std::size(kStatuses)];
+  }
   if (status) {
-    failure_happened = true;
+    ++failures_happened;
     last_failed = function;
     if (recording && !calls.empty()) calls.back().failed = true;
   }

@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <random>
 #include <set>
 #include <string>
 #include <thread>
@@ -191,7 +192,8 @@ class State {
   };
   std::vector<Failure> failures;
   std::size_t failable_calls = 0;
-  bool failure_happened = false;
+  std::optional<std::minstd_rand> random;  // set: one call in two fails
+  std::size_t failures_happened = 0;
   std::string last_failed;
 
   std::unordered_map<const void*, Block> blocks;
@@ -235,23 +237,24 @@ class State {
   State();
 };
 
+// Spares the framework's own allocations from what a test does to those of the module.
+class Shielded {
+ public:
+  Shielded() noexcept;
+  ~Shielded();
+  Shielded(const Shielded&) = delete;
+  Shielded& operator=(const Shielded&) = delete;
+
+ private:
+  int kept_ = 0;
+};
+
 // What every function of the interface holds: the shield of the test, then the state.
 class Guard {
  public:
   explicit Guard(std::mutex& mutex) : lock_(mutex) {}
 
  private:
-  class Shielded {
-   public:
-    Shielded() noexcept;
-    ~Shielded();
-    Shielded(const Shielded&) = delete;
-    Shielded& operator=(const Shielded&) = delete;
-
-   private:
-    int kept_ = 0;
-  };
-
   const Shielded shielded_;
   const std::lock_guard<std::mutex> lock_;
 };

@@ -8,10 +8,14 @@
 namespace {
 
 thread_local int g_allowed = -1;  // negative: none fails
+thread_local bool g_failed = false;
 thread_local bool g_refuse_arrays = false;
 
 void* Allocate(std::size_t size) {
-  if (g_allowed >= 0 && g_allowed-- == 0) throw std::bad_alloc();
+  if (g_allowed >= 0 && g_allowed-- == 0) {
+    g_failed = true;
+    throw std::bad_alloc();
+  }
   void* const block = std::malloc(size == 0 ? 1 : size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
@@ -23,6 +27,11 @@ namespace support {
 
 FailAllocation::FailAllocation(int after) noexcept {
   g_allowed = after;
+  g_failed = false;
+}
+
+bool FailAllocation::Happened() const noexcept {
+  return g_failed;
 }
 
 FailAllocation::~FailAllocation() {

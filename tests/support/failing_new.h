@@ -10,6 +10,9 @@ class FailAllocation {
  public:
   explicit FailAllocation(int after) noexcept;
   ~FailAllocation();
+
+  // Whether an allocation has been made to fail.
+  [[nodiscard]] bool Happened() const noexcept;
   FailAllocation(const FailAllocation&) = delete;
   FailAllocation& operator=(const FailAllocation&) = delete;
 };
