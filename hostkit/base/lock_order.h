@@ -10,7 +10,8 @@
 // look-up or a copy, with nothing else taken inside, the framework's own locks excepted.
 //
 // Each rank below is a name for clang's analysis and nothing at run time; a lock says where it
-// stands with KT_ACQUIRED_AFTER(kt::rank::...).
+// stands with KT_ACQUIRED_AFTER(kt::rank::...). At run time it says it with its kt::LockRank, which
+// a debug build watches (base/lock_watch.h).
 #pragma once
 
 #include "base/annotations.h"

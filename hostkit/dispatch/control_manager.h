@@ -129,12 +129,12 @@ class CKtControlManager {
   std::vector<CKtLazyDeleteQueue*> queues_ KT_GUARDED_BY(queue_list_lock_);
 
   // The host counts four locks, made in this order; no operation takes the first.
-  kt::Lock spare_lock_;
-  mutable kt::Lock path_map_lock_;
+  kt::Lock spare_lock_{kt::LockRank::kLeaf};
+  mutable kt::Lock path_map_lock_{kt::LockRank::kLeaf};
   kt::Lock queue_list_lock_ KT_ACQUIRED_AFTER(kt::rank::queue_list)
-      KT_ACQUIRED_BEFORE(kt::rank::container);
+      KT_ACQUIRED_BEFORE(kt::rank::container){kt::LockRank::kQueueList};
   mutable kt::Lock activity_lock_ KT_ACQUIRED_AFTER(kt::rank::activity)
-      KT_ACQUIRED_BEFORE(kt::rank::queue_list);
+      KT_ACQUIRED_BEFORE(kt::rank::queue_list){kt::LockRank::kActivity};
 
   std::uint32_t activity_count_ KT_GUARDED_BY(activity_lock_) = 0;
   bool flushing_ KT_GUARDED_BY(activity_lock_) = false;

@@ -96,7 +96,7 @@ class CKtEventManager {
   Dispatchers dispatchers_ KT_GUARDED_BY(lock_);
   std::uint64_t removals_ KT_GUARDED_BY(lock_) = 0;  // so that a delivery knows when to look again
   bool forgotten_ KT_GUARDED_BY(lock_) = false;
-  mutable kt::Lock lock_ KT_ACQUIRED_BEFORE(kt::rank::activity);
+  mutable kt::Lock lock_ KT_ACQUIRED_BEFORE(kt::rank::activity){kt::LockRank::kEventManager};
 
   static std::atomic<CKtEventManager*> instance_;
 };

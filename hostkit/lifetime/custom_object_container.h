@@ -124,7 +124,7 @@ class CKtCustomObjectContainer {
   void ForgetLocked(const KtObjId& id, std::uintptr_t address, List* list) noexcept
       KT_REQUIRES(lock_);
 
-  mutable kt::Lock lock_ KT_ACQUIRED_AFTER(kt::rank::container);
+  mutable kt::Lock lock_ KT_ACQUIRED_AFTER(kt::rank::container){kt::LockRank::kContainer};
   bool enabled_ KT_GUARDED_BY(lock_) = true;
   bool forgotten_ KT_GUARDED_BY(lock_) = false;
   std::map<KtObjId, Slot, kt::ObjIdLess> objects_ KT_GUARDED_BY(lock_);

@@ -63,7 +63,7 @@ class CKtThreadContainer {
   // walk is over, so that the walk needs no copy.
   std::vector<CKtWorker*> workers_ KT_GUARDED_BY(lock_);
   std::size_t walks_ KT_GUARDED_BY(lock_) = 0;
-  mutable kt::Lock lock_;
+  mutable kt::Lock lock_{kt::LockRank::kLeaf};
 
   static std::atomic<CKtThreadContainer*> instance_;
 };
