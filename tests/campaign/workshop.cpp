@@ -101,7 +101,9 @@ KtStatus Heard(void*, const CKtEventView*, std::uint64_t, std::uint64_t) {
 }
 
 void UseRegistration(const KtObjId& object) {
-  CWatchman watchman;
+  // A control that is under way may still ask a filter that has been removed: it is never
+  // destroyed.
+  static CWatchman watchman;
   CKtControlMap controls;
   CKtControlManager& manager = CKtControlManager::Instance();
   manager.AddFilter(watchman);
@@ -191,12 +193,12 @@ class CBench {
   void Start() {
     RegisterType();
     object_.Create(kType, 0);
+    id_ = object_.Id();
     object_.SetName(KT_W("bench"));
     object_.SetNameI18N(Message("the bench"));
     object_.SetState(1);
     for (std::uint32_t code = 1; code < workshop::kAfterTheLast; ++code) {
-      const KtStatus status =
-          controls_.Register(kInterface, 0, code, &CBench::Answer, object_.Id(), this);
+      const KtStatus status = controls_.Register(kInterface, 0, code, &CBench::Answer, id_, this);
       if (status != 0) throw std::uint32_t{status};
     }
     CKtAlertObject::Publish({kAlert, "An alert", 1, 0});
@@ -240,11 +242,11 @@ class CBench {
       case workshop::kProperties:
         return UseProperties(request);
       case workshop::kRegistration:
-        return UseRegistration(object_.Id());
+        return UseRegistration(id_);
       case workshop::kObjects:
         return UseObjects();
       case workshop::kAlerts:
-        return UseAlerts(object_.Id());
+        return UseAlerts(id_);
       case workshop::kMessages:
         return UseMessages(request);
       default:
@@ -259,7 +261,8 @@ class CBench {
     return 0;
   }
 
-  CKtObject object_;
+  CKtObject object_;  // the start's and the stop's
+  KtObjId id_{};      // does not change while controls are served
   CKtControlMap controls_;
   std::unique_ptr<CListener> listener_;
 };
