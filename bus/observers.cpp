@@ -48,6 +48,12 @@ void CallWith(const Observation& observation, std::uint64_t time, KtBusObserver 
   observer(&info, context);
 }
 
+// What of it can be large: it is foreign.
+std::size_t BytesOf(const Observation& observation) noexcept {
+  return observation.name.size() + observation.type.size() + observation.description.size() +
+         (observation.properties == nullptr ? 0 : observation.properties->content_bytes());
+}
+
 // Whether the second adds nothing to the first for one who has not seen the first yet.
 bool Covers(const Observation& first, const Observation& second) noexcept {
   return second.what == KTBUS_OBSERVED_CHANGED &&
@@ -85,6 +91,7 @@ void Observers::End() {
   thread_.join();
   const MutexGuard guard(lock_);
   waiting_.clear();
+  waiting_bytes_ = 0;
   lost_ = 0;
   done_ = told_;
   ending_ = false;
@@ -102,8 +109,12 @@ void Observers::Tell(Observation observation) noexcept {
   const bool follows = !waiting_.empty() && lost_ == 0;
   if (follows && Covers(waiting_.back().observation, observation)) return;
   try {
-    if (waiting_.size() >= kMaxWaiting) throw std::bad_alloc();
-    waiting_.push_back({std::move(observation), Now(), lost_});
+    const std::size_t bytes = BytesOf(observation);
+    if (waiting_.size() >= kMaxWaiting || bytes > kMaxWaitingBytes - waiting_bytes_) {
+      throw std::bad_alloc();
+    }
+    waiting_.push_back({std::move(observation), Now(), lost_, bytes});
+    waiting_bytes_ += bytes;
     lost_ = 0;
     ++told_;
   } catch (const std::bad_alloc&) {
@@ -149,6 +160,7 @@ void Observers::Run(KtBusObserver observer, void* context) {
       } else {
         entry = std::move(waiting_.front());
         waiting_.pop_front();
+        waiting_bytes_ -= entry.bytes;
         lost = entry.lost_before;
       }
     }

@@ -4,8 +4,8 @@
 // Threads:   everything from any thread. Tell() may be called under any of the framework's locks;
 //            it waits for nobody and holds its own lock for a moment only.
 // Failure:   telling never fails what is told of. What there is no memory for, or what is more than
-//            the bound while the observer does not come back, is lost, and the observer is told how
-//            much.
+//            a bound, of their number or of their bytes, while the observer does not come back, is
+//            lost, and the observer is told how much.
 // Ownership: what is told is copied in. The thread runs while there is an observer.
 #pragma once
 
@@ -38,8 +38,9 @@ struct Observation {
 
 class Observers {
  public:
-  // What waits for an observer at most.
+  // What waits for an observer at most: so many, and so many bytes of texts and properties.
   static constexpr std::size_t kMaxWaiting = 65536;
+  static constexpr std::size_t kMaxWaitingBytes = std::size_t{16} * 1024 * 1024;
 
   Observers() = default;
   Observers(const Observers&) = delete;
@@ -77,6 +78,7 @@ class Observers {
     Observation observation;
     std::uint64_t time = 0;
     std::uint64_t lost_before = 0;
+    std::size_t bytes = 0;
   };
 
   void End() KT_REQUIRES(set_lock_) KT_EXCLUDES(lock_);
@@ -91,6 +93,7 @@ class Observers {
   std::condition_variable_any told_signal_;
   std::condition_variable_any done_signal_;
   std::deque<Entry> waiting_ KT_GUARDED_BY(lock_);
+  std::size_t waiting_bytes_ KT_GUARDED_BY(lock_) = 0;
   std::uint64_t lost_ KT_GUARDED_BY(lock_) = 0;  // after the last that waits
   std::uint64_t told_ KT_GUARDED_BY(lock_) = 0;
   std::uint64_t done_ KT_GUARDED_BY(lock_) = 0;

@@ -5,6 +5,13 @@
 #include "bus/status.h"
 
 namespace kt::bus {
+namespace {
+
+std::size_t BytesOf(const Property& property) noexcept {
+  return sizeof(Property) + property.name.size() + property.value.content_bytes();
+}
+
+}  // namespace
 
 std::shared_ptr<const Property> ReadProperty(const cuvo_property& record) {
   if (record.name == nullptr) throw StatusError(kInvalidArgument);
@@ -12,7 +19,7 @@ std::shared_ptr<const Property> ReadProperty(const cuvo_property& record) {
 }
 
 PropertyMap::PropertyMap(const PropertyMap& other)
-    : entries_(other.entries_), depth_(other.depth_) {}
+    : entries_(other.entries_), depth_(other.depth_), content_bytes_(other.content_bytes_) {}
 
 std::size_t PropertyMap::PlaceOf(std::string_view name) {
   if (entries_.size() < kIndexedFrom) {
@@ -36,8 +43,10 @@ std::shared_ptr<const Property> PropertyMap::Find(std::string_view name) {
 
 void PropertyMap::Append(std::shared_ptr<const Property> property) {
   if (!index_.empty()) index_.emplace(property->name, entries_.size());
+  const std::size_t bytes = BytesOf(*property);
   depth_ = std::max(depth_, property->value.depth());
   entries_.push_back(std::move(property));
+  content_bytes_ += bytes;
 }
 
 KtStatus PropertyMap::Add(std::shared_ptr<const Property> property) {
@@ -51,6 +60,7 @@ KtStatus PropertyMap::Replace(std::shared_ptr<const Property> property) {
   if (place == kNowhere) return kNoProperty;
   if (*entries_[place] == *property) return kUnchanged;
   depth_ = std::max(depth_, property->value.depth());
+  content_bytes_ += BytesOf(*property) - BytesOf(*entries_[place]);
   entries_[place] = std::move(property);
   return kOk;
 }

@@ -5,6 +5,7 @@
 // Threads: none of its own. A const map may be read by any number of threads.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -56,6 +57,9 @@ class PropertyMap {
   // How deep sets are nested in here. Never shrinks, which is near enough for a limit.
   [[nodiscard]] std::uint32_t depth() const noexcept { return depth_; }
 
+  // How many bytes the properties take, their names and the sets inside them included.
+  [[nodiscard]] std::size_t content_bytes() const noexcept { return content_bytes_; }
+
   // The same properties in the same order.
   bool operator==(const PropertyMap& other) const;
 
@@ -76,6 +80,7 @@ class PropertyMap {
   std::vector<std::shared_ptr<const Property>> entries_;
   std::unordered_map<std::string, std::size_t, Hash, std::equal_to<>> index_;
   std::uint32_t depth_ = 0;
+  std::size_t content_bytes_ = 0;
 };
 
 }  // namespace kt::bus

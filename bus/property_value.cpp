@@ -232,6 +232,15 @@ std::uint32_t PropertyValue::depth() const noexcept {
   return deepest;
 }
 
+std::size_t PropertyValue::content_bytes() const noexcept {
+  std::size_t bytes = bytes_.size();
+  for (const Element& element : elements_) {
+    bytes += sizeof(Element) + element.text.size();
+    if (element.set != nullptr) bytes += element.set->content_bytes();
+  }
+  return bytes;
+}
+
 bool PropertyValue::operator==(const PropertyValue& other) const {
   return type_ == other.type_ && flags_ == other.flags_ && bytes_ == other.bytes_ &&
          elements_ == other.elements_;

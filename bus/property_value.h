@@ -5,6 +5,7 @@
 // Failure: FromRecord throws StatusError for a record that is not well formed.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -71,6 +72,9 @@ class PropertyValue {
 
   // How many property sets stand one inside the other below this value.
   [[nodiscard]] std::uint32_t depth() const noexcept;
+
+  // How many bytes of content there are, those of sets below included.
+  [[nodiscard]] std::size_t content_bytes() const noexcept;
 
   // The same type, flags and content.
   bool operator==(const PropertyValue& other) const;

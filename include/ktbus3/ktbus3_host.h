@@ -220,8 +220,9 @@ typedef void (*KtBusObserver)(const KtBusObservation* observation, void* context
  * the framework's own with no lock held, so that it may call anything else here; a provider never
  * waits for it. It must not throw. One at a time: the former is replaced, null ends it. After the
  * return the former is not called any more, and what it had not been told is dropped. An observer
- * that does not come back loses what is more than 65536 waiting observations, and is told how much.
- * 0x80070057 from inside the observer, as for KtBusCloseDatabase. */
+ * that does not come back loses what is more than 65536 waiting observations, or than 16 MiB of
+ * their texts and properties, and is told how much. 0x80070057 from inside the observer, as
+ * for KtBusCloseDatabase. */
 KT_BUS_API KtStatus KtBusObserve(KtDatabase database, KtBusObserver observer, void* context);
 
 /* ---- Ledger ----------------------------------------------------------------------------------

@@ -257,6 +257,32 @@ TEST_F(ObserverTest, WhatIsMoreThanCanWaitIsCountedAndToldAtItsPlace) {
   EXPECT_EQ(seen[kMaxWaiting + 2].name, "last");
 }
 
+TEST_F(ObserverTest, WhatIsMoreThanSixteenMebibytesIsCountedAsLostHoweverFewItAre) {
+  constexpr std::size_t kMebibyte = std::size_t{1024} * 1024;
+  KtPropset large = NewSet();
+  KtPropset inner = NewSet();
+  ASSERT_EQ(AddText(inner, "text", std::string(kMebibyte / 2, 'x').c_str()), kOk);
+  ASSERT_EQ(AddText(large, "text", std::string(kMebibyte / 2, 'x').c_str()), kOk);
+  ASSERT_EQ(AddSet(large, "inner", inner), kOk);
+  Block();
+  ASSERT_EQ(Raise("first"), kOk);
+  WaitUntilItIsCalled();
+  for (int i = 0; i < 20; ++i) ASSERT_EQ(Raise("large", large), kOk);
+  ASSERT_EQ(Raise("small"), kOk);
+  Release();
+  const auto seen = All();
+  ASSERT_THAT(seen, SizeIs(18));
+  EXPECT_EQ(seen[15].name, "large");
+  EXPECT_EQ(seen[16].what, KTBUS_OBSERVED_LOST);
+  EXPECT_EQ(seen[16].lost, 5U);
+  EXPECT_EQ(seen[17].name, "small");
+  // What has been taken makes room again.
+  for (int i = 0; i < 15; ++i) ASSERT_EQ(Raise("large", large), kOk);
+  EXPECT_THAT(All(), SizeIs(15));
+  EXPECT_EQ(PsDestroyPropset(large), kOk);
+  EXPECT_EQ(PsDestroyPropset(inner), kOk);
+}
+
 TEST_F(ObserverTest, TheObserverMayCallTheBus) {
   also_ = [this] {
     EXPECT_EQ(KtBusVisitObjects(
