@@ -45,9 +45,6 @@ std::optional<std::uint32_t> OwnUserId();
 std::string ReadGuardedFile(const std::filesystem::path& file, FileGuard guard,
                             std::size_t maxBytes);
 
-// Fills the bytes from the system's source of randomness. Throws std::system_error.
-void FillRandom(void* bytes, std::size_t count);
-
 // A path in UTF-8, for messages.
 std::string FileText(const std::filesystem::path& file);
 

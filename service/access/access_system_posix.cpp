@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -150,20 +149,6 @@ std::string ReadGuardedFile(const std::filesystem::path& file, FileGuard guard,
          "Name the right file, or shorten its comments.");
   }
   return text;
-}
-
-void FillRandom(void* bytes, std::size_t count) {
-  auto* at = static_cast<unsigned char*>(bytes);
-  while (count > 0) {
-    const ssize_t got = getrandom(at, count, 0);
-    if (got > 0) {
-      at += got;
-      count -= static_cast<std::size_t>(got);
-    } else if (got == 0 || errno != EINTR) {
-      throw std::system_error(got == 0 ? EIO : errno, std::generic_category(),
-                              "the system gives no random bytes");
-    }
-  }
 }
 
 std::string FileText(const std::filesystem::path& file) {

@@ -2,10 +2,6 @@
 
 #include <windows.h>
 
-// After windows.h, whose types it needs.
-#include <bcrypt.h>
-
-#include <cerrno>
 #include <fstream>
 #include <system_error>
 
@@ -63,15 +59,6 @@ std::string ReadGuardedFile(const std::filesystem::path& file, FileGuard /*guard
                       "Name the right file, or shorten its comments.");
   }
   return text;
-}
-
-void FillRandom(void* bytes, std::size_t count) {
-  const NTSTATUS status =
-      BCryptGenRandom(nullptr, static_cast<PUCHAR>(bytes), static_cast<ULONG>(count),
-                      BCRYPT_USE_SYSTEM_PREFERRED_RNG);
-  if (status < 0) {
-    throw std::system_error(EIO, std::generic_category(), "the system gives no random bytes");
-  }
 }
 
 std::string FileText(const std::filesystem::path& file) {

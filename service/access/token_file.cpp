@@ -1,8 +1,7 @@
 #include "access/token_file.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
+#include <iterator>
 
 #include "access/access_error.h"
 #include "access/access_policy.h"
@@ -109,25 +108,6 @@ std::vector<std::string> TokenFile::Names() const {
   std::transform(tokens_.begin(), tokens_.end(), std::back_inserter(names),
                  [](const Token& token) { return token.name; });
   return names;
-}
-
-std::string GenerateToken() {
-  std::array<std::uint8_t, 32> bytes{};
-  FillRandom(bytes.data(), bytes.size());
-  std::string text;
-  text.reserve(43);
-  std::uint32_t bits = 0;
-  unsigned count = 0;
-  for (const std::uint8_t byte : bytes) {
-    bits = (bits << 8U) | byte;
-    for (count += 8; count >= 6; count -= 6) {
-      text += kAlphabet[(bits >> (count - 6)) & 0x3FU];
-    }
-  }
-  if (count > 0) {
-    text += kAlphabet[(bits << (6 - count)) & 0x3FU];
-  }
-  return text;
 }
 
 }  // namespace ktsvc::access

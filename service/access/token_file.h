@@ -2,8 +2,7 @@
 //
 // The file has one token to a line, "NAME SECRET"; '#' begins a comment. The secret is 32 to 512
 // characters of hexadecimal or of the URL-safe base64 alphabet (letters, digits, - and _, with up
-// to two '=' at the end); GenerateToken() makes one. What a token may do stands in the access file,
-// under its name.
+// to two '=' at the end). What a token may do stands in the access file, under its name.
 //
 // Failure:   AccessError. It gives line and column and quotes nothing of the file, since a secret
 //            may stand anywhere in a file with a fault.
@@ -54,9 +53,5 @@ class TokenFile {
 
   std::vector<Token> tokens_;
 };
-
-// A new secret of 43 characters: 32 bytes from the system's source of randomness, URL-safe base64.
-// Throws std::system_error when the system has none.
-std::string GenerateToken();
 
 }  // namespace ktsvc::access

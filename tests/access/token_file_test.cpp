@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include "access/access_error.h"
 #include "access/line_reader.h"
 #include "temporary_folder.h"
@@ -138,24 +136,6 @@ TEST(TokenFileLoad, RefusesAFileThatIsTooLarge) {
   const std::string filled = text + std::string(kMaxTokenFileBytes - text.size(), '\n');
   EXPECT_TRUE(TokenFile::Load(folder.File("tokens", filled)).Verify(kFirst));
   EXPECT_THROW(TokenFile::Load(folder.File("larger", filled + "\n")), AccessError);
-}
-
-TEST(GenerateToken, MakesASecretThatATokenFileTakes) {
-  const std::string secret = GenerateToken();
-  EXPECT_EQ(secret.size(), 43U);
-  EXPECT_TRUE(Parse("ci " + secret).Verify(secret));
-}
-
-TEST(GenerateToken, NeverMakesTheSameTwiceAndUsesItsWholeAlphabet) {
-  std::set<std::string> secrets;
-  std::set<char> characters;
-  for (int i = 0; i < 1000; ++i) {
-    const std::string secret = GenerateToken();
-    secrets.insert(secret);
-    characters.insert(secret.begin(), secret.end());
-  }
-  EXPECT_EQ(secrets.size(), 1000U);
-  EXPECT_EQ(characters.size(), 64U);
 }
 
 }  // namespace
