@@ -25,18 +25,15 @@ std::string HexText(KtStatus status) {
   return text;
 }
 
-Json CallerJson(const std::optional<Caller>& caller) {
-  if (!caller) {
-    return nullptr;
-  }
+Json CallerJson(const Caller& caller) {
   Json json = Json::object();
-  if (caller->kind() == Caller::Kind::kToken) {
+  if (caller.kind() == Caller::Kind::kToken) {
     json["kind"] = "token";
-    json["name"] = TextJson(caller->name());
+    json["name"] = TextJson(caller.name());
   } else {
     json["kind"] = "user";
-    json["name"] = caller->name().empty() ? Json(nullptr) : TextJson(caller->name());
-    json["uid"] = caller->uid();
+    json["name"] = caller.name().empty() ? Json(nullptr) : TextJson(caller.name());
+    json["uid"] = caller.uid();
   }
   return json;
 }
@@ -90,6 +87,7 @@ std::string AuditLine(const AuditEntry& entry) {
       isControl && interfaceName != interfaceId ? Json(interfaceName) : Json(nullptr);
   json["selector"] = isControl ? Json(action.selector) : Json(nullptr);
   json["code"] = isControl ? Json(action.code) : Json(nullptr);
+  json["level"] = entry.level ? Json(*entry.level) : Json(nullptr);
   json["status"] = entry.status ? Json(HexText(*entry.status)) : Json(nullptr);
   json["allowed"] = entry.allowed;
   json["decidedBy"] = TextJson(entry.decidedBy);

@@ -2,8 +2,8 @@
 //
 // {"time":"2026-01-31T12:00:00.123Z","caller":{"kind":"user","name":"alice","uid":1000},
 //  "action":"control","object":"{...}","interface":"{...}","interfaceName":"trace","selector":0,
-//  "code":11005,"status":"0x00000000","allowed":true,"decidedBy":"/etc/ktsvc/access.conf:3",
-//  "durationUs":1234}
+//  "code":11005,"level":null,"status":"0x00000000","allowed":true,
+//  "decidedBy":"/etc/ktsvc/access.conf:3","durationUs":1234}
 //
 // Every member is always there, in this order; one that does not apply is null.
 //
@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "access/access_decision.h"
 #include "access/caller.h"
@@ -22,11 +23,14 @@
 namespace ktsvc::access {
 
 struct AuditEntry {
+  explicit AuditEntry(Caller who) : caller(std::move(who)) {}
+
   std::chrono::system_clock::time_point time;  // when the request came
-  std::optional<Caller> caller;                // nothing: nobody that could be verified
+  Caller caller;
   Action action;
-  std::optional<std::string> object;  // the id, or what the request gave in its place
-  std::optional<KtStatus> status;     // what was answered; nothing where there was no status
+  std::optional<std::string> object;   // an object's id, or the name of the event that is raised
+  std::optional<std::uint32_t> level;  // the trace level that is wished for
+  std::optional<KtStatus> status;      // what was answered; nothing where there was no status
   bool allowed = false;
   std::string decidedBy;  // Decision::decidedBy
   std::chrono::microseconds duration{};

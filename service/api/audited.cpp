@@ -24,8 +24,9 @@ void RequireRight(const ApiContext& context, const access::Caller& caller,
   }
 }
 
-Audited::Audited(const Call& call, const access::Action& action, std::optional<std::string> object)
-    : call_(call), action_(action), object_(std::move(object)) {
+Audited::Audited(const Call& call, const access::Action& action, std::optional<std::string> object,
+                 std::optional<std::uint32_t> level)
+    : call_(call), action_(action), object_(std::move(object)), level_(level) {
   const access::Decision decision =
       access::Decide(*call.context.policy, call.request.caller, action_);
   decidedBy_ = decision.decidedBy;
@@ -45,11 +46,11 @@ void Audited::Write(bool allowed) noexcept {
     return;
   }
   try {
-    access::AuditEntry entry;
+    access::AuditEntry entry(call_.request.caller);
     entry.time = time_;
-    entry.caller = call_.request.caller;
     entry.action = action_;
     entry.object = object_;
+    entry.level = level_;
     entry.status = status_;
     entry.allowed = allowed;
     entry.decidedBy = decidedBy_;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -19,7 +20,8 @@ void RequireRight(const ApiContext& context, const access::Caller& caller,
 class Audited {
  public:
   // Decides. What is refused is on record when HttpError 403 leaves here.
-  Audited(const Call& call, const access::Action& action, std::optional<std::string> object);
+  Audited(const Call& call, const access::Action& action, std::optional<std::string> object,
+          std::optional<std::uint32_t> level = std::nullopt);
 
   // Puts it on record, without a status unless Done() has given one.
   ~Audited();
@@ -35,6 +37,7 @@ class Audited {
   const Call& call_;
   const access::Action action_;
   const std::optional<std::string> object_;
+  const std::optional<std::uint32_t> level_;
   const std::chrono::system_clock::time_point time_ = std::chrono::system_clock::now();
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   std::string decidedBy_;

@@ -53,7 +53,7 @@ Response PutTraceLevel(const Call& call) {
   if (level > kHighestTraceLevel) {
     throw HttpError(400, "\"level\" is no level from 0 to " + std::to_string(kHighestTraceLevel));
   }
-  Audited deed(call, access::Action::SetTraceLevel(), std::nullopt);
+  Audited deed(call, access::Action::SetTraceLevel(), std::nullopt, level);
   Json json = Json::object();
   json["level"] = level;
   json["previous"] = KtSetTraceLevel(level);

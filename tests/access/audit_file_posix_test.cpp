@@ -7,6 +7,7 @@
 #include "access/access_error.h"
 #include "access/audit_file.h"
 #include "access/audit_log.h"
+#include "caller_for_tests.h"
 #include "temporary_folder.h"
 
 namespace ktsvc::access {
@@ -72,8 +73,8 @@ TEST(AuditLog, ReportsAFullDeviceOnce) {
   std::vector<std::string> reports;
   {
     AuditLog log("/dev/full", [&](const std::string& sentence) { reports.push_back(sentence); });
-    EXPECT_EQ(log.Write(AuditEntry()), AuditLog::Fate::kLost);
-    EXPECT_EQ(log.Write(AuditEntry()), AuditLog::Fate::kLost);
+    EXPECT_EQ(log.Write(AuditEntry(CallerForTests::Token("ci"))), AuditLog::Fate::kLost);
+    EXPECT_EQ(log.Write(AuditEntry(CallerForTests::Token("ci"))), AuditLog::Fate::kLost);
     EXPECT_EQ(log.lost(), 2U);
   }
   EXPECT_THAT(reports, ElementsAre(HasSubstr("The audit log /dev/full cannot be written: ")));

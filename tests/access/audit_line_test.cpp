@@ -17,9 +17,8 @@ using Time = std::chrono::system_clock::time_point;
 constexpr Time kNoon{std::chrono::seconds(1769860800)};
 
 AuditEntry TraceControl() {
-  AuditEntry entry;
+  AuditEntry entry(CallerForTests::Peer("alice", 1000));
   entry.time = kNoon + 123ms;
-  entry.caller = CallerForTests::Peer("alice", 1000);
   entry.action = Action::SendControl(*InterfaceFromText("trace"), 0, 11005);
   entry.object = "{00000000-0000-0000-0000-000000000001}";
   entry.status = 0x80070057U;
@@ -35,20 +34,22 @@ TEST(AuditLine, GivesAControlInOneLine) {
       R"({"time":"2026-01-31T12:00:00.123Z","caller":{"kind":"user","name":"alice","uid":1000},)"
       R"("action":"control","object":"{00000000-0000-0000-0000-000000000001}",)"
       R"("interface":"{ADF0779F-76AD-48EB-8337-DFB8BF32016D}","interfaceName":"trace",)"
-      R"("selector":0,"code":11005,"status":"0x80070057","allowed":true,)"
+      R"("selector":0,"code":11005,"level":null,"status":"0x80070057","allowed":true,)"
       R"("decidedBy":"/etc/ktsvc/access.conf:3","durationUs":1234})"
       "\n");
 }
 
-TEST(AuditLine, GivesNullForWhatDoesNotApply) {
-  AuditEntry entry;
+TEST(AuditLine, GivesNullForWhatDoesNotApplyAndTheLevelWhereItDoes) {
+  AuditEntry entry(CallerForTests::Token("ci"));
+  entry.level = 3;
   entry.time = kNoon;
   entry.action = Action::SetTraceLevel();
   entry.decidedBy = "default";
   EXPECT_EQ(AuditLine(entry),
-            R"({"time":"2026-01-31T12:00:00.000Z","caller":null,"action":"trace-level",)"
+            R"({"time":"2026-01-31T12:00:00.000Z","caller":{"kind":"token",)"
+            R"("name":"ci"},"action":"trace-level",)"
             R"("object":null,"interface":null,"interfaceName":null,"selector":null,"code":null,)"
-            R"("status":null,"allowed":false,"decidedBy":"default","durationUs":0})"
+            R"("level":3,"status":null,"allowed":false,"decidedBy":"default","durationUs":0})"
             "\n");
 }
 

@@ -93,8 +93,7 @@ class AuditLogOnADisk : public testing::Test {
   }
 
   static AuditEntry Entry(std::uint32_t code) {
-    AuditEntry entry;
-    entry.caller = CallerForTests::Token("ci");
+    AuditEntry entry(CallerForTests::Token("ci"));
     entry.action = Action::SendControl(kSystemInterface, 0, code);
     entry.status = 0;
     return entry;
@@ -284,8 +283,7 @@ TEST(AuditLog, KeepsEveryEntryOfManyThreadsWholeWhileItsFileIsRotated) {
     for (std::uint32_t thread = 0; thread < kThreads; ++thread) {
       threads.emplace_back([&log, thread] {
         for (std::uint32_t i = 0; i < kEach; ++i) {
-          AuditEntry entry;
-          entry.caller = CallerForTests::Token("t" + std::to_string(thread));
+          AuditEntry entry(CallerForTests::Token("t" + std::to_string(thread)));
           entry.action = Action::SendControl(kSystemInterface, thread, i);
           log.Write(entry);
         }
@@ -295,7 +293,7 @@ TEST(AuditLog, KeepsEveryEntryOfManyThreadsWholeWhileItsFileIsRotated) {
       files.push_back(folder / ("audit.log." + std::to_string(i)));
       std::filesystem::rename(file, files.back());
       log.Reopen();
-      AuditEntry entry;
+      AuditEntry entry(CallerForTests::Token("ci"));
       entry.action = Action::Admin();
       log.Write(entry);
       while (!std::filesystem::exists(file)) {
@@ -330,9 +328,9 @@ TEST(AuditLog, AppendsToWhatIsThere) {
   const std::filesystem::path file = folder.File("audit.log", "{\"old\":true}\n");
   for (int i = 0; i < 2; ++i) {
     AuditLog log(file, [](const std::string& sentence) { ADD_FAILURE() << sentence; });
-    log.Write(AuditEntry());
+    log.Write(AuditEntry(CallerForTests::Token("ci")));
   }
-  const std::string line = AuditLine(AuditEntry());
+  const std::string line = AuditLine(AuditEntry(CallerForTests::Token("ci")));
   EXPECT_EQ(TemporaryFolder::Read(file), "{\"old\":true}\n" + line + line);
 }
 

@@ -281,11 +281,16 @@ TEST_F(ApiControl, SetsTheTraceLevelAndTellsThePreviousOne) {
   EXPECT_EQ(KtBusTraceLevel(), 3U);
   ASSERT_EQ(AuditLines().size(), 1U);
   EXPECT_EQ(AuditLines()[0]["action"], "trace-level");
+  EXPECT_EQ(AuditLines()[0]["level"], 3);
+  EXPECT_EQ(AuditLines()[0]["object"], nullptr);
   EXPECT_EQ(AuditLines()[0]["status"], "0x00000000");
 }
 
 TEST_F(ApiControl, KeepsTheTraceLevelForWhoMayNotSetIt) {
   EXPECT_EQ(Ask(Observer(), "PUT", "/v1/trace-level", R"({"level":3})").status, 403U);
+  ASSERT_EQ(AuditLines().size(), 1U);
+  EXPECT_EQ(AuditLines()[0]["level"], 3);
+  EXPECT_EQ(AuditLines()[0]["allowed"], false);
   EXPECT_EQ(KtBusTraceLevel(), 1U);
 }
 
