@@ -59,4 +59,8 @@ KtGuid InterfaceFromRequest(const std::string& text);
 // 404 for an object that is not there.
 HttpError NoSuchObject(const KtObjId& id);
 
+// The status of the bus for a type that is not there, and the 404 that it becomes.
+inline constexpr KtStatus kUnknownType = 0xC1000039U;
+HttpError NoSuchType(const std::string& name);
+
 }  // namespace ktsvc::api

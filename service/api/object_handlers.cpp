@@ -11,7 +11,6 @@ namespace ktsvc::api {
 namespace {
 
 constexpr KtStatus kNoProperty = 0xC1000011U;
-constexpr KtStatus kUnknownType = 0xC1000039U;
 constexpr std::uint32_t kDefaultLimit = 100;
 constexpr std::uint32_t kHighestLimit = 1000;
 
@@ -46,8 +45,7 @@ std::vector<ObjectView> FindPage(const Call& call, const ObjectQuery& query) {
     return FindObjects(call.context.database, query);
   } catch (const BusError& error) {
     if (query.type && error.status() == kUnknownType) {
-      throw HttpError(404, "no type " + *query.type, "GET /v1/types lists them.")
-          .WithCode(error.status());
+      throw NoSuchType(*query.type);
     }
     throw;
   }

@@ -4,6 +4,10 @@
 
 namespace ktsvc::api {
 
+HttpError NoSuchType(const std::string& name) {
+  return HttpError(404, "no type " + name, "GET /v1/types lists them.").WithCode(kUnknownType);
+}
+
 Response GetTypes(const Call& call) {
   Json json = Json::object();
   json["items"] = Json::array();
@@ -20,7 +24,7 @@ Response GetType(const Call& call) {
       return JsonResponse(TypeJson(type));
     }
   }
-  throw HttpError(404, "no type " + name, "GET /v1/types lists them.");
+  throw NoSuchType(name);
 }
 
 }  // namespace ktsvc::api

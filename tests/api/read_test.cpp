@@ -139,6 +139,9 @@ TEST_F(ApiRead, ShowsATypeWhoseNameHasToBeEscaped) {
 
 TEST_F(ApiRead, AnswersNotFoundForATypeThatIsNotThere) {
   EXPECT_EQ(Reason(Get("/v1/types/none"), 404), "no type none");
+  for (const char* target : {"/v1/types/none", "/v1/objects?type=none"}) {
+    EXPECT_EQ(GetJson(target, 404)["error"]["code"], "0xC1000039") << target;
+  }
 }
 
 TEST_F(ApiRead, ListsObjectsInTheOrderOfCreation) {
