@@ -20,9 +20,15 @@
 namespace ktsvc::api {
 namespace {
 
-// Messages that are kept of each topic, and that wait for a subscriber at most.
-constexpr std::size_t kRing = 1024;
-constexpr std::size_t kQueue = 1024;
+// A number that no earlier life has given: none publishes a thousand messages in a millisecond for
+// all of its life.
+std::uint64_t FirstMessageId(std::chrono::system_clock::time_point startedAt) {
+  const auto since = startedAt.time_since_epoch();
+  return static_cast<std::uint64_t>(
+             std::chrono::duration_cast<std::chrono::milliseconds>(since).count()) *
+             1000 +
+         1;
+}
 
 class ApiManagement final : public Management {
  public:
@@ -151,9 +157,11 @@ class ApiManagement final : public Management {
 
   KtDatabase database_ = nullptr;
   std::atomic<bool> stopping_{false};
-  StreamHub hub_{kRing, kQueue, [this](const std::string& name, const std::string& pattern) {
+  StreamHub hub_{{},
+                 [this](const std::string& name, const std::string& pattern) {
                    return EvMatch(database_, name.c_str(), pattern.c_str()) != 0;
-                 }};
+                 },
+                 FirstMessageId(startedAt_)};
   Activity activity_;
   std::optional<Api> api_;
   std::optional<BusFeed> feed_;

@@ -50,6 +50,14 @@ void PublishObject(const KtBusObservation& seen, StreamHub& hub) {
   hub.Publish(Topic::kObjects, LineOf(json));
 }
 
+// One that could not be put into words.
+void LoseOne(std::uint32_t what, StreamHub& hub) noexcept {
+  hub.Lose({what == KTBUS_OBSERVED_EVENT   ? Topic::kEvents
+            : what == KTBUS_OBSERVED_ALERT ? Topic::kAlerts
+                                           : Topic::kObjects},
+           1);
+}
+
 void OnObservation(const KtBusObservation* seen, void* context) {
   auto& hub = *static_cast<StreamHub*>(context);
   try {
@@ -59,12 +67,14 @@ void OnObservation(const KtBusObservation* seen, void* context) {
         PublishRaised(*seen, hub);
         break;
       case KTBUS_OBSERVED_LOST:
+        hub.Lose({Topic::kEvents, Topic::kAlerts, Topic::kObjects}, seen->lost);
         KtTrace(4, "ktsvc: %I64u happenings on the bus did not reach the streams", seen->lost);
         break;
       default:
         PublishObject(*seen, hub);
     }
   } catch (const std::exception& error) {
+    LoseOne(seen->what, hub);
     KtTrace(4, "ktsvc: a happening on the bus did not reach the streams: %s", error.what());
   }
 }
@@ -77,7 +87,8 @@ void OnTrace(std::uint32_t level, const char* text, void* context) {
     json["text"] = std::string(text);
     static_cast<StreamHub*>(context)->Publish(Topic::kTrace, LineOf(json));
   } catch (const std::exception&) {
-    return;  // a line for which there is no memory is lost, as in the other places of the trace
+    // A line for which there is no memory is lost, as in the other places of the trace.
+    static_cast<StreamHub*>(context)->Lose({Topic::kTrace}, 1);
   }
 }
 

@@ -10,7 +10,8 @@
 // since the trace is the process's.
 //
 // Threads: the feed's call-backs run wherever the bus calls them. The destructor not from one.
-// Failure: what cannot be put into words is left out, and traced.
+// Failure: what cannot be put into words, or was lost on the bus, is traced and counts as lost with
+//          all who follow it.
 #pragma once
 
 #include "api/stream_hub.h"

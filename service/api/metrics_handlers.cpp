@@ -27,8 +27,9 @@ void AddService(const Call& call, MetricsText& text) {
   text.Family("ktsvc_stream_subscribers", "gauge", "Callers who follow a stream.");
   text.Sample(std::uint64_t{context.hub->Subscribers()});
   text.Family("ktsvc_stream_messages_total", "counter", "Messages published to streams.");
-  text.Sample(context.hub->LastId());
-  text.Family("ktsvc_stream_lost_total", "counter", "Messages lost to slow subscribers.");
+  text.Sample(context.hub->Published());
+  text.Family("ktsvc_stream_lost_total", "counter",
+              "Messages that subscribers or, on the way, streams lost.");
   text.Sample(context.hub->Lost());
   text.Family("ktsvc_audit_lost_total", "counter", "Entries that the audit log lost.");
   text.Sample(context.audit == nullptr ? std::uint64_t{0} : context.audit->lost());

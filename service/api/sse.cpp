@@ -6,7 +6,8 @@ namespace ktsvc::api {
 
 void AppendSse(const StreamHub::Item& item, std::string& text) {
   if (item.message == nullptr) {
-    text += "event: gap\ndata: {\"lost\": " + std::to_string(item.lost) + "}\n\n";
+    text += "event: gap\ndata: {\"lost\": " + std::to_string(item.lost) +
+            (item.restarted ? ", \"restarted\": true" : "") + "}\n\n";
     return;
   }
   text += "id: " + std::to_string(item.message->id) + "\nevent: ";

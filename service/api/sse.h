@@ -1,7 +1,8 @@
 // The text form of a stream: server-sent events.
 //
 // "id: 7\nevent: alerts\ndata: {...}\n\n"; for what is missing "event: gap\ndata: {"lost": 3}\n\n",
-// without a number, so that one who comes back right then may still get what is kept of it.
+// without a number, so that one who comes back right then may still get what is kept of it. After
+// another life of the service it is {"lost": 3, "restarted": true}.
 //
 // Threads: pure functions.
 #pragma once

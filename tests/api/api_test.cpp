@@ -92,7 +92,8 @@ void ApiTest::UsePolicy(const std::string& text, bool allowRestart) {
       std::make_unique<AuditFileForTests>(auditMemory_), "memory", [](const std::string&) {},
       ktsvc::access::AuditLog::Limits{1024, std::chrono::hours(1)});
   hub_ = std::make_unique<ktsvc::api::StreamHub>(
-      4, 4, [](const std::string& name, const std::string& pattern) { return name == pattern; });
+      ktsvc::api::StreamHub::Bounds{.ring = 4, .queue = 4},
+      [](const std::string& name, const std::string& pattern) { return name == pattern; });
   ktsvc::api::ApiContext context;
   context.database = database();
   context.policy = policy_.get();

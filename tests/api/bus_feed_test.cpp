@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <future>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -58,9 +60,14 @@ class BusFeedTest : public testing::Test {
     return keys;
   }
 
+  std::function<void()> holdUp_;  // called for each event that is matched with a pattern
   KtDatabase database_ = nullptr;
   KtProvider provider_ = nullptr;
-  StreamHub hub_{100, 100, [this](const std::string& name, const std::string& pattern) {
+  StreamHub hub_{{.ring = 100, .queue = 100},
+                 [this](const std::string& name, const std::string& pattern) {
+                   if (holdUp_) {
+                     holdUp_();
+                   }
                    return EvMatch(database_, name.c_str(), pattern.c_str()) != 0;
                  }};
   std::optional<BusFeed> feed_;
@@ -128,6 +135,47 @@ TEST_F(BusFeedTest, ALineOfTheTraceIsPublishedWhateverItsBytes) {
   EXPECT_EQ(lines[0]["level"], 6);
   EXPECT_EQ(lines[0]["text"].get<std::string>().substr(0, 10), "two\nlines ");
   EXPECT_THAT(lines[0]["time"].get<std::string>(), MatchesRegex(kTime));
+}
+
+TEST_F(BusFeedTest, WhatIsLostOnTheBusIsToldToWhoFollowsIt) {
+  // A follower whose pattern takes its time holds up the feed.
+  std::promise<void> reached;
+  std::promise<void> release;
+  auto released = release.get_future().share();
+  holdUp_ = [&reached, released, first = true]() mutable {
+    if (std::exchange(first, false)) {
+      reached.set_value();
+      released.wait();
+    }
+  };
+  const auto follower = hub_.Subscribe({{Topic::kEvents}, "*"}, std::nullopt, [] {});
+  const auto objects = hub_.Subscribe({{Topic::kObjects}, ""}, std::nullopt, [] {});
+  ASSERT_EQ(KtBusRaiseEvent(database_, "first", nullptr), 0U);
+  reached.get_future().wait();
+  KtPropset set = nullptr;
+  ASSERT_EQ(PsCreatePropset(&set), 0U);
+  const OwnedSet owned(set);
+  std::string large(std::size_t{1024} * 1024, 'x');
+  const cuvo_property property{"n", TYPE_STR,    0, static_cast<std::uint32_t>(large.size() + 1),
+                               0,   large.data()};
+  ASSERT_EQ(PsAddProperty(set, &property), 0U);
+  for (int i = 0; i < 18; ++i) {
+    ASSERT_EQ(KtBusRaiseEvent(database_, "large", set), 0U);
+  }
+  release.set_value();
+  ASSERT_EQ(KtBusRaiseEvent(database_, "last", nullptr), 0U);
+  static_cast<void>(Published(Topic::kEvents));
+  std::uint64_t messages = 0;
+  std::uint64_t lost = 0;
+  while (const auto item = follower->Take()) {
+    messages += item->message != nullptr ? 1U : 0U;
+    lost += item->lost;
+  }
+  EXPECT_EQ(messages + lost, 20U);
+  const auto told = objects->Take();
+  ASSERT_TRUE(told);
+  EXPECT_EQ(told->lost, 3U);
+  EXPECT_GE(hub_.Lost(), 3U);
 }
 
 TEST_F(BusFeedTest, WhatHappensAfterItsEndIsNotPublished) {

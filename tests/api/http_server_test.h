@@ -108,7 +108,8 @@ class HttpServerTest : public testing::Test {
   static constexpr std::size_t kRing = 100;
   static constexpr std::size_t kQueue = 8;
 
-  StreamHub hub_{kRing, kQueue, [](const std::string&, const std::string&) { return true; }};
+  StreamHub hub_{{.ring = kRing, .queue = kQueue},
+                 [](const std::string&, const std::string&) { return true; }};
   mutable std::mutex mutex_;
   std::vector<Request> requests_;
   std::atomic<int> blocked_{0};

@@ -18,6 +18,7 @@ using testing::IsEmpty;
 
 constexpr std::size_t kRing = 4;
 constexpr std::size_t kQueue = 3;
+constexpr std::size_t kBytes = 1000;
 
 // A pattern that ends in '*' is what a name begins with.
 bool Begins(const std::string& name, const std::string& pattern) {
@@ -43,14 +44,16 @@ class StreamHubTest : public testing::Test {
   static std::vector<std::string> All(const Subscription& subscription) {
     std::vector<std::string> all;
     while (const auto item = subscription->Take()) {
-      all.push_back(item->message == nullptr ? "lost " + std::to_string(item->lost)
+      all.push_back(item->message == nullptr ? (item->restarted ? "restarted, lost " : "lost ") +
+                                                   std::to_string(item->lost)
                                              : std::to_string(item->message->id));
     }
     return all;
   }
 
   std::atomic<int> wakes_{0};
-  StreamHub hub_{kRing, kQueue, &Begins};
+  StreamHub hub_{{.ring = kRing, .ringBytes = kBytes, .queue = kQueue, .queueBytes = kBytes},
+                 &Begins};
 };
 
 TEST_F(StreamHubTest, NumbersGoOnOverAllTopics) {
@@ -133,9 +136,108 @@ TEST_F(StreamHubTest, WhatIsKeptOfSeveralTopicsComesInOrder) {
   EXPECT_THAT(All(Follow({Topic::kTrace, Topic::kAlerts}, 0)), ElementsAre("1", "2", "3", "4"));
 }
 
-TEST_F(StreamHubTest, ANumberFromAnEarlierLifeBringsAllThatIsKept) {
+TEST_F(StreamHubTest, ANumberThatIsNotYetGivenBringsAllThatIsKeptAfterTheNewsOfARestart) {
   PublishTraces(6);
-  EXPECT_THAT(All(Follow({Topic::kTrace}, 1000)), ElementsAre("3", "4", "5", "6"));
+  EXPECT_THAT(All(Follow({Topic::kTrace}, 1000)),
+              ElementsAre("restarted, lost 2", "3", "4", "5", "6"));
+}
+
+TEST_F(StreamHubTest, ANumberOfAnEarlierLifeBringsAllThatIsKeptAfterTheNewsOfARestart) {
+  StreamHub hub({.ring = kRing, .queue = kQueue}, &Begins, 5001);
+  hub.Publish(Topic::kTrace, "{}");
+  hub.Publish(Topic::kTrace, "{}");
+  // Numbers of this size this life gives too, if it lasts.
+  const auto follower = hub.Subscribe({{Topic::kTrace}, ""}, 1, [] {});
+  EXPECT_THAT(All(follower), ElementsAre("restarted, lost 0", "5001", "5002"));
+  EXPECT_EQ(hub.Published(), 2U);
+}
+
+TEST_F(StreamHubTest, WhoComesBackBeforeAnythingHappenedIsToldOfTheRestartToo) {
+  StreamHub hub({.ring = kRing, .queue = kQueue}, &Begins, 5001);
+  const auto follower = hub.Subscribe({{Topic::kTrace}, ""}, 17, [] {});
+  EXPECT_THAT(All(follower), ElementsAre("restarted, lost 0"));
+  EXPECT_THAT(All(follower), IsEmpty());
+}
+
+// ---- Bytes --------------------------------------------------------------------------------------
+
+TEST_F(StreamHubTest, WhatIsMoreThanTheBytesOfAQueueIsLostHoweverFewItAre) {
+  const auto slow = Follow({Topic::kTrace});
+  const auto quick = Follow({Topic::kTrace});
+  for (int i = 1; i <= 3; ++i) {
+    hub_.Publish(Topic::kTrace, std::string(kBytes / 2, 'x'));
+    EXPECT_THAT(All(quick), ElementsAre(std::to_string(i)));
+  }
+  EXPECT_THAT(All(slow), ElementsAre("1", "2", "lost 1"));
+  EXPECT_EQ(hub_.Lost(), 1U);
+  hub_.Publish(Topic::kTrace, std::string(kBytes, 'x'));
+  EXPECT_THAT(All(slow), ElementsAre("4"));
+}
+
+TEST_F(StreamHubTest, OfATopicNoMoreIsKeptThanItsBytes) {
+  for (int i = 0; i < 4; ++i) {
+    hub_.Publish(Topic::kEvents, std::string(kBytes / 2 - 1, 'x'), "e");
+  }
+  EXPECT_EQ(hub_.Recent(Topic::kEvents).size(), 2U);
+  EXPECT_THAT(All(Follow({Topic::kEvents}, 1)), ElementsAre("lost 1", "3", "4"));
+}
+
+TEST_F(StreamHubTest, AMessageThatAloneIsTooLargeTakesNothingElseAway) {
+  const auto follower = Follow({Topic::kTrace});
+  PublishTraces(1);
+  hub_.Publish(Topic::kTrace, std::string(kBytes + 1, 'x'));
+  PublishTraces(1);
+  EXPECT_THAT(All(follower), ElementsAre("1", "lost 1", "3"));
+  EXPECT_EQ(hub_.Recent(Topic::kTrace).size(), 2U);
+}
+
+TEST_F(StreamHubTest, WhoComesBackGetsNoMoreThanTheBytesOfHisQueue) {
+  for (const Topic topic : {Topic::kEvents, Topic::kAlerts, Topic::kObjects}) {
+    hub_.Publish(topic, std::string(kBytes / 2, 'x'));
+  }
+  EXPECT_THAT(All(Follow({Topic::kEvents, Topic::kAlerts, Topic::kObjects}, 0)),
+              ElementsAre("lost 1", "2", "3"));
+}
+
+TEST_F(StreamHubTest, AMessageIsInMemoryOnceHoweverManyHaveIt) {
+  const auto one = Follow({Topic::kTrace});
+  const auto other = Follow({Topic::kTrace});
+  PublishTraces(1);
+  const auto item = one->Take();
+  ASSERT_TRUE(item);
+  EXPECT_EQ(item->message, other->Take()->message);
+  EXPECT_EQ(item->message, hub_.Recent(Topic::kTrace).front());
+}
+
+// ---- Losses on the way --------------------------------------------------------------------------
+
+TEST_F(StreamHubTest, WhatIsLostOnTheWayIsToldToAllWhoFollowOneOfItsTopics) {
+  const auto events = Follow({Topic::kEvents, Topic::kTrace});
+  const auto traces = Follow({Topic::kTrace});
+  PublishTraces(1);
+  hub_.Lose({Topic::kEvents, Topic::kAlerts}, 7);
+  PublishTraces(1);
+  EXPECT_THAT(All(events), ElementsAre("1", "lost 7", "9"));
+  EXPECT_THAT(All(traces), ElementsAre("1", "9"));
+  EXPECT_EQ(hub_.Lost(), 7U);
+  EXPECT_EQ(hub_.Published(), 2U);
+}
+
+TEST_F(StreamHubTest, ALossOnTheWayWakesWhoWaits) {
+  const auto follower = Follow({Topic::kEvents});
+  hub_.Lose({Topic::kEvents}, 1);
+  EXPECT_EQ(wakes_, 1);
+  EXPECT_THAT(All(follower), ElementsAre("lost 1"));
+}
+
+TEST_F(StreamHubTest, WhoComesBackIsToldOfWhatWasLostOnTheWayMeanwhile) {
+  PublishTraces(1);
+  hub_.Lose({Topic::kEvents}, 4);
+  PublishTraces(1);
+  EXPECT_THAT(All(Follow({Topic::kEvents}, 1)), ElementsAre("lost 4"));
+  EXPECT_THAT(All(Follow({Topic::kEvents}, 3)), ElementsAre("lost 2"));
+  EXPECT_THAT(All(Follow({Topic::kEvents}, 6)), IsEmpty());
+  EXPECT_THAT(All(Follow({Topic::kTrace}, 1)), ElementsAre("6"));
 }
 
 TEST_F(StreamHubTest, MessagesOfOneTopicDoNotPushOutThoseOfAnother) {
@@ -181,7 +283,7 @@ TEST_F(StreamHubTest, WhoComesAfterTheEndIsToldSo) {
 TEST_F(StreamHubTest, ASubscriptionOutlivesItsHub) {
   std::shared_ptr<StreamHub::Subscription> follower;
   {
-    StreamHub hub(kRing, kQueue, &Begins);
+    StreamHub hub({.ring = kRing, .queue = kQueue}, &Begins);
     follower = hub.Subscribe({{Topic::kTrace}, ""}, std::nullopt, [] {});
     hub.Publish(Topic::kTrace, "{}");
   }
@@ -251,6 +353,12 @@ TEST(ServerSentEvents, AGapHasNoNumber) {
   std::string text;
   AppendSse({nullptr, 3}, text);
   EXPECT_EQ(text, "event: gap\ndata: {\"lost\": 3}\n\n");
+}
+
+TEST(ServerSentEvents, AGapAfterAnotherLifeSaysSo) {
+  std::string text;
+  AppendSse({nullptr, 0, true}, text);
+  EXPECT_EQ(text, "event: gap\ndata: {\"lost\": 0, \"restarted\": true}\n\n");
 }
 
 TEST(ServerSentEvents, ANumberIsDigitsAlone) {
