@@ -1,7 +1,8 @@
 // Management: what lets others look at the service and talk to it while it runs. The service only
 // knows this much of it, and runs without one as well.
 //
-// Threads: InFlight() from any thread, the rest from the main thread, in the order in which the
+// Threads: InFlight() and ReopenLogs() from any thread, the rest from the main thread, in the order
+// in which the
 //          functions stand here.
 #pragma once
 
@@ -28,6 +29,10 @@ class Management {
   // The providers are up: serves them until Stop(). False when it cannot, which has been reported;
   // nobody else can then talk to the service.
   virtual bool Serve(const ProviderHost& host) = 0;
+
+  // Opens the files of its own logs anew, after a rotation has moved them; from any thread. Adds
+  // their names. What cannot be opened is reported, and the former file stays in use.
+  virtual void ReopenLogs(std::vector<std::string>& names) = 0;
 
   // The service has been told to stop: new work is refused, looking goes on.
   virtual void RefuseWork() noexcept = 0;

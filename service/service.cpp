@@ -71,6 +71,8 @@ class Run {
       ProviderHost host(bus.database(), progress_,
                         [this](const std::string& provider) { return InFlight(provider); });
       const ManagementEnd end(management_.get());
+      const HangUpScope hangUp(
+          stop_, options_.once ? std::function<void()>() : [this] { ReopenLogs(); });
       Live(bus.database(), host);
       if (management_ != nullptr) {
         management_->RefuseWork();
@@ -98,6 +100,20 @@ class Run {
   }
 
  private:
+  // Does it on SIGHUP, where that is not the end, as long as it lives.
+  class HangUpScope {
+   public:
+    HangUpScope(StopSignal& stop, std::function<void()> call) : stop_(stop) {
+      stop_.OnHangUp(std::move(call));
+    }
+    ~HangUpScope() { stop_.OnHangUp(nullptr); }
+    HangUpScope(const HangUpScope&) = delete;
+    HangUpScope& operator=(const HangUpScope&) = delete;
+
+   private:
+    StopSignal& stop_;
+  };
+
   // Lets go of the providers and of the bus before they go, whatever happens.
   class ManagementEnd {
    public:
@@ -116,6 +132,33 @@ class Run {
 
   [[nodiscard]] std::vector<std::string> InFlight(const std::string& provider) const {
     return management_ == nullptr ? std::vector<std::string>{} : management_->InFlight(provider);
+  }
+
+  // A rotation has moved the files away.
+  void ReopenLogs() const noexcept {
+    try {
+      std::vector<std::string> names;
+      if (management_ != nullptr) {
+        management_->ReopenLogs(names);
+      }
+      const std::string trace = PathText(options_.traceFile);
+      if (!trace.empty()) {
+        if (StatusFails(KtBusTraceToFile(trace.c_str()))) {
+          progress_.Fail("the trace file " + trace +
+                         " cannot be opened anew; lines go on to the former file");
+        } else {
+          names.push_back(trace);
+        }
+      }
+      std::string list;
+      for (const std::string& name : names) {
+        list.append(list.empty() ? "" : ", ").append(name);
+      }
+      progress_.Say("SIGHUP: " + (list.empty() ? "there is no log file to open anew"
+                                               : "the log files are opened anew: " + list));
+    } catch (const std::exception&) {
+      return;  // no memory: the files go on as they are, and the next signal may do better
+    }
   }
 
   void Section(const std::string& text) {

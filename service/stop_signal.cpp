@@ -31,6 +31,20 @@ std::string StopSignal::Reason() const {
   return reason_;
 }
 
+void StopSignal::OnHangUp(std::function<void()> call) {
+  const std::lock_guard lock(hangUpMutex_);
+  hangUp_ = std::move(call);
+}
+
+bool StopSignal::HangUp() {
+  const std::lock_guard lock(hangUpMutex_);
+  if (!hangUp_) {
+    return false;
+  }
+  hangUp_();
+  return true;
+}
+
 void StopSignal::Request(const std::string& reason) {
   {
     const std::lock_guard lock(mutex_);

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <thread>
 
+#include "file_descriptor.h"
 #include "stop_signal_source.h"
 
 namespace ktsvc {
@@ -34,6 +35,13 @@ void HandleSignal(int number) {
   const auto byte = static_cast<unsigned char>(number);
   [[maybe_unused]] const ssize_t written = write(wakeUp.load(), &byte, 1);
   errno = saved;
+}
+
+// To be asked at the start: a terminal that has been closed is one no more, and then comes the
+// kernel's own SIGHUP.
+bool HasControllingTerminal() {
+  const FileDescriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+  return terminal.get() >= 0;
 }
 
 const char* NameOf(int number) {
@@ -98,11 +106,18 @@ class PosixSource : public StopSignal::Source {
         return;
       }
       if (count == 1 && number != kNoSignal) {
-        target.Request(NameOf(number));
+        Tell(target, number);
       }
     }
   }
 
+  void Tell(StopSignal& target, int number) const {
+    if (number != SIGHUP || hasTerminal_ || !target.HangUp()) {
+      target.Request(NameOf(number));
+    }
+  }
+
+  const bool hasTerminal_ = HasControllingTerminal();
   std::atomic<bool> end_{false};
   std::array<struct sigaction, kSignals.size()> former_{};
   std::thread thread_;

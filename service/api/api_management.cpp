@@ -37,6 +37,7 @@ class ApiManagement final : public Management {
         socket_(options.socket),
         socketIsDefault_(options.socket.empty() && !options.noSocket && HasSocketFiles()),
         listen_(options.listen),
+        auditName_(PathText(options.auditLog)),
         policy_(options.accessFile.empty()
                     ? access::AccessPolicy::Default(access::OwnUserId(), {options.allowRestart})
                     : access::AccessPolicy::Load(options.accessFile, {options.allowRestart})) {
@@ -97,6 +98,13 @@ class ApiManagement final : public Management {
     return listen_.empty() || Listen({});
   }
 
+  void ReopenLogs(std::vector<std::string>& names) override {
+    if (audit_) {
+      audit_->Reopen();
+      names.push_back(auditName_);
+    }
+  }
+
   void RefuseWork() noexcept override {
     stopping_.store(true);
     if (server_) {
@@ -149,6 +157,7 @@ class ApiManagement final : public Management {
   const std::filesystem::path socket_;
   const bool socketIsDefault_;
   const std::string listen_;
+  const std::string auditName_;
   const access::AccessPolicy policy_;
   std::shared_ptr<const access::TokenFile> tokens_;
   std::optional<access::AuditLog> audit_;

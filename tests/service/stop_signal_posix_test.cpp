@@ -11,6 +11,7 @@ namespace {
 void Former(int /*signal*/) {}
 
 TEST(StopSignalHandling, TakesEachSignalAsAWishAndNamesIt) {
+  // SIGHUP too, wherever it comes from, as long as nobody has said what else to do.
   const std::pair<int, const char*> signals[] = {
       {SIGINT, "SIGINT"}, {SIGTERM, "SIGTERM"}, {SIGHUP, "SIGHUP"}};
   for (const auto& [number, name] : signals) {

@@ -41,5 +41,18 @@ TEST(StopSignal, GivesUpWaitingWhenTheTimeIsOver) {
   EXPECT_FALSE(stop.WaitFor(std::chrono::milliseconds(1)));
 }
 
+TEST(StopSignalHangUp, CallsWhoWantsToKnowAndEndsNothing) {
+  StopSignal stop([] {});
+  int calls = 0;
+  EXPECT_FALSE(stop.HangUp());
+  stop.OnHangUp([&calls] { ++calls; });
+  EXPECT_TRUE(stop.HangUp());
+  EXPECT_TRUE(stop.HangUp());
+  stop.OnHangUp(nullptr);
+  EXPECT_FALSE(stop.HangUp());
+  EXPECT_EQ(calls, 2);
+  EXPECT_FALSE(stop.Requested());
+}
+
 }  // namespace
 }  // namespace ktsvc
