@@ -70,6 +70,10 @@ std::vector<gid_t> PeerGroups(int socket, const std::string& user, gid_t primary
 
 }  // namespace
 
+std::uint32_t PeerUserId(int socket) {
+  return ReadCredentials(socket).uid;
+}
+
 Caller PeerCaller(int socket) {
   const ucred credentials = ReadCredentials(socket);
   const NameDirectory& names = SystemNames();

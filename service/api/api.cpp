@@ -15,6 +15,7 @@ namespace ktsvc::api {
 namespace {
 
 constexpr std::string_view kStreamPath = "/v1/stream";
+constexpr std::string_view kStreamType = "text/event-stream";
 
 // The answer for which there is always memory enough: short texts live in the object itself.
 Response NoMemory() noexcept {
@@ -48,13 +49,17 @@ struct Found {
 };
 
 Found FindRoute(const std::string& method, const std::vector<std::string>& path) {
+  // HEAD is GET, but for the body, which the transport leaves out.
+  const std::string_view wanted = method == "HEAD" ? std::string_view("GET") : method;
   std::string allowed;
   for (const Route& route : Routes()) {
     if (std::optional<std::vector<std::string>> arguments = Match(route, path)) {
-      if (route.method == method) {
+      if (route.method == wanted) {
         return {route, std::move(*arguments)};
       }
-      allowed.append(allowed.empty() ? "" : ", ").append(route.method);
+      allowed.append(allowed.empty() ? "" : ", ")
+          .append(route.method)
+          .append(route.method == "GET" ? ", HEAD" : "");
     }
   }
   if (allowed.empty()) {
@@ -106,6 +111,14 @@ Response Guarded(Function function) noexcept {
   }
 }
 
+// What to stream.
+StreamHub::Selection OpenSelection(const Call& call) {
+  if (call.context.stopping()) {
+    throw HttpError(503, "the service is stopping");
+  }
+  return ReadSelection(call.query);
+}
+
 // Routes, decides and answers; a route without a handler is left to `stream`.
 template <typename Stream>
 Response Dispatch(const ApiContext& context, Memory& memory, const Request& request,
@@ -141,27 +154,29 @@ Api::Api(ApiContext context) : context_(std::move(context)), state_(std::make_un
 Api::~Api() = default;
 
 Response Api::Answer(const Request& request) noexcept {
-  Response response = Guarded([&] {
-    return Dispatch(context_, *state_, request, [](const Call& /*call*/) -> Response {
-      throw HttpError(500, "a stream is not answered at once");
+  return Guarded([&] {
+    return Dispatch(context_, *state_, request, [](const Call& call) -> Response {
+      if (call.request.method != "HEAD") {
+        throw HttpError(500, "a stream is not answered at once");
+      }
+      static_cast<void>(OpenSelection(call));
+      return {200, std::string(kStreamType), {}, {}};
     });
   });
-  state_->counts.Add(response.status);
-  return response;
+}
+
+void Api::Answered(unsigned status) noexcept {
+  state_->counts.Add(status);
 }
 
 std::variant<Api::StreamRequest, Response> Api::OpenStream(const Request& request) noexcept {
   StreamRequest selection;
   Response response = Guarded([&] {
     return Dispatch(context_, *state_, request, [&selection](const Call& call) {
-      if (call.context.stopping()) {
-        throw HttpError(503, "the service is stopping");
-      }
-      selection = ReadSelection(call.query);
+      selection = OpenSelection(call);
       return Response();
     });
   });
-  state_->counts.Add(response.status);
   if (response.status == 200) {
     return selection;
   }

@@ -36,7 +36,11 @@ class Api {
   Api(const Api&) = delete;
   Api& operator=(const Api&) = delete;
 
+  // A HEAD is answered as the GET is, body and all; the transport keeps that back.
   Response Answer(const Request& request) noexcept;
+
+  // Counts an answer that the transport gives, whoever made it.
+  void Answered(unsigned status) noexcept;
 
   // For the stream's path: reads the topics and decides whether the caller may follow them. The
   // transport then subscribes and sends what comes; a Response goes out as it is.

@@ -146,7 +146,8 @@ class ApiManagement final : public Management {
     server_.emplace(
         HttpHandlers{[this](const Request& request) { return api_->Answer(request); },
                      [](std::string_view target) { return Api::IsStream(target); },
-                     [this](const Request& request) { return api_->OpenStream(request); }},
+                     [this](const Request& request) { return api_->OpenStream(request); },
+                     [this](unsigned status) { api_->Answered(status); }},
         std::move(options), hub_);
     for (const std::string& where : server_->Where()) {
       progress_.Say("management API at " + where);

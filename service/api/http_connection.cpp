@@ -6,7 +6,6 @@
 #include <boost/asio/prefer.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
-#include <boost/beast/http/chunk_encode.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/rfc7230.hpp>
@@ -26,12 +25,15 @@ namespace beast = boost::beast;
 namespace http = boost::beast::http;
 
 constexpr std::size_t kReadAtOnce = 4096;
-constexpr std::size_t kStreamAtOnce = std::size_t{64} * 1024;
-constexpr unsigned kHttp11 = 11;
-constexpr const char* kServerName = "ktsvc";
 
+// "10", "0.02"
 std::string Seconds(std::chrono::milliseconds time) {
-  return std::to_string(static_cast<double>(time.count()) / 1000.0).substr(0, 5);
+  std::string text = std::to_string(static_cast<double>(time.count()) / 1000.0);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.ends_with('.')) {
+    text.pop_back();
+  }
+  return text;
 }
 
 std::string_view View(beast::string_view text) {
@@ -60,6 +62,11 @@ bool OnlyReads(http::verb method) {
   return method == http::verb::get || method == http::verb::head || method == http::verb::options;
 }
 
+Response IsStopping() {
+  return HttpError(503, "the service is stopping", "Reading and streams go on until its end.")
+      .ToResponse();
+}
+
 Response Unauthorized(bool shown) {
   HttpError error(401, shown ? "the token is not known" : "no token is shown",
                   "Send \"Authorization: Bearer SECRET\" with a secret of the token file.");
@@ -71,12 +78,13 @@ Response Unauthorized(bool shown) {
 
 }  // namespace
 
-HttpConnection::HttpConnection(HttpShared shared, Socket socket, PeerKind peer)
+HttpConnection::HttpConnection(HttpShared shared, Socket socket, PeerKind peer,
+                               std::optional<ConnectionPlaces::Place> place)
     : shared_(shared),
       peer_(peer),
+      place_(std::move(place)),
       socket_(std::move(socket)),
-      timer_(socket_.get_executor()),
-      comment_(socket_.get_executor()) {
+      timer_(socket_.get_executor()) {
   shared_.connections.Enter(*this);
 }
 
@@ -88,13 +96,9 @@ void HttpConnection::Start() {
   ReadNext();
 }
 
-void HttpConnection::Refuse() {
-  Answer(
-      HttpError(503, "all " + std::to_string(shared_.limits.connections) + " connections are taken",
-                "Try again later.")
-          .WithHeader("Retry-After", "1")
-          .ToResponse(),
-      true);
+void HttpConnection::Refuse(const ConnectionPlaces::Refusal& refusal) {
+  Answer(HttpError(503, refusal.reason, refusal.hint).WithHeader("Retry-After", "1").ToResponse(),
+         true);
 }
 
 void HttpConnection::Stop() noexcept {
@@ -105,7 +109,9 @@ void HttpConnection::Stop() noexcept {
     try {
       // What is on its way may be stuck with a client that neither reads nor writes.
       Arm(shared_.limits.goodbye);
-      Pump();
+      if (stream_) {
+        stream_->Stop();
+      }
     } catch (const std::exception&) {
       Close();  // no memory to wait with
     }
@@ -188,7 +194,9 @@ void HttpConnection::OnReadError(Error error) {
   const auto refuse = [this](unsigned status, const std::string& reason, std::string hint = {}) {
     Answer(HttpError(status, reason, std::move(hint)).ToResponse(), true);
   };
-  if (expired_) {
+  if (expired_ && stopping_) {
+    Answer(IsStopping(), true);
+  } else if (expired_) {
     refuse(408, "the request did not come within " + Seconds(limits.request) + " s");
   } else if (error == http::error::end_of_stream) {
     Goodbye();
@@ -197,7 +205,10 @@ void HttpConnection::OnReadError(Error error) {
   } else if (error == http::error::body_limit) {
     refuse(413, "the body is larger than " + std::to_string(limits.bodyBytes) + " bytes");
   } else if (error == http::error::partial_message) {
-    refuse(400, "the request ended before its end", "Does its Content-Length say too much?");
+    const bool announced =
+        parser_->is_header_done() && parser_->get().count(http::field::content_length) != 0;
+    refuse(400, "the request ended before its end",
+           announced ? "Does its Content-Length say too much?" : "");
   } else if (error.category() == Error(http::error::bad_method).category()) {
     refuse(400, "this is not HTTP/1.1: " + error.message());
   } else {
@@ -251,8 +262,7 @@ std::optional<Response> HttpConnection::JudgeHeader() {
     return refused;
   }
   if (shared_.refusesWork.load() && !OnlyReads(parser_->get().method())) {
-    return HttpError(503, "the service is stopping", "Reading and streams go on until its end.")
-        .ToResponse();
+    return IsStopping();
   }
   return std::nullopt;
 }
@@ -332,6 +342,7 @@ void HttpConnection::OnWorked(Outcome outcome) {
 
 void HttpConnection::Answer(Response response, bool close) {
   stage_ = Stage::kAnswering;
+  Count(response.status);
   const bool asked = parser_ && parser_->is_header_done();
   const bool head = asked && parser_->get().method() == http::verb::head;
   const bool keep = asked && parser_->get().keep_alive() && !close && !stopping_;
@@ -339,9 +350,7 @@ void HttpConnection::Answer(Response response, bool close) {
   answer_.emplace();
   answer_->version(asked ? parser_->get().version() : kHttp11);
   answer_->result(response.status);
-  answer_->set(http::field::server, kServerName);
-  answer_->set(http::field::cache_control, "no-store");
-  answer_->set("X-Content-Type-Options", "nosniff");
+  SetCommonFields(*answer_);
   if (!response.contentType.empty()) {
     answer_->set(http::field::content_type, response.contentType);
   }
@@ -349,18 +358,22 @@ void HttpConnection::Answer(Response response, bool close) {
     answer_->set(name, value);
   }
   answer_->keep_alive(keep);
-  const std::size_t size = response.body.size();
   if (!head) {
     answer_->body() = std::move(response.body);
-  }
-  answer_->prepare_payload();
-  if (head) {
-    answer_->content_length(size);
+    answer_->prepare_payload();
+  } else if (!response.body.empty()) {
+    answer_->content_length(response.body.size());
   }
   Arm(stopping_ ? shared_.limits.goodbye : shared_.limits.write);
   http::async_write(socket_, *answer_, [self = shared_from_this(), keep](Error error, std::size_t) {
     self->OnAnswered(error, !keep);
   });
+}
+
+void HttpConnection::Count(unsigned status) const {
+  if (shared_.handlers.answered) {
+    shared_.handlers.answered(status);
+  }
 }
 
 void HttpConnection::OnAnswered(Error error, bool close) {
@@ -400,19 +413,15 @@ void HttpConnection::ReadGoodbye() {
 }
 
 void HttpConnection::Close() noexcept {
-  closed_ = true;
   Disarm();
-  try {
-    comment_.cancel();
-  } catch (const boost::system::system_error&) {
-    ended_ = true;  // its handler finds the connection closed
+  if (stream_) {
+    stream_->Close();
   }
   Error ignored;
   // What is under way is called back before its handle goes: Wine's server loses its memory over a
   // handle that is closed under a write half done.
   static_cast<void>(socket_.cancel(ignored));
   static_cast<void>(socket_.close(ignored));
-  subscription_.reset();
 }
 
 // ---- Streaming ----------------------------------------------------------------------------------
@@ -430,122 +439,14 @@ void HttpConnection::StartStream(const StreamHub::Selection& selection) {
       return;
     }
   }
-  const std::weak_ptr<HttpConnection> weak = weak_from_this();
-  subscription_ =
-      shared_.hub.Subscribe(selection, last, [weak, executor = socket_.get_executor()]() noexcept {
-        try {
-          net::post(executor, [weak] {
-            if (const auto self = weak.lock()) {
-              self->Pump();
-            }
-          });
-        } catch (const std::exception&) {
-          return;  // what is there goes out with the next comment
-        }
-      });
-
   stage_ = Stage::kStreaming;
-  head_.emplace(http::status::ok, request.version());
-  head_->set(http::field::server, kServerName);
-  head_->set(http::field::content_type, "text/event-stream");
-  head_->set(http::field::cache_control, "no-store");
-  head_->set("X-Content-Type-Options", "nosniff");
-  head_->keep_alive(false);
-  head_->chunked(request.version() == kHttp11);
-  headWriter_.emplace(*head_);
-  writing_ = true;
-  http::async_write_header(
-      socket_, *headWriter_,
-      [self = shared_from_this()](Error error, std::size_t) { self->OnStreamHeader(error); });
-  WatchClient();
+  Count(static_cast<unsigned>(http::status::ok));
+  stream_.emplace(*this, socket_, shared_.limits.streamComment);
+  stream_->Start(shared_.hub, selection, last, request.version());
   if (stopping_) {
     Arm(shared_.limits.goodbye);
+    stream_->Stop();
   }
-}
-
-void HttpConnection::OnStreamHeader(Error error) {
-  writing_ = false;
-  if (error || closed_) {
-    Close();
-    return;
-  }
-  // The first bytes tell the reader that the stream stands.
-  sending_ = kSseComment;
-  SendStream(false);
-  ArmComment();
-}
-
-// A client says nothing more; when it goes, that shows as the end of what can be read.
-void HttpConnection::WatchClient() {
-  socket_.async_read_some(net::buffer(scrap_),
-                          [self = shared_from_this()](Error error, std::size_t) {
-                            if (self->stage_ != Stage::kStreaming || self->closed_) {
-                              return;
-                            }
-                            if (error) {
-                              self->Close();
-                            } else {
-                              self->WatchClient();
-                            }
-                          });
-}
-
-void HttpConnection::Pump() {
-  if (stage_ != Stage::kStreaming || closed_ || writing_ || ended_) {
-    return;
-  }
-  while (sending_.size() < kStreamAtOnce) {
-    const auto item = subscription_->Take();
-    if (!item) {
-      break;
-    }
-    AppendSse(*item, sending_);
-  }
-  const bool last = sending_.empty() && (stopping_ || subscription_->Ended());
-  if (last || !sending_.empty()) {
-    SendStream(last);
-  }
-}
-
-void HttpConnection::SendStream(bool last) {
-  writing_ = true;
-  ended_ = last;
-  auto sent = [self = shared_from_this()](Error error, std::size_t) {
-    self->writing_ = false;
-    self->sending_.clear();
-    if (self->closed_) {
-      return;
-    }
-    if (error) {
-      self->Close();
-    } else if (self->ended_) {
-      self->Goodbye();
-    } else {
-      self->Pump();
-    }
-  };
-  const bool chunked = head_->chunked();
-  if (last && chunked) {
-    net::async_write(socket_, http::make_chunk_last(), std::move(sent));
-  } else if (chunked) {
-    net::async_write(socket_, http::make_chunk(net::buffer(sending_)), std::move(sent));
-  } else {
-    net::async_write(socket_, net::buffer(sending_), std::move(sent));
-  }
-}
-
-void HttpConnection::ArmComment() {
-  comment_.expires_after(shared_.limits.streamComment);
-  comment_.async_wait([self = shared_from_this()](Error error) {
-    if (error || self->closed_ || self->stage_ != Stage::kStreaming) {
-      return;
-    }
-    if (!self->writing_ && !self->ended_) {
-      self->sending_ = kSseComment;
-      self->Pump();
-    }
-    self->ArmComment();
-  });
 }
 
 // ---- Time ---------------------------------------------------------------------------------------

@@ -1,7 +1,7 @@
 // HttpConnection: one client, from its first byte to the last. Of the transport alone.
 //
 // Requests are answered one after the other, in order, however many the client has sent ahead. A
-// request for a stream is the last one of its connection.
+// request for a stream is the last one of its connection, which carries the stream from there on.
 //
 // Threads:   the thread of input and output; the handlers run on a worker, and meanwhile nothing
 //            else is done with the connection.
@@ -13,10 +13,8 @@
 #include <atomic>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/serializer.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <cstdint>
 #include <memory>
@@ -24,7 +22,9 @@
 #include <string>
 #include <variant>
 
+#include "api/connection_places.h"
 #include "api/http_server.h"
+#include "api/http_stream.h"
 #include "api/listener.h"
 #include "api/worker_pool.h"
 
@@ -56,22 +56,30 @@ struct HttpShared {
   ConnectionRegister& connections;
 };
 
-class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
+class HttpConnection final : public std::enable_shared_from_this<HttpConnection>,
+                             public HttpStream::Carrier {
  public:
-  HttpConnection(HttpShared shared, Socket socket, PeerKind peer);
-  ~HttpConnection();
+  // Without a place it is there to Refuse().
+  HttpConnection(HttpShared shared, Socket socket, PeerKind peer,
+                 std::optional<ConnectionPlaces::Place> place);
+  ~HttpConnection() override;
   HttpConnection(const HttpConnection&) = delete;
   HttpConnection& operator=(const HttpConnection&) = delete;
 
   // Serves the client. Keeps itself alive from here on.
   void Start();
 
-  // Answers that there are too many, and closes.
-  void Refuse();
+  // Answers that there is no place for it, and closes.
+  void Refuse(const ConnectionPlaces::Refusal& refusal);
 
   // Closes at once when it is idle, otherwise after the answer that is due; ends a stream.
   void Stop() noexcept;
   [[nodiscard]] bool Stopping() const noexcept { return stopping_; }
+
+  // The connection as its stream sees it.
+  std::shared_ptr<HttpStream::Carrier> Keep() override { return shared_from_this(); }
+  void StreamDone() override { Goodbye(); }
+  void StreamBroken() noexcept override { Close(); }
 
  private:
   using Body = boost::beast::http::string_body;
@@ -99,12 +107,9 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   void ReadGoodbye();
   void Close() noexcept;
 
+  void Count(unsigned status) const;
+
   void StartStream(const StreamHub::Selection& selection);
-  void OnStreamHeader(Error error);
-  void WatchClient();
-  void Pump();
-  void SendStream(bool last);
-  void ArmComment();
 
   // Calls Expired() after that time unless it is armed or disarmed again before.
   void Arm(std::chrono::milliseconds time);
@@ -113,28 +118,20 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
   const HttpShared shared_;
   const PeerKind peer_;
+  const std::optional<ConnectionPlaces::Place> place_;
   Socket socket_;
   boost::asio::steady_timer timer_;
   std::uint64_t armed_ = 0;
   bool expired_ = false;
   Stage stage_ = Stage::kIdle;
   bool stopping_ = false;
-  bool closed_ = false;
 
   boost::beast::flat_buffer buffer_;
   std::optional<boost::beast::http::request_parser<Body>> parser_;
   std::optional<access::Caller> caller_;
   std::optional<boost::beast::http::response<Body>> answer_;
 
-  using StreamHead = boost::beast::http::response<boost::beast::http::empty_body>;
-  std::optional<StreamHead> head_;
-  std::optional<boost::beast::http::response_serializer<boost::beast::http::empty_body>>
-      headWriter_;
-  std::shared_ptr<StreamHub::Subscription> subscription_;
-  boost::asio::steady_timer comment_;
-  std::string sending_;
-  bool writing_ = false;
-  bool ended_ = false;
+  std::optional<HttpStream> stream_;
   std::array<char, 4096> scrap_{};
 };
 

@@ -21,10 +21,21 @@ namespace {
 
 namespace net = boost::asio;
 
-// Beyond the limit, so many more are told so; others are closed without a word.
+// Of those for whom there is no place, so many are told so at once; others are closed without a
+// word.
 constexpr std::size_t kRefusedAtOnce = 64;
 // When the process has no descriptor left, it is asked again after this time.
 constexpr std::chrono::milliseconds kAcceptPause{100};
+
+// Where loopback is the only way, it has all of the places.
+ConnectionPlaces::Limits PlacesFor(const HttpOptions& options) {
+  const HttpLimits& limits = options.limits;
+  if (options.socket.empty()) {
+    return {limits.connections, limits.connectionsOfUser, limits.connections, 0, {}};
+  }
+  return {limits.connections, limits.connectionsOfUser, limits.connectionsOverLoopback,
+          limits.connectionsReserved, options.reservedFor};
+}
 
 }  // namespace
 
@@ -33,6 +44,7 @@ class HttpServer::State final : public ConnectionRegister {
   State(HttpHandlers handlers, HttpOptions options, StreamHub& hub)
       : handlers_(std::move(handlers)),
         options_(std::move(options)),
+        places_(PlacesFor(options_)),
         readers_(std::in_place, options_.limits.readers),
         senders_(std::in_place, options_.limits.senders),
         shared_{handlers_, options_.limits, options_.tokens.get(), hub,
@@ -137,15 +149,15 @@ class HttpServer::State final : public ConnectionRegister {
   }
 
   void Welcome(Socket socket, PeerKind peer) {
-    const std::size_t others = Connections();
-    if (others >= options_.limits.connections + kRefusedAtOnce) {
-      return;
-    }
-    const auto connection = std::make_shared<HttpConnection>(shared_, std::move(socket), peer);
-    if (others >= options_.limits.connections) {
-      connection->Refuse();
-    } else {
-      connection->Start();
+    auto taken = places_.Take(peer == PeerKind::kToken
+                                  ? ConnectionPlaces::Peer()
+                                  : ConnectionPlaces::Peer(PeerUser(socket.native_handle())));
+    if (auto* const place = std::get_if<ConnectionPlaces::Place>(&taken)) {
+      std::make_shared<HttpConnection>(shared_, std::move(socket), peer, std::move(*place))
+          ->Start();
+    } else if (Connections() < places_.Taken() + kRefusedAtOnce) {
+      std::make_shared<HttpConnection>(shared_, std::move(socket), peer, std::nullopt)
+          ->Refuse(std::get<ConnectionPlaces::Refusal>(taken));
     }
   }
 
@@ -165,6 +177,7 @@ class HttpServer::State final : public ConnectionRegister {
 
   const HttpHandlers handlers_;
   const HttpOptions options_;
+  ConnectionPlaces places_;
   std::atomic<bool> refusesWork_{false};
   std::atomic<bool> stopped_{false};
   std::optional<WorkerPool> readers_;

@@ -17,6 +17,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -27,6 +28,7 @@
 #include <vector>
 
 #include "access/token_file.h"
+#include "api/connection_places.h"
 #include "api/message.h"
 #include "api/stream_hub.h"
 
@@ -48,12 +50,19 @@ struct HttpHandlers {
 
   // For a GET of a stream's target: what to stream, or a Response that goes out as it is.
   std::function<std::variant<StreamHub::Selection, Response>(const Request&)> openStream;
+
+  // The status of every answer, those that the server gives by itself and the heads of streams
+  // included. On the thread of input and output: it must not wait. May be empty.
+  std::function<void(unsigned status)> answered{};
 };
 
 struct HttpLimits {
   std::size_t bodyBytes = std::size_t{1024} * 1024;  // more: 413
   std::size_t headerBytes = std::size_t{16} * 1024;  // more: 431
-  std::size_t connections = 512;                     // more: 503
+  std::size_t connections = 512;                     // more: 503, as for the next three
+  std::size_t connectionsOfUser = 128;               // of a user that is not `reservedFor`
+  std::size_t connectionsOverLoopback = 256;         // where there is a socket file too
+  std::size_t connectionsReserved = 64;              // of all, where there is a socket file
   std::chrono::milliseconds request{10'000};         // from its first byte to its last; more: 408
   std::chrono::milliseconds idle{60'000};            // between requests; more: closed
   std::chrono::milliseconds write{30'000};           // for an answer to be taken; more: closed
@@ -72,6 +81,9 @@ struct HttpOptions {
   // "127.0.0.1:PORT" or "[::1]:PORT", port 0 for any free one; empty for none.
   std::string listen;
   std::shared_ptr<const access::TokenFile> tokens;  // who may come by `listen`; null for nobody
+
+  // Users who may have every connection over the socket file, and for whom some are kept.
+  std::vector<std::uint32_t> reservedFor = UsersOfTheService();
 
   HttpLimits limits;
 };

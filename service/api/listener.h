@@ -50,7 +50,11 @@ std::unique_ptr<Listener> ListenOnLoopback(boost::asio::io_context& context,
 std::unique_ptr<Listener> ListenOnSocketFile(boost::asio::io_context& context,
                                              const std::filesystem::path& file);
 
-// Who is at the other end of a connection of a socket file. Throws std::exception.
+// Who is at the other end of a connection of a socket file. It may ask a network for names. Throws
+// std::exception.
 access::Caller CallerOf(Socket::native_handle_type socket);
+
+// The number of that user alone, at once; that of nobody when the kernel does not say.
+std::uint32_t PeerUser(Socket::native_handle_type socket) noexcept;
 
 }  // namespace ktsvc::api

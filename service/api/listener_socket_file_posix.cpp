@@ -217,4 +217,12 @@ access::Caller CallerOf(Socket::native_handle_type socket) {
   return access::PeerCaller(socket);
 }
 
+std::uint32_t PeerUser(Socket::native_handle_type socket) noexcept {
+  try {
+    return access::PeerUserId(socket);
+  } catch (const std::exception&) {
+    return static_cast<std::uint32_t>(-1);
+  }
+}
+
 }  // namespace ktsvc::api

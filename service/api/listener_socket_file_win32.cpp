@@ -13,4 +13,8 @@ access::Caller CallerOf(Socket::native_handle_type /*socket*/) {
   throw ListenError("callers are known by their tokens alone on this system.");
 }
 
+std::uint32_t PeerUser(Socket::native_handle_type /*socket*/) noexcept {
+  return static_cast<std::uint32_t>(-1);
+}
+
 }  // namespace ktsvc::api

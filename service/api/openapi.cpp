@@ -24,13 +24,14 @@ constexpr std::array kErrors{
     StatusRow{410, "It was there and has gone."},
     StatusRow{413, "The body is too large."},
     StatusRow{415, "The body is not said to be JSON."},
+    StatusRow{421, "Over loopback: the Host header names another machine."},
     StatusRow{431, "The header is too large."},
     StatusRow{500, "The service failed."},
     StatusRow{503, "The service is stopping, or has too many connections or no memory."},
 };
 
 // What may be answered to a request of any route.
-constexpr std::array kAlways{400U, 401U, 403U, 408U, 431U, 500U, 503U};
+constexpr std::array kAlways{400U, 401U, 403U, 408U, 421U, 431U, 500U, 503U};
 
 Json Reference(std::string_view schema) {
   Json json = Json::object();
@@ -123,7 +124,9 @@ Json OpenApiDocument() {
   json["openapi"] = "3.1.0";
   json["info"] = {{"title", "ktsvc"},
                   {"version", KTSVC_VERSION},
-                  {"description", "The management API of the storage-management service."}};
+                  {"description",
+                   "The management API of the storage-management service. Every path that takes "
+                   "GET takes HEAD too, which is answered the same way without the body."}};
   json["servers"] = Json::array({{{"url", "http://localhost"}}});
   json["security"] = Json::array({Json::object(), {{"token", Json::array()}}});
   json["paths"] = Json::object();

@@ -181,6 +181,20 @@ TEST_F(HttpServerTest, ATruncatedRequestIsRefused) {
   }
 }
 
+TEST_F(HttpServerTest, ATruncatedRequestIsAskedAboutItsLengthWhenItGaveOne) {
+  Start();
+  const auto hint = [this](const std::string& text) {
+    auto client = Connect();
+    client.Send(text);
+    client.EndSending();
+    return nlohmann::json::parse(client.Read().body)["error"]["hint"];
+  };
+  EXPECT_EQ(hint(Words("POST", "/a", "Content-Length: 10\r\n") + "half"),
+            "Does its Content-Length say too much?");
+  EXPECT_EQ(hint("GET /a HTTP/1.1\r\nContent-Length: 10\r\nHost: loc"), nullptr);
+  EXPECT_EQ(hint(Words("POST", "/a", "Transfer-Encoding: chunked\r\n") + "9\r\nhalf"), nullptr);
+}
+
 TEST_F(HttpServerTest, ABodyBeyondTheLimitIsRefused) {
   HttpOptions options;
   options.limits.bodyBytes = 1000;
@@ -235,8 +249,16 @@ TEST_F(HttpServerTest, ASlowSenderIsToldThatItTookTooLong) {
                                   Words("POST", "/a", "Content-Length: 10\r\n") + "half"}) {
     const auto answer = Connect().Ask(text);
     EXPECT_EQ(answer.status, 408U) << text;
-    EXPECT_THAT(answer.Reason(), StartsWith("the request did not come within 0.0")) << text;
+    EXPECT_EQ(answer.Reason(), "the request did not come within 0.02 s") << text;
   }
+  EXPECT_THAT(Answered(), testing::ElementsAre(testing::Pair(408, 3)));
+}
+
+TEST_F(HttpServerTest, AWholeNumberOfSecondsIsSaidWithoutAPoint) {
+  HttpOptions options;
+  options.limits.request = 1'000ms;
+  Start(std::move(options));
+  EXPECT_EQ(Connect().Ask("G").Reason(), "the request did not come within 1 s");
 }
 
 TEST_F(HttpServerTest, AnIdleConnectionIsClosedInSilence) {
@@ -259,6 +281,38 @@ TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreToldToComeBack) {
   EXPECT_EQ(answer.Header("Retry-After"), "1");
   EXPECT_EQ(answer.Reason(), "all 2 connections are taken");
   EXPECT_EQ(first.Ask(Get("/a")).status, 200U);
+}
+
+TEST_F(HttpServerTest, EveryAnswerCountsWhoeverMadeIt) {
+  HttpOptions options;
+  options.limits.connections = 1;
+  options.limits.headerBytes = 1000;
+  options.limits.bodyBytes = 10;
+  Start(std::move(options));
+  const auto alone = [this](const std::string& text) {
+    while (server_->Connections() != 0) {
+      std::this_thread::yield();
+    }
+    auto client = Connect();
+    client.Send(text);
+    return client;
+  };
+  {
+    auto client = alone(Get("/a"));
+    EXPECT_EQ(client.Read().status, 200U);
+    EXPECT_EQ(client.Ask("GET /a HTTP/1.1\r\nHost: localhost\r\n\r\n").status, 401U);
+    EXPECT_EQ(client.Ask("GET /a HTTP/1.1\r\nHost: elsewhere\r\n\r\n").status, 421U);
+    EXPECT_EQ(Connect().Read().status, 503U);
+  }
+  EXPECT_EQ(alone(Words("POST", "/a", {}, "more than ten")).Read().status, 413U);
+  EXPECT_EQ(alone(Get("/" + std::string(1000, 'x'))).Read().status, 431U);
+  EXPECT_EQ(alone("nonsense\r\n\r\n").Read().status, 400U);
+  auto stream = alone(Get("/v1/stream"));
+  static_cast<void>(stream.ReadUntil(":\n\n"));
+  EXPECT_THAT(Answered(), testing::ElementsAre(testing::Pair(200, 2), testing::Pair(400, 1),
+                                               testing::Pair(401, 1), testing::Pair(413, 1),
+                                               testing::Pair(421, 1), testing::Pair(431, 1),
+                                               testing::Pair(503, 1)));
 }
 
 // ---- What waits ---------------------------------------------------------------------------------
@@ -458,6 +512,21 @@ TEST_F(HttpServerTest, StoppingDoesNotWaitForARequestThatDoesNotCome) {
   EXPECT_EQ(Connect().Ask(Get("/a")).status, 200U);
   server_->Stop();
   EXPECT_EQ(server_->Connections(), 0U);
+}
+
+TEST_F(HttpServerTest, ARequestThatHasNotComeByTheStopIsToldOfTheStop) {
+  HttpOptions options;
+  options.limits.goodbye = 50ms;
+  Start(std::move(options));
+  auto client = Connect();
+  EXPECT_EQ(client.Ask(Get("/a")).status, 200U);
+  client.Send("GET /a HTT");
+  // The first bytes have been read when another's request is answered after them.
+  EXPECT_EQ(Connect().Ask(Get("/a")).status, 200U);
+  server_->Stop();
+  const auto answer = client.Read();
+  EXPECT_EQ(answer.status, 503U);
+  EXPECT_EQ(answer.Reason(), "the service is stopping");
 }
 
 TEST_F(HttpServerTest, ManyClientsAreServedAtOnce) {

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <future>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -57,6 +58,10 @@ class HttpServerTest : public testing::Test {
                 return Response{403, "application/json", "{}", {}};
               }
               return StreamHub::Selection{{Topic::kTrace}, ""};
+            },
+            [this](unsigned status) {
+              const std::lock_guard lock(mutex_);
+              ++answered_[status];
             }};
   }
 
@@ -105,6 +110,12 @@ class HttpServerTest : public testing::Test {
     return requests_.size();
   }
 
+  // The answers of each status so far.
+  [[nodiscard]] std::map<unsigned, int> Answered() const {
+    const std::lock_guard lock(mutex_);
+    return answered_;
+  }
+
   static constexpr std::size_t kRing = 100;
   static constexpr std::size_t kQueue = 8;
 
@@ -112,6 +123,7 @@ class HttpServerTest : public testing::Test {
                  [](const std::string&, const std::string&) { return true; }};
   mutable std::mutex mutex_;
   std::vector<Request> requests_;
+  std::map<unsigned, int> answered_;  // by status
   std::atomic<int> blocked_{0};
   std::promise<void> release_;
   const std::shared_future<void> released_{release_.get_future()};

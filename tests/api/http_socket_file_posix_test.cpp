@@ -161,6 +161,54 @@ TEST_F(HttpSocketFileTest, APathThatIsTooLongIsRefused) {
   }
 }
 
+TEST_F(HttpSocketFileTest, AUserWithHisShareOfConnectionsIsToldSo) {
+  HttpOptions options;
+  options.socket = file_;
+  options.limits.connectionsOfUser = 2;
+  options.reservedFor = {};  // whoever runs this is a user like any other
+  Start(std::move(options));
+  auto first = ConnectHere();
+  auto second = ConnectHere();
+  EXPECT_EQ(first.Ask(Plain("/a")).status, 200U);
+  EXPECT_EQ(second.Ask(Plain("/a")).status, 200U);
+  const auto answer = ConnectHere().Read();
+  EXPECT_EQ(answer.status, 503U);
+  EXPECT_EQ(answer.Reason(), "user " + std::to_string(geteuid()) +
+                                 " has 2 connections, as many as one user may have at once");
+  EXPECT_EQ(first.Ask(Plain("/a")).status, 200U);
+}
+
+TEST_F(HttpSocketFileTest, TheServicesOwnUserHasMoreThanAShare) {
+  HttpOptions options;
+  options.socket = file_;
+  options.limits.connections = 4;
+  options.limits.connectionsOfUser = 1;
+  Start(std::move(options));
+  std::vector<HttpClient> clients;
+  for (int i = 0; i < 4; ++i) {
+    clients.push_back(ConnectHere());
+    EXPECT_EQ(clients.back().Ask(Plain("/a")).status, 200U);
+  }
+  EXPECT_EQ(ConnectHere().Read().Reason(), "all 4 connections are taken");
+}
+
+TEST_F(HttpSocketFileTest, WhoIsRefusedTakesNoPlaceFromAnybody) {
+  HttpOptions options;
+  options.socket = file_;
+  options.listen = "127.0.0.1:0";
+  options.limits.connections = 8;
+  options.limits.connectionsOfUser = 0;
+  options.limits.connectionsReserved = 4;
+  options.reservedFor = {};
+  Start(std::move(options));
+  std::vector<HttpClient> refused;
+  for (int i = 0; i < 20; ++i) {
+    refused.push_back(ConnectHere());
+    EXPECT_EQ(refused.back().Read().status, 503U);
+  }
+  EXPECT_EQ(HttpClient::ByTcp(server_->Where().at(1)).Ask(Get("/a")).status, 200U);
+}
+
 TEST_F(HttpSocketFileTest, BothWaysAreServedAtOnce) {
   HttpOptions options;
   options.socket = file_;

@@ -43,12 +43,22 @@ TEST_F(ApiMetrics, CountsObjectsByType) {
 }
 
 TEST_F(ApiMetrics, CountsRequestsByStatus) {
-  Get("/v1/health");
-  Get("/v1/health");
-  Get("/none");
+  api().Answered(200);
+  api().Answered(200);
+  api().Answered(421);
+  Get("/none");  // which the transport counts when it answers
   const std::string text = Text();
-  EXPECT_THAT(text, HasSubstr("\nktsvc_requests_total{status=\"200\"} 2\n"));
-  EXPECT_THAT(text, HasSubstr("\nktsvc_requests_total{status=\"404\"} 1\n"));
+  EXPECT_THAT(text, HasSubstr("\nktsvc_requests_total{status=\"200\"} 2\n"
+                              "ktsvc_requests_total{status=\"421\"} 1\n"));
+  EXPECT_THAT(text, testing::Not(HasSubstr("status=\"404\"")));
+}
+
+TEST_F(ApiMetrics, CountsMessagesAndNotTheirNumbers) {
+  hub().Lose({ktsvc::api::Topic::kTrace}, 5);
+  hub().Publish(ktsvc::api::Topic::kTrace, "{}");
+  const std::string text = Text();
+  EXPECT_THAT(text, HasSubstr("\nktsvc_stream_messages_total 1\n"));
+  EXPECT_THAT(text, HasSubstr("\nktsvc_stream_lost_total 5\n"));
 }
 
 TEST_F(ApiMetrics, TellsWhenTheServiceStartedAndWhetherItStops) {

@@ -231,6 +231,12 @@ TEST_F(OpenApi, GivesEveryOperationANameOfItsOwnAndEverySchemaAUse) {
   }
 }
 
+TEST_F(OpenApi, TellsOfAHostThatIsAnotherMachine) {
+  ForEach([](const std::string& path, const std::string& method, const Json& operation) {
+    EXPECT_TRUE(operation["responses"].contains("421")) << method << " " << path;
+  });
+}
+
 TEST_F(OpenApi, NamesItsVersion) {
   EXPECT_EQ(document["openapi"], "3.1.0");
   EXPECT_EQ(document["info"]["title"], "ktsvc");

@@ -25,10 +25,31 @@ TEST_F(ApiRequest, AnswersNotFoundForAPathThatIsNotThere) {
 TEST_F(ApiRequest, NamesTheMethodsThatAPathTakes) {
   const Response response = Ask(Admin(), "DELETE", "/v1/trace-level");
   EXPECT_EQ(Reason(response, 405), "this path takes another method");
-  const std::vector<std::pair<std::string, std::string>> allow{{"Allow", "GET, PUT"}};
+  const std::vector<std::pair<std::string, std::string>> allow{{"Allow", "GET, HEAD, PUT"}};
   EXPECT_EQ(response.headers, allow);
   EXPECT_EQ(Ask(Admin(), "get", "/v1/health").status, 405U);
   EXPECT_EQ(Ask(Admin(), "", "/v1/health").status, 405U);
+}
+
+TEST_F(ApiRequest, AnswersHeadAsItAnswersGet) {
+  for (const char* target : {"/v1/types", "/openapi.json", "/v1/objects?limit=0", "/v1/none"}) {
+    const Response get = Get(target);
+    const Response head = Ask(Admin(), "HEAD", target);
+    EXPECT_EQ(head.status, get.status) << target;
+    EXPECT_EQ(head.contentType, get.contentType) << target;
+    EXPECT_EQ(head.body, get.body) << target;
+  }
+  EXPECT_EQ(Ask(Nobody(), "HEAD", "/v1/types").status, 403U);
+  EXPECT_EQ(Ask(Admin(), "HEAD", "/v1/events").status, 405U);
+}
+
+TEST_F(ApiRequest, AnswersHeadOfAStreamWithoutOpeningIt) {
+  const Response head = Ask(Admin(), "HEAD", "/v1/stream?topics=trace");
+  EXPECT_EQ(head.status, 200U);
+  EXPECT_EQ(head.contentType, "text/event-stream");
+  EXPECT_EQ(head.body, "");
+  EXPECT_EQ(hub().Subscribers(), 0U);
+  EXPECT_EQ(Ask(Admin(), "HEAD", "/v1/stream?topics=news").status, 400U);
 }
 
 TEST_F(ApiRequest, RefusesTargetsThatAreMalformed) {
