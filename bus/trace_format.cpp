@@ -213,6 +213,23 @@ void PrintPointer(const Conversion& conversion, Arguments& arguments, std::strin
   Pad(conversion, "", body, false, out);
 }
 
+// What '#' does to a number: a point stands in it in any case, and the general form keeps the zeros
+// at its end up to `digits`, the digits that count.
+void KeepPoint(char type, std::size_t digits, std::string& body) {
+  const std::size_t end = std::min(body.find_first_of("ep"), body.size());
+  std::string mantissa = body.substr(0, end);
+  if (mantissa.find('.') == std::string::npos) mantissa += '.';
+  if (type == 'g') {
+    // Zeros in front count for nothing, unless there is nothing else.
+    const std::size_t first = std::min(mantissa.find_first_of("123456789"), mantissa.size());
+    const std::string_view counted = std::string_view(mantissa).substr(first);
+    const std::size_t points = counted.find('.') == std::string_view::npos ? 0 : 1;
+    const std::size_t there = counted.empty() ? mantissa.size() - 1 : counted.size() - points;
+    if (there < digits) mantissa.append(digits - there, '0');
+  }
+  body.replace(0, end, mantissa);
+}
+
 void PrintFloating(const Conversion& conversion, Arguments& arguments, std::string& out) {
   const double value = va_arg(arguments.list, double);
   const bool negative = std::signbit(value);
@@ -231,6 +248,9 @@ void PrintFloating(const Conversion& conversion, Arguments& arguments, std::stri
                           : std::to_chars(body.data(), end, magnitude, form, precision);
   body.resize(static_cast<std::size_t>(result.ptr - body.data()));
   const bool finite = std::isfinite(value);
+  if (conversion.alternate && finite) {
+    KeepPoint(type, static_cast<std::size_t>(std::max(precision, 1)), body);
+  }
   std::string prefix(SignOf(conversion, negative));
   if (type == 'a' && finite) prefix += "0x";
   if (conversion.type != type) {

@@ -26,13 +26,16 @@ std::string OneElement(std::uint32_t type, const ktsvc::Element& element) {
   return ktsvc::ValueText({"", type & ~kListBit, 0, {element}});
 }
 
+// The document itself, where the program knows nothing better.
+std::string RawText(const Json& json) {
+  return ktsvc::PrintableText(json.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
 // The value of a property that this program cannot read: of a type that it does not know, or
 // nested deeper than it follows.
 std::string RawValue(const Json& property) {
   const Json& value = property.at("value");
-  return value.is_null()
-             ? "(none)"
-             : ktsvc::PrintableText(value.dump(-1, ' ', false, Json::error_handler_t::replace));
+  return value.is_null() ? "(none)" : RawText(value);
 }
 
 std::string Decimals(double value, const char* unit) {
@@ -52,7 +55,7 @@ std::string TextOf(const Json& json) {
     return "(malformed text, bytes " + ktsvc::HexText(bytes.value_or(std::vector<std::uint8_t>())) +
            ")";
   }
-  return json.is_null() ? std::string() : json.dump();
+  return json.is_null() ? std::string() : RawText(json);
 }
 
 std::string ValueOf(const Json& property) {

@@ -36,7 +36,7 @@ std::string EventLine(const Json& data, const Painter& painter) {
 std::string AlertLine(const Json& data, const Painter& painter) {
   const std::string object = TextOf(data.at("object"));
   return painter.Paint(Style::kFaint, TextOf(data.at("time"))) + "  severity " +
-         data.at("severity").dump() + "  " + painter.Paint(Style::kName, TextOf(data.at("name"))) +
+         TextOf(data.at("severity")) + "  " + painter.Paint(Style::kName, TextOf(data.at("name"))) +
          "  " + TextOf(data.at("description")) + (object.empty() ? "" : "  on " + object) +
          PropertiesOf(data);
 }
@@ -105,7 +105,7 @@ int ShowAlerts(const Session& session) {
                {"HAS", Kind::kCut}});
   for (const Json& alert : document.at("items")) {
     table.Add({TextOf(alert.at("time")),
-               alert.at("severity").dump(),
+               TextOf(alert.at("severity")),
                {TextOf(alert.at("name")), Style::kName},
                TextOf(alert.at("description")),
                TextOf(alert.at("object")),

@@ -1,5 +1,7 @@
 #include "property_text.h"
 
+#include "base/utf8.h"
+
 namespace ktsvc {
 namespace {
 
@@ -7,18 +9,11 @@ std::string MalformedText(std::span<const std::uint8_t> bytes) {
   return "(malformed text, bytes " + HexText(bytes) + ")";
 }
 
-// The upper control characters, U+0080 to U+009F, are two bytes of UTF-8.
-bool IsUpperControl(std::string_view text) {
-  return text.size() > 1 && text[0] == '\xC2' && static_cast<unsigned char>(text[1]) >= 0x80 &&
-         static_cast<unsigned char>(text[1]) < 0xA0;
-}
-
 // Escapes control characters and what stands in `marks`.
 std::string Escaped(std::string_view text, std::string_view marks) {
   std::string escaped;
   for (std::size_t at = 0; at < text.size(); ++at) {
     const char c = text[at];
-    const auto byte = static_cast<std::uint8_t>(c);
     if (marks.find(c) != std::string_view::npos) {
       escaped += '\\';
       escaped += c;
@@ -26,11 +21,11 @@ std::string Escaped(std::string_view text, std::string_view marks) {
       escaped += "\\n";
     } else if (c == '\t') {
       escaped += "\\t";
-    } else if (byte < 0x20 || byte == 0x7F) {
-      escaped += "\\x" + HexText({&byte, 1});
-    } else if (IsUpperControl(text.substr(at))) {
-      const auto second = static_cast<std::uint8_t>(text[++at]);
-      escaped += "\\x" + HexText({&byte, 1}) + "\\x" + HexText({&second, 1});
+    } else if (const std::size_t control = kt::ControlLength(text.substr(at)); control != 0) {
+      for (const std::uint8_t byte : BytesOf(text.substr(at, control))) {
+        escaped += "\\x" + HexText({&byte, 1});
+      }
+      at += control - 1;
     } else {
       escaped += c;
     }

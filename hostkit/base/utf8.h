@@ -30,6 +30,18 @@ constexpr std::size_t Utf8Length(std::string_view text) noexcept {
   return overlong || surrogate || beyond ? 0 : length;
 }
 
+// The bytes of the control character that the text begins with, or 0 when it begins with none: 1
+// for those below the blank and for the one at 7F, 2 for the upper ones, U+0080 to U+009F, which a
+// terminal obeys as well.
+constexpr std::size_t ControlLength(std::string_view text) noexcept {
+  if (text.empty()) return 0;
+  const auto first = static_cast<unsigned char>(text[0]);
+  if (first < 0x20 || first == 0x7F) return 1;
+  if (first != 0xC2 || text.size() < 2) return 0;
+  const auto second = static_cast<unsigned char>(text[1]);
+  return second >= 0x80 && second < 0xA0 ? 2 : 0;
+}
+
 // The text with U+FFFD for each byte that belongs to no character.
 inline std::string WellFormed(std::string_view text) {
   std::string result;

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "base/utf8.h"
+
 namespace ktsvc::access {
 namespace {
 
@@ -39,9 +41,10 @@ std::string QuotedWord(std::string_view word) {
     }
   }
   std::string text = "\"";
-  for (const char unit : word.substr(0, length)) {
-    const auto byte = static_cast<unsigned char>(unit);
-    text += byte < 0x20 || byte == 0x7F ? '?' : unit;
+  for (std::size_t at = 0; at < length;) {
+    const std::size_t control = kt::ControlLength(word.substr(at));
+    text += control == 0 ? word[at] : '?';
+    at += control == 0 ? 1 : control;
   }
   return text + (length < word.size() ? "...\"" : "\"");
 }

@@ -15,9 +15,11 @@ bool IsContinuation(char unit) {
   return (static_cast<unsigned char>(unit) & 0xC0U) == 0x80U;
 }
 
-bool IsControl(char unit) {
-  const auto byte = static_cast<unsigned char>(unit);
-  return (byte < 0x20 && unit != '\t') || byte == 0x7F;
+// The place of the first control character but the tab; the text's size when there is none.
+std::size_t FirstControl(std::string_view text) {
+  std::size_t at = 0;
+  while (at < text.size() && (text[at] == '\t' || kt::ControlLength(text.substr(at)) == 0)) ++at;
+  return at;
 }
 
 // Characters before the offset, plus one.
@@ -59,12 +61,12 @@ void LineReader::Check(std::string_view line) const {
              std::to_string(kMaxLineBytes) + " are allowed",
          "Break it up, or shorten its comment.");
   }
-  const auto control = std::find_if(line.begin(), line.end(), &IsControl);
-  const auto controlAt = static_cast<std::size_t>(control - line.begin());
+  const std::size_t controlAt = FirstControl(line);
   const std::size_t malformedAt = FirstMalformedByte(line);
   if (controlAt < line.size() && controlAt <= malformedAt) {
     Fail(line, controlAt,
-         *control == '\0' ? "the line holds a zero byte" : "the line holds a control character",
+         line[controlAt] == '\0' ? "the line holds a zero byte"
+                                 : "the line holds a control character",
          "Save the file as plain UTF-8 text, each line ended by a line feed.");
   }
   if (malformedAt < line.size()) {

@@ -100,6 +100,7 @@ TEST(LineReader, RefusesForeignBytesWithLineColumnAndReason) {
       {"two carriage returns", "a\r\r\n", 1, 2, "the line holds a control character"},
       {"escape", "\x1B[1m\n", 1, 1, "the line holds a control character"},
       {"delete", "a\x7F", 1, 2, "the line holds a control character"},
+      {"upper control character", "\xC3\xB6\xC2\x9B", 1, 2, "the line holds a control character"},
       {"lone continuation", "ab\x80\n", 1, 3, "the line is not UTF-8"},
       {"cut sequence", "a\xC3\n", 1, 2, "the line is not UTF-8"},
       {"cut at the end of the file", "a\xE2\x82", 1, 2, "the line is not UTF-8"},
@@ -156,6 +157,12 @@ TEST(QuotedWord, ReplacesControlCharactersAndCutsWhatIsLong) {
   EXPECT_EQ(QuotedWord("a\tb\x1B"), "\"a?b?\"");
   EXPECT_EQ(QuotedWord(std::string(64, 'x')), "\"" + std::string(64, 'x') + "\"");
   EXPECT_EQ(QuotedWord(std::string(65, 'x')), "\"" + std::string(64, 'x') + "...\"");
+}
+
+TEST(QuotedWord, ReplacesUpperControlCharactersToo) {
+  EXPECT_EQ(QuotedWord("a\xC2\x9B"
+                       "31m\xC2\xA0"),
+            "\"a?31m\xC2\xA0\"");
 }
 
 TEST(QuotedWord, CutsBetweenCharacters) {

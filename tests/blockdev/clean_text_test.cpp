@@ -57,6 +57,12 @@ TEST(CleanText, TurnsControlCharactersIntoBlanks) {
             "A B");
 }
 
+TEST(CleanText, TurnsUpperControlCharactersIntoBlanks) {
+  EXPECT_EQ(CleanText("\xC2\x85Some\xC2\x9B"
+                      "Disk\xC2\xA9"),
+            "Some Disk\xC2\xA9");
+}
+
 TEST(CleanText, OfBlanksAloneIsEmpty) {
   EXPECT_EQ(CleanText("   \t "), "");
   EXPECT_EQ(CleanText(""), "");

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <regex>
 #include <string>
 #include <thread>
@@ -154,6 +155,14 @@ TEST_F(TraceFormatTest, PrintsFloatingPointNumbers) {
             "1.500000|2.35|   3.142|2.5     |+7");
   EXPECT_EQ(Text("%e|%E|%g|%08.2f", 12345.678, 0.5, 0.0001, -1.5),
             "1.234568e+04|5.000000E-01|0.0001|-0001.50");
+}
+
+TEST_F(TraceFormatTest, KeepsThePointAndTheZerosOfANumberWithTheNumberSign) {
+  EXPECT_EQ(Text("%#.0f|%#.0e|%#.0a", 3.0, 3.0, 1.0), "3.|3.e+00|0x1.p+0");
+  EXPECT_EQ(Text("%#g|%#g|%#.3g|%#.0g|%#g", 0.0, 1.5, 1e9, 2.0, 0.00125),
+            "0.00000|1.50000|1.00e+09|2.|0.00125000");
+  EXPECT_EQ(Text("%#f|%#G", 0.5, -100000.0), "0.500000|-100000.");
+  EXPECT_EQ(Text("%#g", std::numeric_limits<double>::infinity()), "inf");
 }
 
 TEST_F(TraceFormatTest, PrintsABareLongConversionAsItStands) {

@@ -25,6 +25,13 @@ TEST(TextOf, ShowsMalformedTextByItsBytes) {
   EXPECT_EQ(TextOf({{"base64", "/wA="}}), "(malformed text, bytes ff00)");
 }
 
+TEST(TextOf, EscapesControlCharactersInsideADocumentThatIsNoText) {
+  EXPECT_EQ(TextOf(Json::array({"\xC2\x9B"
+                                "31m",
+                                "\x7F"})),
+            "[\"\\xc2\\x9b31m\",\"\\x7f\"]");
+}
+
 TEST(TextOf, IsNothingForNull) {
   EXPECT_EQ(TextOf(nullptr), "");
 }

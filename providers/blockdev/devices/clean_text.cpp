@@ -8,10 +8,12 @@ std::string ValidUtf8(std::string_view text) {
 }
 
 std::string CleanText(std::string_view text) {
-  std::string result = ValidUtf8(text);
-  for (char& unit : result) {
-    const auto byte = static_cast<unsigned char>(unit);
-    if (byte < 0x20 || byte == 0x7F) unit = ' ';
+  const std::string valid = ValidUtf8(text);
+  std::string result;
+  for (std::size_t at = 0; at < valid.size();) {
+    const std::size_t control = ControlLength(std::string_view(valid).substr(at));
+    result += control == 0 ? valid[at] : ' ';
+    at += control == 0 ? 1 : control;
   }
   const std::size_t first = result.find_first_not_of(' ');
   if (first == std::string::npos) return {};
