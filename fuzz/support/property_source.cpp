@@ -92,7 +92,7 @@ PropertyList ReadProperties(ByteSource& source, unsigned depth) {
   const std::size_t count = source.Below(kMostProperties);
   for (std::size_t i = 0; i < count && !source.Empty(); ++i) {
     std::string name = source.TextWithoutZero();
-    if (ktsvc::FindProperty(list, name) != nullptr) name = std::to_string(i) + name;
+    if (ktsvc::FindProperty(list, name) != nullptr) name.insert(0, std::to_string(i));
     Property property = ReadProperty(source, std::move(name), depth);
     if (ktsvc::FindProperty(list, property.name) == nullptr) list.push_back(std::move(property));
   }

@@ -65,7 +65,7 @@ std::string PlainFormat(const std::string& text, const PropertyList& insertions)
     const std::string mark = "%" + std::to_string(PlainNumber(insertion.name));
     for (std::size_t at = 0; at + mark.size() <= result.size(); ++at) {
       if (result.compare(at, mark.size(), mark) != 0) continue;
-      result = result.substr(0, at) + value + result.substr(at + mark.size());
+      result.replace(at, mark.size(), value);
       break;
     }
   }

@@ -14,7 +14,6 @@
 
 namespace {
 
-using kt::fuzz::Require;
 using kt::fuzz::RequirePrintable;
 using kt::fuzz::RequireSame;
 using kt::fuzz::RequireSameNumber;

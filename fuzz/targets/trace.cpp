@@ -26,7 +26,6 @@
 namespace {
 
 using kt::fuzz::ByteSource;
-using kt::fuzz::Require;
 using kt::fuzz::RequireSame;
 using kt::fuzz::WideText;
 
