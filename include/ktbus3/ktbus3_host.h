@@ -263,6 +263,102 @@ KT_BUS_API KtStatus KtBusVisitLedger(KtBusLedgerVisitor visitor, void* context);
  * *out is overwritten. */
 KT_BUS_API KtStatus KtBusLedgerSum(const char* provider, KtBusLedgerTotal* out);
 
+/* ---- Calls across the interface ---------------------------------------------------------------
+ * A gate sees every call that crosses ktbus3.h, both ways, and may answer in place of the
+ * framework: for a recorder, and for whoever wants to see how a provider takes it when calls fail.
+ * Without a gate a call costs one relaxed load more.
+ *
+ * What passes  Every call of a function of ktbus3.h, whoever makes it, and every call of one of a
+ *              provider's six functions. Functions of this header do not pass, nor does what the
+ *              framework calls of itself, nor what a gate or a trace call-back calls.
+ * Threads      `before` and `after` are called on the caller's thread, on the host's account, with
+ *              no lock of the framework held, so that they may call anything but KtBusSetCallGate.
+ *              Several threads may be in them at once. They must not throw.
+ * Lifetime     A call that waits (for a lock, in KtSleep) stands between its `before` and its
+ *              `after`. A gate is told the `after` of those calls alone of which it was told the
+ *              `before`, and none of a call that returns once the gate has been taken back. */
+
+/* What a word of a call holds. A pointer may be null, and points to what the provider passed: it is
+ * as good as the provider made it. Where nothing else is said it is the caller's, for the call. */
+KT_CODE(KTBUS_WORD_NONE, 0u); /* the result of a function without one */
+KT_CODE(KTBUS_WORD_STATUS, 1u);
+KT_CODE(KTBUS_WORD_BOOLEAN, 2u);
+KT_CODE(KTBUS_WORD_INT32, 3u); /* extended by its sign */
+KT_CODE(KTBUS_WORD_UINT32, 4u);
+KT_CODE(KTBUS_WORD_UINT64, 5u); /* cookies and sizes too */
+KT_CODE(KTBUS_WORD_DATABASE, 6u);
+KT_CODE(KTBUS_WORD_PROVIDER, 7u);
+KT_CODE(KTBUS_WORD_PROPSET, 8u);
+KT_CODE(KTBUS_WORD_ITERATOR, 9u);
+KT_CODE(KTBUS_WORD_ADDRESS, 10u);         /* void*: a block, any handle */
+KT_CODE(KTBUS_WORD_LOCK, 11u);            /* KtCriticalSection* */
+KT_CODE(KTBUS_WORD_TEXT, 12u);            /* const char*, and char* as a result */
+KT_CODE(KTBUS_WORD_WIDE_TEXT, 13u);       /* const KtWchar* */
+KT_CODE(KTBUS_WORD_TEXTS, 14u);           /* const char* const*, ended by null */
+KT_CODE(KTBUS_WORD_GUID, 15u);            /* const KtGuid* */
+KT_CODE(KTBUS_WORD_OBJECT, 16u);          /* const KtObjId* */
+KT_CODE(KTBUS_WORD_RECORD, 17u);          /* const cuvo_property*, to be read */
+KT_CODE(KTBUS_WORD_RETURNED_RECORD, 18u); /* cuvo_property*, to be released */
+KT_CODE(KTBUS_WORD_ALERT, 19u);           /* const KtAlertDefinition* */
+KT_CODE(KTBUS_WORD_EVENT, 20u);           /* const KtEventRecord* */
+/* Places for what comes back; they hold it in `after`, when the call succeeded. */
+KT_CODE(KTBUS_WORD_OUT_UINT32, 32u);
+KT_CODE(KTBUS_WORD_OUT_UINT64, 33u); /* cookies too */
+KT_CODE(KTBUS_WORD_OUT_PROPSET, 34u);
+KT_CODE(KTBUS_WORD_OUT_ITERATOR, 35u);
+KT_CODE(KTBUS_WORD_OUT_OBJECT, 36u);       /* KtObjId* */
+KT_CODE(KTBUS_WORD_OUT_OBJECTS, 37u);      /* KtObjId**; their count is the next argument */
+KT_CODE(KTBUS_WORD_OUT_RECORD, 38u);       /* cuvo_property** */
+KT_CODE(KTBUS_WORD_OUT_TEXT, 39u);         /* char** */
+KT_CODE(KTBUS_WORD_OUT_WIDE_TEXT, 40u);    /* KtWchar** */
+KT_CODE(KTBUS_WORD_TEXT_BUFFER, 41u);      /* char*; its size is the third argument */
+KT_CODE(KTBUS_WORD_WIDE_TEXT_BUFFER, 42u); /* KtWchar*, likewise */
+
+typedef struct KtBusWord {
+  uint32_t kind; /* KTBUS_WORD_... */
+  uint32_t padding;
+  uint64_t value; /* the number, handle or pointer */
+} KtBusWord;
+
+/* What has become of a call, in `after`. */
+KT_CODE(KTBUS_CALL_MADE, 0u);
+KT_CODE(KTBUS_CALL_ANSWERED, 1u); /* by `before`; it was not made */
+KT_CODE(KTBUS_CALL_THREW, 2u); /* the provider's function did; the result is KTBUS_PROVIDER_THREW */
+
+/* One call. `arguments` are those of the function in their order, with three exceptions: KtTrace
+ * has the level, the format and, as a third, the text that came of it; the value10 of Control is a
+ * GUID and the d of ChangeNotify an event. */
+typedef struct KtBusCall {
+  uint32_t size;
+  uint32_t inward;      /* 1: a function of the provider is called; 0: a function of ktbus3.h */
+  const char* function; /* its name, as the header spells it; lives as long as the process */
+  const char* provider; /* who calls or is called, as the ledger knows it ("": the host) */
+  uint64_t thread;      /* a small number of the thread's own; never given twice */
+  const KtBusWord* arguments;
+  size_t argumentCount;
+  uint32_t resultKind; /* KTBUS_WORD_... */
+  uint32_t outcome;    /* KTBUS_CALL_... */
+  uint64_t result;
+  void* memo; /* null in `before`; what that sets comes back in `after` */
+} KtBusCall;
+
+typedef struct KtBusCallGate {
+  uint32_t size;
+  uint32_t padding;
+  /* Before the call. 0: it is made. 1: it is not made; the caller gets call->result, which is 0
+   * until it is set here, and in its places what was written here. A status there fails the call, 0
+   * makes a function that answers with a pointer answer null. May be null. */
+  cuvo_bool (*before)(KtBusCall* call, void* context);
+  /* After the call. The result may not be changed any more. May be null. */
+  void (*after)(const KtBusCall* call, void* context);
+  void* context;
+} KtBusCallGate;
+
+/* Puts up a gate (copied) in place of the one that is there; null takes it away. For the whole
+ * process. After the return the former is not called any more. 0x80070057 from inside a gate, and
+ * for a gate whose size is not that of the struct. */
+KT_BUS_API KtStatus KtBusSetCallGate(const KtBusCallGate* gate);
+
 /* ---- Trace ----------------------------------------------------------------------------------- */
 
 /* Lines go to every sink that is on; at the start none is. Standard error and file get
