@@ -7,8 +7,10 @@
 #include <thread>
 
 #include "bus/attribution.h"
+#include "bus/gate.h"
 #include "bus/ledger.h"
 #include "bus/native_lock.h"
+#include "bus/trace.h"
 #include "bus/wrong_free.h"
 #include "ktbus3/ktbus3.h"
 
@@ -32,7 +34,7 @@ Section* FindSection(KtCriticalSection* section, const char* function) noexcept 
     auto* const found = reinterpret_cast<Section*>(section->opaque);
     if (found->mark.load(std::memory_order_acquire) == kAlive) return found;
   }
-  KtTrace(6, "ktbus3: %s of a lock that is not initialised (%p)", function, section);
+  WriteTrace(6, "ktbus3: %s of a lock that is not initialised (%p)", function, section);
   return nullptr;
 }
 
@@ -45,6 +47,7 @@ using kt::bus::Kind;
 using kt::bus::Section;
 
 void KtInitializeCriticalSection(KtCriticalSection* section) {
+  KT_GATE(KtInitializeCriticalSection, section);
   if (section == nullptr) return;
   auto* const made = new (section->opaque) Section;
   made->account = &Asker(KT_RETURN_ADDRESS());
@@ -53,14 +56,17 @@ void KtInitializeCriticalSection(KtCriticalSection* section) {
 }
 
 void KtEnterCriticalSection(KtCriticalSection* section) {
+  KT_GATE(KtEnterCriticalSection, section);
   if (Section* const found = FindSection(section, "KtEnterCriticalSection")) found->mutex.lock();
 }
 
 void KtLeaveCriticalSection(KtCriticalSection* section) {
+  KT_GATE(KtLeaveCriticalSection, section);
   if (Section* const found = FindSection(section, "KtLeaveCriticalSection")) found->mutex.unlock();
 }
 
 void KtDeleteCriticalSection(KtCriticalSection* section) {
+  KT_GATE(KtDeleteCriticalSection, section);
   if (section == nullptr) return;
   Section* const found = FindSection(section, "KtDeleteCriticalSection");
   if (found == nullptr) {
@@ -73,5 +79,6 @@ void KtDeleteCriticalSection(KtCriticalSection* section) {
 }
 
 void KtSleep(uint32_t milliseconds) {
+  KT_GATE(KtSleep, milliseconds);
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }

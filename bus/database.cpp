@@ -162,8 +162,8 @@ KtStatus Database::Detach(const std::shared_ptr<Provider>& provider) {
   // its way when its queue ends.
   const std::size_t kept = subscriptions_.DropAll(*provider);
   if (kept != 0) {
-    KtTrace(kTraceError, "ktbus3: provider %s left %I64u registrations behind; they are dropped",
-            provider->name().c_str(), static_cast<std::uint64_t>(kept));
+    WriteTrace(kTraceError, "ktbus3: provider %s left %I64u registrations behind; they are dropped",
+               provider->name().c_str(), static_cast<std::uint64_t>(kept));
   }
   alerts_.DropAll(*provider);
   database_lock_.Wake();  // its calls must not wait for the lock now
@@ -171,8 +171,8 @@ KtStatus Database::Detach(const std::shared_ptr<Provider>& provider) {
   provider->WaitForCalls();
   const std::size_t held = database_lock_.GiveUp(*provider);
   if (held != 0) {
-    KtTrace(kTraceError, "ktbus3: provider %s left the database locked (%I64u times)",
-            provider->name().c_str(), static_cast<std::uint64_t>(held));
+    WriteTrace(kTraceError, "ktbus3: provider %s left the database locked (%I64u times)",
+               provider->name().c_str(), static_cast<std::uint64_t>(held));
   }
   ProviderTable().Remove(provider->handle());
   const MutexGuard guard(providers_lock_);
@@ -242,8 +242,8 @@ bool Database::Deliver(Provider& provider, const Notice& notice) {
     return kOk;
   });
   if (status != kOk) {
-    KtTrace(kTraceError, "ktbus3: notice %s for provider %s is lost, 0x%x", notice.name.c_str(),
-            provider.name().c_str(), status);
+    WriteTrace(kTraceError, "ktbus3: notice %s for provider %s is lost, 0x%x", notice.name.c_str(),
+               provider.name().c_str(), status);
   }
   return reached;
 }

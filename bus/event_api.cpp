@@ -4,6 +4,7 @@
 #include "bus/attribution.h"
 #include "bus/database.h"
 #include "bus/event_pattern.h"
+#include "bus/gate.h"
 #include "bus/status.h"
 #include "bus/wrong_free.h"
 #include "ktbus3/ktbus3_host.h"
@@ -77,22 +78,27 @@ using kt::bus::kInvalidArgument;
 using kt::bus::kOk;
 
 KtStatus EvRegisterEvent(KtDatabase database, KtProvider context, const char* name, KtCookie* out) {
+  KT_GATE(EvRegisterEvent, database, context, name, out);
   return kt::bus::Subscribe(database, context, name, false, out);
 }
 
 KtStatus EvUnregisterEvent(KtDatabase database, KtCookie cookie) {
+  KT_GATE(EvUnregisterEvent, database, cookie);
   return kt::bus::Unsubscribe(database, cookie, false, KT_RETURN_ADDRESS());
 }
 
 KtStatus ObRegisterAlert(KtDatabase database, KtProvider context, const char* name, KtCookie* out) {
+  KT_GATE(ObRegisterAlert, database, context, name, out);
   return kt::bus::Subscribe(database, context, name, true, out);
 }
 
 KtStatus ObUnregisterAlert(KtDatabase database, KtCookie cookie) {
+  KT_GATE(ObUnregisterAlert, database, cookie);
   return kt::bus::Unsubscribe(database, cookie, true, KT_RETURN_ADDRESS());
 }
 
 cuvo_bool EvMatch(KtDatabase database, const char* eventName, const char* pattern) {
+  KT_GATE(EvMatch, database, eventName, pattern);
   bool matches = false;
   static_cast<void>(Answer([&] {
     if (eventName == nullptr || pattern == nullptr) return kInvalidArgument;
@@ -105,6 +111,7 @@ cuvo_bool EvMatch(KtDatabase database, const char* eventName, const char* patter
 
 KtStatus EvRaiseEvent(KtDatabase database, KtProvider provider, const char* name,
                       KtPropset properties) {
+  KT_GATE(EvRaiseEvent, database, provider, name, properties);
   return Answer([&] {
     const auto found = Database::Find(database);
     const auto raiser = FindProvider(provider, *found);
@@ -119,6 +126,7 @@ KtStatus KtBusRaiseEvent(KtDatabase database, const char* name, KtPropset proper
 
 KtStatus ObPublishAlert(KtDatabase database, KtProvider provider,
                         const KtAlertDefinition* definition) {
+  KT_GATE(ObPublishAlert, database, provider, definition);
   return Answer([&] {
     if (definition == nullptr || definition->name == nullptr || *definition->name == '\0') {
       return kInvalidArgument;
@@ -135,6 +143,7 @@ KtStatus ObPublishAlert(KtDatabase database, KtProvider provider,
 }
 
 KtStatus ObUnpublishAlert(KtDatabase database, KtProvider provider, const char* name) {
+  KT_GATE(ObUnpublishAlert, database, provider, name);
   return Answer([&] {
     if (name == nullptr) return kInvalidArgument;
     const auto found = Database::Find(database);
@@ -144,6 +153,7 @@ KtStatus ObUnpublishAlert(KtDatabase database, KtProvider provider, const char* 
 
 KtStatus ObRaiseAlert(KtDatabase database, KtProvider provider, const char* name,
                       KtPropset properties, const KtObjId* object) {
+  KT_GATE(ObRaiseAlert, database, provider, name, properties, object);
   return Answer([&] {
     if (name == nullptr) return kInvalidArgument;
     const auto found = Database::Find(database);

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "bus/attribution.h"
+#include "bus/gate.h"
 #include "bus/memory.h"
 #include "bus/status.h"
 
@@ -80,6 +81,7 @@ std::size_t ObjIdHash::operator()(const KtObjId& id) const noexcept {
 }  // namespace kt::bus
 
 char* KtGUIDToString(const KtGuid* guid) {
+  KT_GATE(KtGUIDToString, guid);
   if (guid == nullptr) return nullptr;
   kt::bus::Account& asker = kt::bus::Asker(KT_RETURN_ADDRESS());
   char* text = nullptr;
@@ -91,6 +93,7 @@ char* KtGUIDToString(const KtGuid* guid) {
 }
 
 cuvo_bool ObCompareId(const KtObjId* left, const KtObjId* right) {
+  KT_GATE(ObCompareId, left, right);
   if (left == nullptr || right == nullptr) return 0;
   return kt::bus::SameGuid(left->guid, right->guid) ? 1 : 0;
 }

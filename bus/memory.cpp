@@ -7,6 +7,7 @@
 #include <new>
 
 #include "bus/attribution.h"
+#include "bus/gate.h"
 #include "bus/property_set.h"
 #include "bus/wrong_free.h"
 #include "ktbus3/ktbus3.h"
@@ -81,10 +82,12 @@ using kt::bus::Asker;
 using kt::bus::Kind;
 
 void* _KtAlloc(size_t size) {
+  KT_GATE(_KtAlloc, size);
   return kt::bus::AllocateBlock(size, Kind::kBlock, Asker(KT_RETURN_ADDRESS()));
 }
 
 void _KtFree(void* block) {
+  KT_GATE(_KtFree, block);
   if (block == nullptr) return;
   if (const auto info = kt::bus::ClaimBlock(block, std::nullopt)) {
     kt::bus::ReleaseClaimed(*info);

@@ -5,6 +5,7 @@
 
 #include "bus/attribution.h"
 #include "bus/database.h"
+#include "bus/gate.h"
 #include "bus/id_list.h"
 #include "bus/memory.h"
 #include "bus/property_record.h"
@@ -67,6 +68,7 @@ using kt::bus::kInvalidArgument;
 using kt::bus::kOk;
 
 KtStatus DbLockDatabase(KtProvider provider) {
+  KT_GATE(DbLockDatabase, provider);
   return Answer([&] {
     const auto found = FindProvider(provider);
     return found->database()->lock().Enter(*found);
@@ -74,6 +76,7 @@ KtStatus DbLockDatabase(KtProvider provider) {
 }
 
 KtStatus DbUnlockDatabase(KtProvider provider) {
+  KT_GATE(DbUnlockDatabase, provider);
   return Answer([&] {
     const auto found = FindProvider(provider);
     return found->database()->lock().Leave(*found);
@@ -81,6 +84,7 @@ KtStatus DbUnlockDatabase(KtProvider provider) {
 }
 
 KtStatus DbGetObjects(KtDatabase database, const char* typeName, KtObjId** list, uint32_t* count) {
+  KT_GATE(DbGetObjects, database, typeName, list, count);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (typeName == nullptr || list == nullptr || count == nullptr) return kInvalidArgument;
@@ -96,17 +100,20 @@ KtStatus DbGetObjects(KtDatabase database, const char* typeName, KtObjId** list,
 
 KtStatus ObCreateTypeObject(KtDatabase database, const char* typeName,
                             const char* const* superclasses, KtPropset properties, KtObjId* out) {
+  KT_GATE(ObCreateTypeObject, database, typeName, superclasses, properties, out);
   return kt::bus::CreateType(database, typeName, superclasses, properties, 0, out);
 }
 
 KtStatus ObCreateTypeObjectEx(KtDatabase database, const char* typeName,
                               const char* const* superclasses, KtPropset properties, uint32_t flags,
-                              uint64_t /*zero*/, KtObjId* out) {
+                              uint64_t zero, KtObjId* out) {
+  KT_GATE(ObCreateTypeObjectEx, database, typeName, superclasses, properties, flags, zero, out);
   return kt::bus::CreateType(database, typeName, superclasses, properties, flags, out);
 }
 
 KtStatus ObRegisterInterfaceOnType(KtDatabase database, const char* typeName, KtProvider owner,
                                    const KtGuid* interfaceId) {
+  KT_GATE(ObRegisterInterfaceOnType, database, typeName, owner, interfaceId);
   return Answer([&] {
     if (typeName == nullptr || interfaceId == nullptr) return kInvalidArgument;
     const auto found = Database::Find(database);
@@ -117,15 +124,18 @@ KtStatus ObRegisterInterfaceOnType(KtDatabase database, const char* typeName, Kt
 
 KtStatus ObCreateObject(KtDatabase database, KtProvider provider, const char* typeName,
                         KtObjId* out) {
+  KT_GATE(ObCreateObject, database, provider, typeName, out);
   return kt::bus::CreateObject(database, provider, typeName, 0, out);
 }
 
 KtStatus ObCreateObjectEx(KtDatabase database, KtProvider provider, const char* typeName,
-                          uint32_t flags, void* /*null*/, KtObjId* out) {
+                          uint32_t flags, void* null, KtObjId* out) {
+  KT_GATE(ObCreateObjectEx, database, provider, typeName, flags, null, out);
   return kt::bus::CreateObject(database, provider, typeName, flags, out);
 }
 
 KtStatus ObDeleteObject(KtDatabase database, const KtObjId* object) {
+  KT_GATE(ObDeleteObject, database, object);
   return Answer([&] {
     if (object == nullptr) return kInvalidArgument;
     return Database::Find(database)->DeleteObject(*object);
@@ -134,6 +144,7 @@ KtStatus ObDeleteObject(KtDatabase database, const KtObjId* object) {
 
 KtStatus ObGetProperty(KtDatabase database, const KtObjId* object, const char* name,
                        cuvo_property** found) {
+  KT_GATE(ObGetProperty, database, object, name, found);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (object == nullptr || name == nullptr || found == nullptr) return kInvalidArgument;
@@ -147,6 +158,7 @@ KtStatus ObGetProperty(KtDatabase database, const KtObjId* object, const char* n
 }
 
 KtStatus ObSetProperty(KtDatabase database, const KtObjId* object, const cuvo_property* property) {
+  KT_GATE(ObSetProperty, database, object, property);
   return Answer([&] {
     if (object == nullptr || property == nullptr) return kInvalidArgument;
     const auto owner = Database::Find(database);
@@ -158,6 +170,7 @@ KtStatus ObSetProperty(KtDatabase database, const KtObjId* object, const cuvo_pr
 }
 
 KtStatus ObGetProperties(KtDatabase database, const KtObjId* object, KtPropset* out) {
+  KT_GATE(ObGetProperties, database, object, out);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (object == nullptr || out == nullptr) return kInvalidArgument;
@@ -169,6 +182,7 @@ KtStatus ObGetProperties(KtDatabase database, const KtObjId* object, KtPropset* 
 }
 
 KtStatus ObGetObjectType(KtDatabase database, const KtObjId* object, char** typeName) {
+  KT_GATE(ObGetObjectType, database, object, typeName);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (object == nullptr || typeName == nullptr) return kInvalidArgument;
@@ -184,6 +198,7 @@ KtStatus ObGetObjectType(KtDatabase database, const KtObjId* object, char** type
 
 KtStatus ObGetChildObjects(KtDatabase database, const KtObjId* object, KtObjId** list,
                            uint32_t* count) {
+  KT_GATE(ObGetChildObjects, database, object, list, count);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (object == nullptr || list == nullptr || count == nullptr) return kInvalidArgument;
@@ -194,6 +209,7 @@ KtStatus ObGetChildObjects(KtDatabase database, const KtObjId* object, KtObjId**
 
 KtStatus ObRegisterInterface(KtDatabase database, const KtObjId* object, KtProvider owner,
                              const KtGuid* interfaceId) {
+  KT_GATE(ObRegisterInterface, database, object, owner, interfaceId);
   return Answer([&] {
     if (object == nullptr || interfaceId == nullptr) return kInvalidArgument;
     const auto found = Database::Find(database);
@@ -205,6 +221,7 @@ KtStatus ObRegisterInterface(KtDatabase database, const KtObjId* object, KtProvi
 }
 
 KtStatus ObAttachChildObject(KtDatabase database, const KtObjId* parent, const KtObjId* child) {
+  KT_GATE(ObAttachChildObject, database, parent, child);
   return Answer([&] {
     if (parent == nullptr || child == nullptr) return kInvalidArgument;
     return Database::Find(database)->AttachChild(*parent, *child);
@@ -212,6 +229,7 @@ KtStatus ObAttachChildObject(KtDatabase database, const KtObjId* parent, const K
 }
 
 KtStatus ObDetachChildObject(KtDatabase database, const KtObjId* parent, const KtObjId* child) {
+  KT_GATE(ObDetachChildObject, database, parent, child);
   return Answer([&] {
     if (parent == nullptr || child == nullptr) return kInvalidArgument;
     return Database::Find(database)->DetachChild(*parent, *child);

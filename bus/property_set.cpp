@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bus/attribution.h"
+#include "bus/gate.h"
 #include "bus/memory.h"
 #include "bus/property_record.h"
 #include "bus/status.h"
@@ -112,6 +113,7 @@ using kt::bus::FindPropset;
 using kt::bus::Kind;
 
 KtStatus PsCreatePropset(KtPropset* out) {
+  KT_GATE(PsCreatePropset, out);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (out == nullptr) return kt::bus::kInvalidArgument;
@@ -121,6 +123,7 @@ KtStatus PsCreatePropset(KtPropset* out) {
 }
 
 KtStatus PsDestroyPropset(KtPropset propset) {
+  KT_GATE(PsDestroyPropset, propset);
   if (kt::bus::DestroyPropset(propset)) return kt::bus::kOk;
   // A block or an iterator here is a mix-up worth a count; a stale handle is a plain status.
   if (kt::bus::KindOfBlock(propset) || kt::bus::KindOfHandle(propset)) {
@@ -130,6 +133,7 @@ KtStatus PsDestroyPropset(KtPropset propset) {
 }
 
 KtStatus PsCopyPropset(KtPropset from, KtPropset* out) {
+  KT_GATE(PsCopyPropset, from, out);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (out == nullptr) return kt::bus::kInvalidArgument;
@@ -139,6 +143,7 @@ KtStatus PsCopyPropset(KtPropset from, KtPropset* out) {
 }
 
 KtStatus PsAddProperty(KtPropset propset, const cuvo_property* property) {
+  KT_GATE(PsAddProperty, propset, property);
   return Answer([&] {
     if (property == nullptr) return kt::bus::kInvalidArgument;
     const auto set = FindPropset(propset);
@@ -147,6 +152,7 @@ KtStatus PsAddProperty(KtPropset propset, const cuvo_property* property) {
 }
 
 KtStatus PsSetProperty(KtPropset propset, const cuvo_property* property) {
+  KT_GATE(PsSetProperty, propset, property);
   return Answer([&] {
     if (property == nullptr) return kt::bus::kInvalidArgument;
     const auto set = FindPropset(propset);
@@ -155,6 +161,7 @@ KtStatus PsSetProperty(KtPropset propset, const cuvo_property* property) {
 }
 
 KtStatus PsFindProperty(KtPropset propset, const char* name, cuvo_property** found) {
+  KT_GATE(PsFindProperty, propset, name, found);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (name == nullptr || found == nullptr) return kt::bus::kInvalidArgument;
@@ -166,6 +173,7 @@ KtStatus PsFindProperty(KtPropset propset, const char* name, cuvo_property** fou
 }
 
 KtStatus PsOpenPropset(KtPropset propset, KtIterator* out) {
+  KT_GATE(PsOpenPropset, propset, out);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (out == nullptr) return kt::bus::kInvalidArgument;
@@ -179,6 +187,7 @@ KtStatus PsOpenPropset(KtPropset propset, KtIterator* out) {
 }
 
 KtStatus PsFindNextProperty(KtPropset propset, KtIterator iterator, cuvo_property** found) {
+  KT_GATE(PsFindNextProperty, propset, iterator, found);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (found == nullptr) return kt::bus::kInvalidArgument;
@@ -196,6 +205,7 @@ KtStatus PsFindNextProperty(KtPropset propset, KtIterator iterator, cuvo_propert
 }
 
 KtStatus KtCloseHandle(void* handle) {
+  KT_GATE(KtCloseHandle, handle);
   const auto entry = kt::bus::Iterators().Remove(std::bit_cast<KtIterator>(handle));
   if (entry) {
     if (entry.account != nullptr) entry.account->Return(Kind::kIterator);
@@ -208,6 +218,7 @@ KtStatus KtCloseHandle(void* handle) {
 }
 
 KtStatus PsFreeProperty(cuvo_property* property) {
+  KT_GATE(PsFreeProperty, property);
   if (property == nullptr) return kt::bus::kInvalidArgument;
   if (kt::bus::FreeRecord(property)) return kt::bus::kOk;
   kt::bus::ReportWrongFree(Asker(KT_RETURN_ADDRESS()), property, "PsFreeProperty");
@@ -215,6 +226,7 @@ KtStatus PsFreeProperty(cuvo_property* property) {
 }
 
 KtStatus I18nAddInsertionString(KtPropset propset, uint32_t number, const char* text) {
+  KT_GATE(I18nAddInsertionString, propset, number, text);
   return Answer([&] {
     if (text == nullptr) return kt::bus::kInvalidArgument;
     return kt::bus::PutInsertion(propset, number, kt::bus::PropertyValue::FromText(text));
@@ -222,6 +234,7 @@ KtStatus I18nAddInsertionString(KtPropset propset, uint32_t number, const char* 
 }
 
 KtStatus I18nAddInsertionWideString(KtPropset propset, uint32_t number, const KtWchar* text) {
+  KT_GATE(I18nAddInsertionWideString, propset, number, text);
   return Answer([&] {
     if (text == nullptr) return kt::bus::kInvalidArgument;
     return kt::bus::PutInsertion(propset, number, kt::bus::PropertyValue::FromWideText(text));

@@ -64,9 +64,14 @@ class Provider {
 
  private:
   class Call;
+  struct Told;
 
   template <typename Function, typename... Arguments>
-  KtStatus Guarded(const char* what, KtStatus& answer, Function function, Arguments... arguments);
+  std::uint32_t Run(const char* what, KtStatus& answer, Function function,
+                    Arguments... arguments) noexcept;
+  template <typename Function, typename... Arguments>
+  KtStatus Guarded(const char* what, const Told& told, KtStatus& answer, Function function,
+                   Arguments... arguments);
   void Report(const char* what, const char* thrown) noexcept;
 
   const std::weak_ptr<Database> database_;

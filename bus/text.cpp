@@ -1,4 +1,5 @@
 #include "bus/text.h"
+#include "bus/gate.h"
 
 #include <cstring>
 #include <limits>
@@ -133,18 +134,21 @@ std::string ReadableUtf8(std::basic_string_view<KtWchar> text) {
 }  // namespace kt::bus
 
 size_t Ktmbstowcs(KtWchar* to, const char* from, size_t count) {
+  KT_GATE(Ktmbstowcs, to, from, count);
   if (from == nullptr) return static_cast<size_t>(-1);
   return kt::bus::Convert<KtWchar, 2, char>(to, from, count, &kt::bus::NextFromUtf8,
                                             &kt::bus::ToUtf16);
 }
 
 size_t Ktwcstombs(char* to, const KtWchar* from, size_t count) {
+  KT_GATE(Ktwcstombs, to, from, count);
   if (from == nullptr) return static_cast<size_t>(-1);
   return kt::bus::Convert<char, 4, KtWchar>(to, from, count, &kt::bus::NextFromUtf16,
                                             &kt::bus::ToUtf8);
 }
 
 int KtlstrlenA(const char* text) {
+  KT_GATE(KtlstrlenA, text);
   if (text == nullptr) return 0;
   const size_t length = std::strlen(text);
   constexpr auto kMost = static_cast<size_t>(std::numeric_limits<int>::max());

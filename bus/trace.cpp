@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "bus/attribution.h"
+#include "bus/gate.h"
 #include "bus/status.h"
 #include "bus/trace_file.h"
 #include "bus/trace_format.h"
@@ -132,6 +133,7 @@ void Trace::Call(std::uint32_t level, const std::string& text) {
   const ReadGuard guard(call_lock_);
   if (callback_ == nullptr) return;
   const RunningAs host(Ledger::Get().host());
+  const Unseen unseen;
   const InCallback inside;
   callback_(level, text.c_str(), context_);
 }
@@ -157,23 +159,67 @@ bool Trace::ToCallback(KtBusTraceCallback callback, void* context) {
   return true;
 }
 
+namespace {
+
+// Tracing never fails its caller: a line for which there is no memory is lost.
+void WriteFormatted(std::uint32_t level, const char* format, Arguments& arguments) noexcept {
+  static_cast<void>(Answer([&] {
+    Trace::Get().Write(level, FormatTrace(format == nullptr ? "(null)" : format, arguments));
+    return kOk;
+  }));
+}
+
+// KtTrace with a gate up, which sees the text too. The one function that KT_GATE cannot take.
+void WriteWatched(std::uint32_t level, const char* format, Arguments& arguments,
+                  const void* return_address) noexcept {
+  Account& asker = Asker(return_address);
+  std::string text;
+  const bool formatted = Answer([&] {
+                           text = FormatTrace(format == nullptr ? "(null)" : format, arguments);
+                           return kOk;
+                         }) == kOk;
+  const std::array words{Word(level), Word(format), Word(formatted ? text.c_str() : nullptr)};
+  GatedCall call("KtTrace", false, asker, words.data(), words.size(), KTBUS_WORD_NONE);
+  if (!call.Answered() && formatted && Trace::Get().Wants(level)) {
+    const Unseen inside;
+    const RunningAs caller(asker);
+    static_cast<void>(Answer([&] {
+      Trace::Get().Write(level, text);
+      return kOk;
+    }));
+  }
+  call.Leave();
+}
+
+}  // namespace
+
+void WriteTrace(std::uint32_t level, const char* format, ...) noexcept {
+  if (!Trace::Get().Wants(level)) return;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): va_start fills it.
+  Arguments arguments;
+  va_start(arguments.list, format);
+  WriteFormatted(level, format, arguments);
+  va_end(arguments.list);
+}
+
 }  // namespace kt::bus
 
 void KtTrace(uint32_t level, const char* format, ...) {
-  kt::bus::Trace& trace = kt::bus::Trace::Get();
-  if (!trace.Wants(level)) return;
+  const bool watched = kt::bus::GateWatches();
+  if (!watched && !kt::bus::Trace::Get().Wants(level)) return;
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): va_start fills it.
   kt::bus::Arguments arguments;
   va_start(arguments.list, format);
-  // Tracing never fails its caller: a line for which there is no memory is lost.
-  static_cast<void>(kt::bus::Answer([&] {
-    trace.Write(level, kt::bus::FormatTrace(format == nullptr ? "(null)" : format, arguments));
-    return kt::bus::kOk;
-  }));
+  if (watched) {
+    kt::bus::WriteWatched(level, format, arguments, KT_RETURN_ADDRESS());
+  } else {
+    kt::bus::WriteFormatted(level, format, arguments);
+  }
   va_end(arguments.list);
 }
 
 uint32_t KtSetTraceLevel(uint32_t level) {
+  KT_GATE(KtSetTraceLevel, level);
   return kt::bus::Trace::Get().SetLevel(level);
 }
 

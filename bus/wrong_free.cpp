@@ -14,14 +14,14 @@ void ReportWrongFree(Account& asker, const void* thing, const char* function) no
     kind = *handle;
   }
   asker.WrongFree(kind);
-  KtTrace(kTraceError, "ktbus3: %s released %p (%s) through the wrong function %s",
-          NameInTrace(asker), thing, KindText(kind), function);
+  WriteTrace(kTraceError, "ktbus3: %s released %p (%s) through the wrong function %s",
+             NameInTrace(asker), thing, KindText(kind), function);
 }
 
 void ReportWrongFree(Account& asker, Kind kind, const char* function) noexcept {
   asker.WrongFree(kind);
-  KtTrace(kTraceError, "ktbus3: %s released one of its %s through the wrong function %s",
-          NameInTrace(asker), KindText(kind), function);
+  WriteTrace(kTraceError, "ktbus3: %s released one of its %s through the wrong function %s",
+             NameInTrace(asker), KindText(kind), function);
 }
 
 const char* NameInTrace(const Account& account) noexcept {
