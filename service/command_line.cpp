@@ -74,6 +74,10 @@ void CommandLine::AddRun() {
       ->check(CLI::Range(0U, 7U).description(""));
   run_->add_option("--trace-file", traceFile_, "Append the trace to FILE, not to standard error")
       ->type_name("FILE");
+  run_->add_option("--record", record_,
+                   "Record every call between the framework and the providers in FILE, anew, for\n"
+                   "ktcheck --replay")
+      ->type_name("FILE");
   run_->add_option("--registry", registry_,
                    RegistryIsAFolder()
                        ? "Folder that holds the registry (default: KT_REGISTRY, else\n"
@@ -136,6 +140,7 @@ Options CommandLine::RunOptions() const {
   Options options = options_;
   options.moduleFolder = PathFromText(moduleFolder_);
   options.traceFile = PathFromText(traceFile_);
+  options.record = PathFromText(record_);
   options.registry = PathFromText(registry_);
   options.socket = PathFromText(socket_);
   options.tokenFile = PathFromText(tokenFile_);

@@ -50,6 +50,7 @@ class CommandLine {
   // Paths as they were typed.
   std::string moduleFolder_;
   std::string traceFile_;
+  std::string record_;
   std::string registry_;
   std::string socket_;
   std::string tokenFile_;

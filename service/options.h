@@ -22,6 +22,7 @@ struct Options {
   std::filesystem::path moduleFolder;  // where names are looked for; empty for the default
   std::uint32_t traceLevel = 4;        // lines of this level and above are written
   std::filesystem::path traceFile;     // empty: standard error
+  std::filesystem::path record;        // what crosses the interface goes there; empty: nowhere
   std::filesystem::path registry;      // empty: what the environment says
   std::filesystem::path socket;        // the management API's; empty for the default
   bool noSocket = false;               // none at all

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <exception>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -12,6 +14,7 @@
 #include "life.h"
 #include "module_locator.h"
 #include "output.h"
+#include "replay/recorder.h"
 #include "status_text.h"
 #include "text_report.h"
 #include "tree_report.h"
@@ -55,6 +58,45 @@ class Bus {
   KtDatabase database_ = nullptr;
 };
 
+// The recording of one life, where it is asked for: from before the first provider is loaded until
+// the last one is gone.
+class Recording {
+ public:
+  // `failed` becomes true at the end when the recording is not whole.
+  Recording(const Options& options, Progress& progress, bool& failed)
+      : progress_(progress), failed_(failed) {
+    if (options.record.empty()) {
+      return;
+    }
+    name_ = PathText(options.record);
+    try {
+      recorder_.emplace(options.record, std::string("ktsvc ") + KTSVC_VERSION,
+                        [this](const std::string& why) {
+                          progress_.Fail("the recording " + name_ + " ends here: " + why);
+                        });
+    } catch (const std::exception& error) {
+      throw CommandLineEnd("ktsvc: --record: " + name_ + ": " + error.what() + "\n", kExitUsage);
+    }
+  }
+  ~Recording() {
+    if (!recorder_) {
+      return;
+    }
+    const ktreplay::RecordingEnd end = recorder_->Stop();
+    failed_ = failed_ || !end.failure.empty();
+    progress_.Say("recorded " + std::to_string(end.items) + " items, " + std::to_string(end.bytes) +
+                  " bytes, in " + name_);
+  }
+  Recording(const Recording&) = delete;
+  Recording& operator=(const Recording&) = delete;
+
+ private:
+  Progress& progress_;
+  bool& failed_;
+  std::string name_;
+  std::optional<ktreplay::Recorder> recorder_;
+};
+
 // One life, step by step. Text goes out as it becomes known, JSON at the end.
 class Run {
  public:
@@ -68,6 +110,7 @@ class Run {
       if (management_ != nullptr) {
         management_->Watch(bus.database());
       }
+      const Recording recording(options_, progress_, failed_);
       ProviderHost host(bus.database(), progress_,
                         [this](const std::string& provider) { return InFlight(provider); });
       const ManagementEnd end(management_.get());
