@@ -21,13 +21,6 @@ bool Stream::HasEnter() const {
                      [](const Item* item) { return item->kind == ItemKind::kEnter; });
 }
 
-void Stream::SkipLenient() {
-  while (next < items.size() && items[next]->kind == ItemKind::kCall &&
-         IsLenient(items[next]->function)) {
-    ++next;
-  }
-}
-
 RecordedProvider::RecordedProvider(const std::filesystem::path& recording,
                                    const std::string& provider) {
   std::set<std::string> others;
@@ -66,6 +59,9 @@ void RecordedProvider::Sort() {
       stream->thread = item.thread;
     }
     stream->items.push_back(&item);
+    places_.emplace(&item, owners_.size());
+    owners_.push_back(stream);
+    events_before_.push_back(events_);
     if (item.kind == ItemKind::kCall) {
       continue;
     }
@@ -76,8 +72,7 @@ void RecordedProvider::Sort() {
     }
     stream->inside = enters ? &item : nullptr;
     stream->host = true;
-    places_.emplace(&item, events_.size());
-    events_.push_back(&item);
+    ++events_;
   }
   for (Stream& stream : streams_) {
     stream.inside = nullptr;

@@ -22,14 +22,13 @@ struct Stream {
   std::size_t next = 0;          // the first that has not come yet
   bool host = false;             // a thread of the host, on which functions are called
   bool taken = false;            // a thread of the replay stands for it
+  bool unordered = false;        // the others do not wait for it any more
   const Item* inside = nullptr;  // the function that runs on it
 
   // Whether a call is left that must come.
   [[nodiscard]] bool HasStrictCall() const;
   // Whether a function is still to be called on it.
   [[nodiscard]] bool HasEnter() const;
-  // Passes over calls that need not come.
-  void SkipLenient();
   [[nodiscard]] const Item* Peek() const { return next < items.size() ? items[next] : nullptr; }
 };
 
@@ -44,16 +43,24 @@ class RecordedProvider {
   [[nodiscard]] const std::string& incomplete() const noexcept { return incomplete_; }
   std::deque<Stream>& streams() noexcept { return streams_; }
 
-  // The begins and ends of functions, in their order, and the place of one among them.
-  [[nodiscard]] const std::vector<const Item*>& events() const noexcept { return events_; }
-  [[nodiscard]] std::size_t EventOf(const Item& item) const { return places_.at(&item); }
+  // The place of an item among those of the provider, from 0, and the thread of the one there.
+  [[nodiscard]] std::size_t PlaceOf(const Item& item) const { return places_.at(&item); }
+  [[nodiscard]] Stream& StreamAt(std::size_t place) const { return *owners_[place]; }
+
+  // How many begins and ends of functions there are, and how many stand before the item.
+  [[nodiscard]] std::size_t events() const noexcept { return events_; }
+  [[nodiscard]] std::size_t EventsBefore(const Item& item) const {
+    return events_before_[PlaceOf(item)];
+  }
 
  private:
   void Sort();
 
   std::deque<Item> items_;
   std::deque<Stream> streams_;
-  std::vector<const Item*> events_;
+  std::vector<Stream*> owners_;
+  std::vector<std::size_t> events_before_;
+  std::size_t events_ = 0;
   std::unordered_map<const Item*, std::size_t> places_;
   std::string incomplete_;
 };

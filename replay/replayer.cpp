@@ -25,6 +25,9 @@
 namespace ktreplay {
 namespace {
 
+// So long nothing may move before a thread is not waited for any more.
+constexpr std::chrono::milliseconds kOrderPatience{1000};
+
 constexpr const char* kNothing = "(nothing: ";
 
 // Where a thread of the replay stands.
@@ -35,6 +38,8 @@ thread_local bool in_module = false;
 struct Pending {
   Item came;
   const Item* recorded = nullptr;  // null: it is not compared
+  const Item* passing = nullptr;   // the recorded call that it stands for, compared or not
+  bool sleeps = false;
 };
 
 // One replay. Its threads keep it alive, for a module that gets stuck never lets go of them.
@@ -46,7 +51,8 @@ class Player : public std::enable_shared_from_this<Player> {
         name_(options.provider.empty() ? ktsvc::PathText(module_file_.stem()) : options.provider),
         patience_(options.patience),
         recorded_(recording, name_),
-        happened_(recorded_.events().size(), false) {}
+        done_(static_cast<std::size_t>(recorded_.items()), false),
+        events_done_(recorded_.events(), false) {}
 
   ReplayResult Run();
 
@@ -66,14 +72,18 @@ class Player : public std::enable_shared_from_this<Player> {
   void After(const KtBusCall& call);
   bool Mine(const KtBusCall& call) const;
   Stream* Adopt(const Item& came, std::unique_lock<std::mutex>& lock);
-  bool BeforeLenient(Stream& stream, KtBusCall& call, Pending& pending);
+  bool BeforeLenient(Stream& stream, KtBusCall& call, Pending& pending,
+                     std::unique_lock<std::mutex>& lock);
   bool BeforeStrict(Stream& stream, KtBusCall& call, Pending& pending,
                     std::unique_lock<std::mutex>& lock);
   bool BeyondTheRecording(Stream& stream, const Item& came, std::unique_lock<std::mutex>& lock);
 
   void Differ(const Stream* stream, const Item* recorded, std::string expected, std::string came);
   void CheckThreadsThatNeverCame();
-  void Happened(const Item& event);
+  void Done(const Item& item);
+  void Advance();
+  void SkipLenient(Stream& stream);
+  void KeepOrder(const Item& item, std::unique_lock<std::mutex>& lock);
   bool Watching() const { return !difference_ && !over_; }
 
   const std::filesystem::path module_file_;
@@ -92,8 +102,12 @@ class Player : public std::enable_shared_from_this<Player> {
   std::mutex mutex_;  // guards what follows, and the streams
   std::condition_variable changed_;
   CallCompare compare_;
-  std::vector<bool> happened_;
-  std::size_t frontier_ = 0;  // the first event that has not happened
+  std::vector<bool> done_;    // by the places of items
+  std::size_t frontier_ = 0;  // all items before this place are done, or not waited for
+  // The same for the begins and ends of functions alone, which are waited for in any case.
+  std::vector<bool> events_done_;
+  std::size_t events_frontier_ = 0;
+  std::size_t sleeping_ = 0;
   std::unordered_map<const void*, std::unique_ptr<Pending>> pending_;
   std::optional<Difference> difference_;
   bool over_ = false;  // a recording without an end has been played as far as it goes
@@ -212,7 +226,7 @@ void Player::Live(Stream& stream, bool loader) {
     }
     Unload();
     const std::lock_guard lock(mutex_);
-    stream.SkipLenient();
+    SkipLenient(stream);
     if (Watching() && recorded_.incomplete().empty()) {
       if (stream.Peek() != nullptr) {
         Differ(&stream, stream.Peek(), CallText(*stream.Peek()),
@@ -257,7 +271,7 @@ void Player::Drive(Stream& stream, bool loader) {
     const Item* enter = nullptr;
     {
       const std::lock_guard lock(mutex_);
-      stream.SkipLenient();
+      SkipLenient(stream);
       if (!Watching() || !stream.HasEnter()) {
         break;
       }
@@ -280,22 +294,60 @@ void Player::Drive(Stream& stream, bool loader) {
 
 bool Player::WaitTurn(const Item& enter) {
   std::unique_lock lock(mutex_);
-  const std::size_t place = recorded_.EventOf(enter);
-  changed_.wait(lock, [&] { return !Watching() || frontier_ == place; });
+  const std::size_t before = recorded_.EventsBefore(enter);
+  changed_.wait(lock, [&] { return !Watching() || events_frontier_ >= before; });
+  KeepOrder(enter, lock);
   if (!Watching()) {
     return false;
   }
-  Happened(enter);
+  Done(enter);
   return true;
 }
 
-void Player::Happened(const Item& event) {
-  happened_[recorded_.EventOf(event)] = true;
-  while (frontier_ < happened_.size() && happened_[frontier_]) {
-    ++frontier_;
+// ---- Order -----------------------------------------------------------------------------------
+
+void Player::Done(const Item& item) {
+  done_[recorded_.PlaceOf(item)] = true;
+  Advance();
+  if (item.kind != ItemKind::kCall) {
+    events_done_[recorded_.EventsBefore(item)] = true;
+    while (events_frontier_ < events_done_.size() && events_done_[events_frontier_]) {
+      ++events_frontier_;
+    }
   }
   ++progress_;
   changed_.notify_all();
+}
+
+void Player::Advance() {
+  while (frontier_ < done_.size() &&
+         (done_[frontier_] || recorded_.StreamAt(frontier_).unordered)) {
+    ++frontier_;
+  }
+}
+
+void Player::SkipLenient(Stream& stream) {
+  while (stream.Peek() != nullptr && stream.Peek()->kind == ItemKind::kCall &&
+         IsLenient(stream.Peek()->function)) {
+    Done(*stream.Peek());
+    ++stream.next;
+  }
+}
+
+// Waits until what stands before the item has come. A thread for which all others wait in vain,
+// since it goes another way here, is not waited for any more.
+void Player::KeepOrder(const Item& item, std::unique_lock<std::mutex>& lock) {
+  const std::size_t place = recorded_.PlaceOf(item);
+  while (Watching() && frontier_ < place && !recorded_.StreamAt(place).unordered) {
+    const std::size_t stands = frontier_;
+    const bool moved =
+        changed_.wait_for(lock, kOrderPatience, [&] { return frontier_ != stands || !Watching(); });
+    if (!moved && sleeping_ == 0) {
+      recorded_.StreamAt(frontier_).unordered = true;
+      Advance();
+      changed_.notify_all();
+    }
+  }
 }
 
 void Player::Call(Stream& stream, const Item& enter) {
@@ -333,7 +385,7 @@ void Player::Compare(Stream& stream, const Item& enter, const FunctionCall& call
       (came.outcome == KTBUS_CALL_THREW || ktsvc::StatusFails(call.call().result & 0xFFFFFFFFU))) {
     safe_to_unload_ = false;  // it may have threads yet
   }
-  stream.SkipLenient();
+  SkipLenient(stream);
   const Item* const recorded = stream.Peek();
   if (Watching() && recorded == nullptr) {
     // It did not come back then; whatever it does here is new.
@@ -347,7 +399,7 @@ void Player::Compare(Stream& stream, const Item& enter, const FunctionCall& call
     }
     ++stream.next;
     ++functions_;
-    Happened(*recorded);
+    Done(*recorded);
   }
   stream.inside = nullptr;
   ++progress_;
@@ -413,7 +465,7 @@ bool Player::Before(KtBusCall& call) {
         here = Adopt(pending->came, lock);
       }
       if (here != nullptr && Watching()) {
-        answered = IsLenient(call.function) ? BeforeLenient(*here, call, *pending)
+        answered = IsLenient(call.function) ? BeforeLenient(*here, call, *pending, lock)
                                             : BeforeStrict(*here, call, *pending, lock);
       }
     }
@@ -439,11 +491,14 @@ void Player::After(const KtBusCall& call) {
     pending_.erase(found);
   }
   reader_.End(call, pending->came);
-  if (pending->recorded == nullptr) {
-    return;
-  }
   const std::lock_guard lock(mutex_);
-  if (!Watching()) {
+  if (pending->sleeps) {
+    --sleeping_;
+  }
+  if (pending->passing != nullptr) {
+    Done(*pending->passing);
+  }
+  if (pending->recorded == nullptr || !Watching()) {
     return;
   }
   ++calls_;
@@ -459,7 +514,7 @@ Stream* Player::Adopt(const Item& came, std::unique_lock<std::mutex>& lock) {
     if (stream.taken) {
       continue;
     }
-    stream.SkipLenient();
+    SkipLenient(stream);
     const Item* const first = stream.Peek();
     if (first == nullptr || first->function != came.function) {
       continue;
@@ -483,29 +538,39 @@ Stream* Player::Adopt(const Item& came, std::unique_lock<std::mutex>& lock) {
   return nullptr;
 }
 
-// The next recorded call of that function before the next that must come, where there is one.
-bool Player::BeforeLenient(Stream& stream, KtBusCall& call, Pending& pending) {
-  for (std::size_t i = stream.next; i < stream.items.size(); ++i) {
-    const Item& item = *stream.items[i];
-    if (item.kind != ItemKind::kCall || !IsLenient(item.function)) {
-      break;
+// Takes the next recorded call of that function before the next that must come, where there is one.
+bool Player::BeforeLenient(Stream& stream, KtBusCall& call, Pending& pending,
+                           std::unique_lock<std::mutex>& lock) {
+  std::size_t found = stream.next;
+  for (;; ++found) {
+    if (found == stream.items.size() || stream.items[found]->kind != ItemKind::kCall ||
+        !IsLenient(stream.items[found]->function)) {
+      return false;
     }
-    if (item.function == call.function) {
-      stream.next = i + 1;
-      if (Failed(item)) {
-        Answer(item, call);
-        return true;
-      }
+    if (stream.items[found]->function == call.function) {
       break;
     }
   }
-  static_cast<void>(pending);
+  for (; stream.next < found; ++stream.next) {
+    Done(*stream.items[stream.next]);
+  }
+  ++stream.next;
+  pending.passing = stream.items[found];
+  KeepOrder(*pending.passing, lock);
+  if (Failed(*pending.passing)) {
+    Answer(*pending.passing, call);
+    return true;
+  }
+  if (std::strcmp(call.function, "KtSleep") == 0) {
+    pending.sleeps = true;
+    ++sleeping_;
+  }
   return false;
 }
 
 bool Player::BeforeStrict(Stream& stream, KtBusCall& call, Pending& pending,
                           std::unique_lock<std::mutex>& lock) {
-  stream.SkipLenient();
+  SkipLenient(stream);
   const Item* const recorded = stream.Peek();
   if (recorded == nullptr) {
     return BeyondTheRecording(stream, pending.came, lock);
@@ -516,6 +581,8 @@ bool Player::BeforeStrict(Stream& stream, KtBusCall& call, Pending& pending,
   }
   ++stream.next;
   pending.recorded = recorded;
+  pending.passing = recorded;
+  KeepOrder(*recorded, lock);
   if (!IsAnswered(call.function) && !Failed(*recorded)) {
     return false;
   }
@@ -563,7 +630,7 @@ void Player::Differ(const Stream* stream, const Item* recorded, std::string expe
 void Player::CheckThreadsThatNeverCame() {
   for (Stream& stream : recorded_.streams()) {
     if (!stream.taken && stream.HasStrictCall()) {
-      stream.SkipLenient();
+      SkipLenient(stream);
       Differ(&stream, stream.Peek(), CallText(*stream.Peek()),
              std::string(kNothing) + "the module has not started this thread)");
       return;
