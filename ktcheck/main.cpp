@@ -9,6 +9,7 @@
 
 #include "host_system.h"
 #include "module_error.h"
+#include "module_locator.h"
 #include "replay/replayer.h"
 
 namespace {
@@ -27,11 +28,15 @@ constexpr std::string_view kHelp =
     "                  first difference: what was expected, what came, and where\n"
     "  -h, --help      Show this and end\n"
     "\n"
-    "The file of MODULE has the name of the recorded provider.\n"
+    "MODULE is a name that is looked for in the module folder, or a path (it holds a separator or\n"
+    "ends in .so or .dll). Its file has the name of the recorded provider.\n"
+    "\n"
+    "The module does what it did then: what it starts or changes on the machine beside the\n"
+    "framework, it starts and changes again.\n"
     "\n"
     "Examples:\n"
     "  ktsvc run --once --record life.ktrec hostkit\n"
-    "  ktcheck --replay life.ktrec build/dev/modules/hostkit.so\n"
+    "  ktcheck --replay life.ktrec hostkit\n"
     "\n"
     "Exit status: 0 no difference, 1 a difference, 2 nothing could be tried.\n";
 
@@ -43,7 +48,8 @@ int Refuse(const std::string& why) {
 int Replay(const std::string& recording, const std::string& module) {
   try {
     const ktreplay::ReplayResult result =
-        ktreplay::Replay(ktsvc::PathFromText(recording), ktsvc::PathFromText(module), {});
+        ktreplay::Replay(ktsvc::PathFromText(recording),
+                         ktsvc::LocateModule(module, ktsvc::DefaultModuleFolder()), {});
     static_cast<void>(std::fputs(ktreplay::ReplayText(result).c_str(), stdout));
     static_cast<void>(std::fflush(stdout));
     const int status = result.difference ? kDifferent : kSame;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host_system.h"
+#include "module_file.h"
 #include "provider_module.h"
 #include "replay/answer.h"
 #include "replay/call_compare.h"
@@ -247,8 +248,8 @@ void Player::Live(Stream& stream, bool loader) {
 void Player::Load() {
   try {
     ktsvc::RequireOk(KtBusOpenDatabase(&database_), "KtBusOpenDatabase");
-    module_ =
-        std::make_unique<ktsvc::ProviderModule>(std::filesystem::absolute(module_file_), name_);
+    const ktsvc::ModuleFile file(std::filesystem::absolute(module_file_));
+    module_ = std::make_unique<ktsvc::ProviderModule>(file, name_);
     ktsvc::RequireOk(KtBusAttachProvider(database_, name_.c_str(), &module_->table(),
                                          module_->address(), &provider_),
                      "KtBusAttachProvider");
@@ -382,7 +383,8 @@ void Player::Compare(Stream& stream, const Item& enter, const FunctionCall& call
   const Item came = reader_.Leave(call.call());
   const std::lock_guard lock(mutex_);
   if (enter.function == "Shutdown" &&
-      (came.outcome == KTBUS_CALL_THREW || ktsvc::StatusFails(call.call().result & 0xFFFFFFFFU))) {
+      (came.outcome == KTBUS_CALL_THREW ||
+       ktsvc::StatusFails(static_cast<KtStatus>(call.call().result)))) {
     safe_to_unload_ = false;  // it may have threads yet
   }
   SkipLenient(stream);
