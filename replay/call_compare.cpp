@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "guid.h"
+#include "replay/answer.h"
 #include "replay/call_reader.h"
 #include "replay/codec.h"
 
@@ -108,7 +109,7 @@ bool CallCompare::SameOutcome(const Item& recorded, const Item& came) {
   for (std::size_t i = 0; i < recorded.arguments.size(); ++i) {
     // In a call the words that went in have been compared; at the end of a function they are what
     // came back.
-    const bool place = IsPlace(recorded.arguments[i].kind);
+    const bool place = IsPlace(recorded.arguments[i].kind) && !Failed(recorded);
     if ((place || recorded.kind == ItemKind::kLeave) &&
         !SameValue(recorded, i, came.arguments[i], recorded.kind == ItemKind::kCall)) {
       return false;

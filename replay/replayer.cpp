@@ -176,11 +176,14 @@ ReplayResult Player::Run() {
         break;
       }
       if (!difference_) {
-        const Stream* at = nullptr;
-        for (const Stream& stream : recorded_.streams()) {
+        Stream* at = nullptr;
+        for (Stream& stream : recorded_.streams()) {
           if (stream.inside != nullptr) {
             at = &stream;
           }
+        }
+        if (at != nullptr) {
+          SkipLenient(*at);
         }
         Differ(at, at == nullptr ? nullptr : at->Peek(),
                at == nullptr || at->Peek() == nullptr ? "an end" : CallText(*at->Peek()),
