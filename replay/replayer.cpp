@@ -1,8 +1,6 @@
 #include "replay/replayer.h"
 
-#include <array>
 #include <condition_variable>
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -20,6 +18,7 @@
 #include "replay/call_text.h"
 #include "replay/function_call.h"
 #include "replay/recorded_provider.h"
+#include "replay/replay_order.h"
 #include "replay/replay_rules.h"
 #include "status_text.h"
 
@@ -52,8 +51,7 @@ class Player : public std::enable_shared_from_this<Player> {
         name_(options.provider.empty() ? ktsvc::PathText(module_file_.stem()) : options.provider),
         patience_(options.patience),
         recorded_(recording, name_),
-        done_(static_cast<std::size_t>(recorded_.items()), false),
-        events_done_(recorded_.events(), false) {}
+        order_(recorded_) {}
 
   ReplayResult Run();
 
@@ -72,7 +70,7 @@ class Player : public std::enable_shared_from_this<Player> {
   bool Before(KtBusCall& call);
   void After(const KtBusCall& call);
   bool Mine(const KtBusCall& call) const;
-  Stream* Adopt(const Item& came, std::unique_lock<std::mutex>& lock);
+  Stream* Adopt(const Item& came);
   bool BeforeLenient(Stream& stream, KtBusCall& call, Pending& pending,
                      std::unique_lock<std::mutex>& lock);
   bool BeforeStrict(Stream& stream, KtBusCall& call, Pending& pending,
@@ -82,7 +80,6 @@ class Player : public std::enable_shared_from_this<Player> {
   void Differ(const Stream* stream, const Item* recorded, std::string expected, std::string came);
   void CheckThreadsThatNeverCame();
   void Done(const Item& item);
-  void Advance();
   void SkipLenient(Stream& stream);
   void KeepOrder(const Item& item, std::unique_lock<std::mutex>& lock);
   bool Watching() const { return !difference_ && !over_; }
@@ -103,11 +100,7 @@ class Player : public std::enable_shared_from_this<Player> {
   std::mutex mutex_;  // guards what follows, and the streams
   std::condition_variable changed_;
   CallCompare compare_;
-  std::vector<bool> done_;    // by the places of items
-  std::size_t frontier_ = 0;  // all items before this place are done, or not waited for
-  // The same for the begins and ends of functions alone, which are waited for in any case.
-  std::vector<bool> events_done_;
-  std::size_t events_frontier_ = 0;
+  ReplayOrder order_;
   std::size_t sleeping_ = 0;
   std::unordered_map<const void*, std::unique_ptr<Pending>> pending_;
   std::optional<Difference> difference_;
@@ -298,8 +291,7 @@ void Player::Drive(Stream& stream, bool loader) {
 
 bool Player::WaitTurn(const Item& enter) {
   std::unique_lock lock(mutex_);
-  const std::size_t before = recorded_.EventsBefore(enter);
-  changed_.wait(lock, [&] { return !Watching() || events_frontier_ >= before; });
+  changed_.wait(lock, [&] { return !Watching() || order_.IsTurnOfEvent(enter); });
   KeepOrder(enter, lock);
   if (!Watching()) {
     return false;
@@ -311,23 +303,9 @@ bool Player::WaitTurn(const Item& enter) {
 // ---- Order -----------------------------------------------------------------------------------
 
 void Player::Done(const Item& item) {
-  done_[recorded_.PlaceOf(item)] = true;
-  Advance();
-  if (item.kind != ItemKind::kCall) {
-    events_done_[recorded_.EventsBefore(item)] = true;
-    while (events_frontier_ < events_done_.size() && events_done_[events_frontier_]) {
-      ++events_frontier_;
-    }
-  }
+  order_.Done(item);
   ++progress_;
   changed_.notify_all();
-}
-
-void Player::Advance() {
-  while (frontier_ < done_.size() &&
-         (done_[frontier_] || recorded_.StreamAt(frontier_).unordered)) {
-    ++frontier_;
-  }
 }
 
 void Player::SkipLenient(Stream& stream) {
@@ -341,14 +319,12 @@ void Player::SkipLenient(Stream& stream) {
 // Waits until what stands before the item has come. A thread for which all others wait in vain,
 // since it goes another way here, is not waited for any more.
 void Player::KeepOrder(const Item& item, std::unique_lock<std::mutex>& lock) {
-  const std::size_t place = recorded_.PlaceOf(item);
-  while (Watching() && frontier_ < place && !recorded_.StreamAt(place).unordered) {
-    const std::size_t stands = frontier_;
-    const bool moved =
-        changed_.wait_for(lock, kOrderPatience, [&] { return frontier_ != stands || !Watching(); });
+  while (Watching() && !order_.IsTurnOf(item)) {
+    const std::size_t stands = order_.frontier();
+    const bool moved = changed_.wait_for(
+        lock, kOrderPatience, [&] { return order_.frontier() != stands || !Watching(); });
     if (!moved && sleeping_ == 0) {
-      recorded_.StreamAt(frontier_).unordered = true;
-      Advance();
+      order_.GiveUpNext();
       changed_.notify_all();
     }
   }
@@ -467,7 +443,7 @@ bool Player::Before(KtBusCall& call) {
     bool answered = false;
     if (Watching()) {
       if (here == nullptr && !IsLenient(call.function)) {
-        here = Adopt(pending->came, lock);
+        here = Adopt(pending->came);
       }
       if (here != nullptr && Watching()) {
         answered = IsLenient(call.function) ? BeforeLenient(*here, call, *pending, lock)
@@ -513,7 +489,7 @@ void Player::After(const KtBusCall& call) {
 }
 
 // The thread of the recording that begins as this one does.
-Stream* Player::Adopt(const Item& came, std::unique_lock<std::mutex>& lock) {
+Stream* Player::Adopt(const Item& came) {
   Stream* second_best = nullptr;
   for (Stream& stream : recorded_.streams()) {
     if (stream.taken) {
@@ -539,7 +515,6 @@ Stream* Player::Adopt(const Item& came, std::unique_lock<std::mutex>& lock) {
   }
   Differ(nullptr, nullptr, std::string(kNothing) + "no thread of the module begins so)",
          AskedText(came));
-  static_cast<void>(lock);
   return nullptr;
 }
 
@@ -643,52 +618,11 @@ void Player::CheckThreadsThatNeverCame() {
   }
 }
 
-std::string Seconds(std::uint64_t microseconds) {
-  std::array<char, 40> text{};
-  std::snprintf(text.data(), text.size(), "%llu.%06llu s",
-                static_cast<unsigned long long>(microseconds / 1000000U),
-                static_cast<unsigned long long>(microseconds % 1000000U));
-  return text.data();
-}
-
 }  // namespace
 
 ReplayResult Replay(const std::filesystem::path& recording, const std::filesystem::path& module,
                     const ReplayOptions& options) {
   return std::make_shared<Player>(recording, module, options)->Run();
-}
-
-std::string ReplayText(const ReplayResult& result) {
-  std::string text;
-  const std::string counts =
-      std::to_string(result.functions) + " functions called, " + std::to_string(result.calls) +
-      " calls of the framework compared, of " + std::to_string(result.items) + " items\n";
-  if (!result.difference) {
-    text = result.provider + ": no difference; " + counts;
-  } else {
-    const Difference& difference = *result.difference;
-    text = result.provider + ": the first difference";
-    if (difference.item != 0) {
-      text += " is at item " + std::to_string(difference.item) + " (" +
-              Seconds(difference.microseconds) + ")";
-    }
-    if (difference.thread != 0) {
-      text += ", thread " + std::to_string(difference.thread);
-    }
-    text += "\n";
-    if (!difference.inside.empty()) {
-      text += "  inside    " + difference.inside + "\n";
-    }
-    text +=
-        "  expected  " + difference.expected + "\n  came      " + difference.came + "\n  " + counts;
-  }
-  if (!result.incomplete.empty()) {
-    text += "  the recording is not whole: " + result.incomplete + "; it was replayed so far\n";
-  }
-  if (result.stuck) {
-    text += "  the module has not come back\n";
-  }
-  return text;
 }
 
 }  // namespace ktreplay

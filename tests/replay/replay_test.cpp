@@ -62,8 +62,8 @@ TEST_F(ReplayTest, TheRecordingHoldsBothDirections) {
 TEST_F(ReplayTest, TheRecordingHoldsAControlWithItsInputAndItsOutput) {
   std::vector<Item> items = ItemsOf(File());
   const Item enter = FindItem(items, ItemKind::kEnter, "Control");
-  EXPECT_THAT(CallText(enter),
-              testing::ContainsRegex("3, 10, set [0-9]* [{]n:UINT32=32[}], set [0-9]* [{][}],"));
+  EXPECT_THAT(CallText(enter), HasSubstr("}, 3, 10, set "));
+  EXPECT_THAT(CallText(enter), HasSubstr(" {n:UINT32=32}, set "));
   const Item leave = FindItem(items, ItemKind::kLeave, "Control");
   EXPECT_THAT(CallText(leave), HasSubstr("{sum:UINT32=42}"));
   EXPECT_THAT(CallText(leave), HasSubstr("-> 1) = 0x00000000"));
