@@ -1,24 +1,13 @@
 #include "replay/replayer.h"
 
-#include <condition_variable>
 #include <cstring>
-#include <exception>
-#include <memory>
-#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "host_system.h"
 #include "module_file.h"
-#include "provider_module.h"
-#include "replay/answer.h"
-#include "replay/call_compare.h"
-#include "replay/call_reader.h"
 #include "replay/call_text.h"
-#include "replay/function_call.h"
-#include "replay/recorded_provider.h"
-#include "replay/replay_order.h"
+#include "replay/player.h"
 #include "replay/replay_rules.h"
 #include "status_text.h"
 
@@ -28,93 +17,7 @@ namespace {
 // So long nothing may move before a thread is not waited for any more.
 constexpr std::chrono::milliseconds kOrderPatience{1000};
 
-constexpr const char* kNothing = "(nothing: ";
-
-// Where a thread of the replay stands.
-thread_local Stream* here = nullptr;
-thread_local bool in_module = false;
-
-// A call of the module that has not returned.
-struct Pending {
-  Item came;
-  const Item* recorded = nullptr;  // null: it is not compared
-  const Item* passing = nullptr;   // the recorded call that it stands for, compared or not
-  bool sleeps = false;
-};
-
-// One replay. Its threads keep it alive, for a module that gets stuck never lets go of them.
-class Player : public std::enable_shared_from_this<Player> {
- public:
-  Player(const std::filesystem::path& recording, std::filesystem::path module,
-         const ReplayOptions& options)
-      : module_file_(std::move(module)),
-        name_(options.provider.empty() ? ktsvc::PathText(module_file_.stem()) : options.provider),
-        patience_(options.patience),
-        recorded_(recording, name_),
-        order_(recorded_) {}
-
-  ReplayResult Run();
-
- private:
-  // ---- Threads of the host ----
-  void Live(Stream& stream, bool loader);
-  void Load();
-  void Drive(Stream& stream, bool loader);
-  bool WaitTurn(const Item& enter);
-  void Call(Stream& stream, const Item& enter);
-  void Compare(Stream& stream, const Item& enter, const FunctionCall& call);
-  void ShutDownUnseen();
-  void Unload();
-
-  // ---- The gate ----
-  bool Before(KtBusCall& call);
-  void After(const KtBusCall& call);
-  bool Mine(const KtBusCall& call) const;
-  Stream* Adopt(const Item& came);
-  bool BeforeLenient(Stream& stream, KtBusCall& call, Pending& pending,
-                     std::unique_lock<std::mutex>& lock);
-  bool BeforeStrict(Stream& stream, KtBusCall& call, Pending& pending,
-                    std::unique_lock<std::mutex>& lock);
-  bool BeyondTheRecording(Stream& stream, const Item& came, std::unique_lock<std::mutex>& lock);
-
-  void Differ(const Stream* stream, const Item* recorded, std::string expected, std::string came);
-  void CheckThreadsThatNeverCame();
-  void Done(const Item& item);
-  void SkipLenient(Stream& stream);
-  void KeepOrder(const Item& item, std::unique_lock<std::mutex>& lock);
-  bool Watching() const { return !difference_ && !over_; }
-
-  const std::filesystem::path module_file_;
-  const std::string name_;
-  const std::chrono::milliseconds patience_;
-  RecordedProvider recorded_;
-  CallReader reader_;
-
-  // Touched by the thread that loads the module alone.
-  KtDatabase database_ = nullptr;
-  KtProvider provider_ = nullptr;
-
-  std::unique_ptr<ktsvc::ProviderModule> module_;
-  std::exception_ptr load_failure_;
-
-  std::mutex mutex_;  // guards what follows, and the streams
-  std::condition_variable changed_;
-  CallCompare compare_;
-  ReplayOrder order_;
-  std::size_t sleeping_ = 0;
-  std::unordered_map<const void*, std::unique_ptr<Pending>> pending_;
-  std::optional<Difference> difference_;
-  bool over_ = false;  // a recording without an end has been played as far as it goes
-  bool loaded_ = false;
-  bool initialized_ = false;
-  bool shutting_down_ = false;
-  bool safe_to_unload_ = true;
-  std::size_t driving_ = 0;  // threads of the host that have not ended their functions
-  std::size_t living_ = 0;   // threads of the host
-  std::uint64_t progress_ = 0;
-  std::uint64_t functions_ = 0;
-  std::uint64_t calls_ = 0;
-};
+}  // namespace
 
 // ---- The whole -------------------------------------------------------------------------------
 
@@ -209,7 +112,7 @@ ReplayResult Player::Run() {
 // ---- Threads of the host ---------------------------------------------------------------------
 
 void Player::Live(Stream& stream, bool loader) {
-  here = &stream;
+  Here().stream = &stream;
   if (loader) {
     Load();
   }
@@ -232,7 +135,7 @@ void Player::Live(Stream& stream, bool loader) {
       CheckThreadsThatNeverCame();
     }
   }
-  here = nullptr;
+  Here().stream = nullptr;
   const std::lock_guard lock(mutex_);
   if (!loader) {
     --driving_;
@@ -352,9 +255,9 @@ void Player::Call(Stream& stream, const Item& enter) {
       Differ(&stream, &enter, CallText(enter), CallText(asked) + " is all that can be made of it");
     }
   }
-  in_module = true;
+  Here().in_module = true;
   call->Make(module_->table());
-  in_module = false;
+  Here().in_module = false;
   Compare(stream, enter, *call);
 }
 
@@ -422,203 +325,6 @@ void Player::Unload() {
     KtBusCloseDatabase(database_);
   }
 }
-
-// ---- The gate --------------------------------------------------------------------------------
-
-// On a thread of the host, what is called while a function of the module runs; elsewhere, and while
-// it is loaded and unloaded, what its code calls.
-bool Player::Mine(const KtBusCall& call) const {
-  return call.inward == 0 && (in_module || name_ == call.provider);
-}
-
-bool Player::Before(KtBusCall& call) {
-  if (!Mine(call)) {
-    return false;
-  }
-  try {
-    auto pending = std::make_unique<Pending>();
-    pending->came = reader_.Begin(call);
-    std::unique_lock lock(mutex_);
-    ++progress_;
-    bool answered = false;
-    if (Watching()) {
-      if (here == nullptr && !IsLenient(call.function)) {
-        here = Adopt(pending->came);
-      }
-      if (here != nullptr && Watching()) {
-        answered = IsLenient(call.function) ? BeforeLenient(*here, call, *pending, lock)
-                                            : BeforeStrict(*here, call, *pending, lock);
-      }
-    }
-    call.memo = pending.get();
-    pending_.emplace(pending.get(), std::move(pending));
-    return answered;
-  } catch (const std::exception& error) {
-    const std::lock_guard lock(mutex_);
-    Differ(here, nullptr, call.function, std::string("(no answer: ") + error.what() + ")");
-    return false;
-  }
-}
-
-void Player::After(const KtBusCall& call) {
-  if (call.memo == nullptr) {
-    return;
-  }
-  std::unique_ptr<Pending> pending;
-  {
-    const std::lock_guard lock(mutex_);
-    const auto found = pending_.find(call.memo);
-    pending = std::move(found->second);
-    pending_.erase(found);
-  }
-  reader_.End(call, pending->came);
-  const std::lock_guard lock(mutex_);
-  if (pending->sleeps) {
-    --sleeping_;
-  }
-  if (pending->passing != nullptr) {
-    Done(*pending->passing);
-  }
-  if (pending->recorded == nullptr || !Watching()) {
-    return;
-  }
-  ++calls_;
-  if (!compare_.SameOutcome(*pending->recorded, pending->came)) {
-    Differ(here, pending->recorded, CallText(*pending->recorded), CallText(pending->came));
-  }
-}
-
-// The thread of the recording that begins as this one does.
-Stream* Player::Adopt(const Item& came) {
-  Stream* second_best = nullptr;
-  for (Stream& stream : recorded_.streams()) {
-    if (stream.taken) {
-      continue;
-    }
-    SkipLenient(stream);
-    const Item* const first = stream.Peek();
-    if (first == nullptr || first->function != came.function) {
-      continue;
-    }
-    if (compare_.WouldBeSame(*first, came)) {
-      stream.taken = true;
-      return &stream;
-    }
-    second_best = second_best == nullptr ? &stream : second_best;
-  }
-  if (second_best != nullptr) {
-    second_best->taken = true;
-    return second_best;
-  }
-  if (shutting_down_ || !recorded_.incomplete().empty()) {
-    return nullptr;
-  }
-  Differ(nullptr, nullptr, std::string(kNothing) + "no thread of the module begins so)",
-         AskedText(came));
-  return nullptr;
-}
-
-// Takes the next recorded call of that function before the next that must come, where there is one.
-bool Player::BeforeLenient(Stream& stream, KtBusCall& call, Pending& pending,
-                           std::unique_lock<std::mutex>& lock) {
-  std::size_t found = stream.next;
-  for (;; ++found) {
-    if (found == stream.items.size() || stream.items[found]->kind != ItemKind::kCall ||
-        !IsLenient(stream.items[found]->function)) {
-      return false;
-    }
-    if (stream.items[found]->function == call.function) {
-      break;
-    }
-  }
-  for (; stream.next < found; ++stream.next) {
-    Done(*stream.items[stream.next]);
-  }
-  ++stream.next;
-  pending.passing = stream.items[found];
-  KeepOrder(*pending.passing, lock);
-  if (Failed(*pending.passing)) {
-    Answer(*pending.passing, call);
-    return true;
-  }
-  if (std::strcmp(call.function, "KtSleep") == 0) {
-    pending.sleeps = true;
-    ++sleeping_;
-  }
-  return false;
-}
-
-bool Player::BeforeStrict(Stream& stream, KtBusCall& call, Pending& pending,
-                          std::unique_lock<std::mutex>& lock) {
-  SkipLenient(stream);
-  const Item* const recorded = stream.Peek();
-  if (recorded == nullptr) {
-    return BeyondTheRecording(stream, pending.came, lock);
-  }
-  if (recorded->kind != ItemKind::kCall || !compare_.SameAsked(*recorded, pending.came)) {
-    Differ(&stream, recorded, CallText(*recorded), AskedText(pending.came));
-    return false;
-  }
-  ++stream.next;
-  pending.recorded = recorded;
-  pending.passing = recorded;
-  KeepOrder(*recorded, lock);
-  if (!IsAnswered(call.function) && !Failed(*recorded)) {
-    return false;
-  }
-  Answer(*recorded, call);
-  return true;
-}
-
-bool Player::BeyondTheRecording(Stream& stream, const Item& came,
-                                std::unique_lock<std::mutex>& lock) {
-  if (!stream.host) {
-    changed_.wait(lock, [this] { return shutting_down_ || !Watching(); });
-  } else if (recorded_.incomplete().empty() && stream.inside == nullptr) {
-    Differ(&stream, nullptr, std::string(kNothing) + "the recording ends)", AskedText(came));
-  } else {
-    over_ = true;  // the function did not come back then
-    changed_.notify_all();
-  }
-  return false;
-}
-
-void Player::Differ(const Stream* stream, const Item* recorded, std::string expected,
-                    std::string came) {
-  if (!Watching()) {
-    return;
-  }
-  Difference difference;
-  if (recorded != nullptr) {
-    difference.item = recorded->number;
-    difference.microseconds = recorded->microseconds;
-  }
-  if (stream != nullptr) {
-    difference.thread = stream->thread;
-    if (stream->inside != nullptr) {
-      difference.inside =
-          AskedText(*stream->inside) + ", item " + std::to_string(stream->inside->number);
-    }
-  }
-  difference.expected = std::move(expected);
-  difference.came = std::move(came);
-  difference_ = std::move(difference);
-  ++progress_;
-  changed_.notify_all();
-}
-
-void Player::CheckThreadsThatNeverCame() {
-  for (Stream& stream : recorded_.streams()) {
-    if (!stream.taken && stream.HasStrictCall()) {
-      SkipLenient(stream);
-      Differ(&stream, stream.Peek(), CallText(*stream.Peek()),
-             std::string(kNothing) + "the module has not started this thread)");
-      return;
-    }
-  }
-}
-
-}  // namespace
 
 ReplayResult Replay(const std::filesystem::path& recording, const std::filesystem::path& module,
                     const ReplayOptions& options) {

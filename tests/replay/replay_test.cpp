@@ -291,7 +291,7 @@ TEST_F(ReplayTest, AnyOneChangedItemNeitherCrashesNorHangs) {
       value.properties.reset();
     }
     WriteItems(File(), items);
-    differences += Replay("same").difference.has_value() ? 1 : 0;
+    differences += Replay("same").difference.has_value() ? 1U : 0U;
   }
   EXPECT_GT(differences, whole.size() / 4);
 }
