@@ -1,5 +1,6 @@
 #include "document_text.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -58,6 +59,13 @@ std::string TextOf(const Json& json) {
   return json.is_null() ? std::string() : RawText(json);
 }
 
+std::uint64_t NumberOf(const Json& json) {
+  // Turning a floating-point number that does not fit into a whole one is undefined.
+  const bool whole =
+      json.is_number_unsigned() || (json.is_number_integer() && json.get<std::int64_t>() >= 0);
+  return whole ? json.get<std::uint64_t>() : json.get_ref<const Json::number_unsigned_t&>();
+}
+
 std::string ValueOf(const Json& property) {
   try {
     return ktsvc::ValueText(ktsvc::PropertyFromJson(property));
@@ -90,7 +98,7 @@ std::string SetOf(const Json& properties) {
 }
 
 std::string StatusOf(const Json& status) {
-  return ktsvc::StatusText(status.at("code").get<std::uint32_t>());
+  return ktsvc::StatusText(static_cast<KtStatus>(NumberOf(status.at("code"))));
 }
 
 std::string NameOf(const Json& object) {
@@ -121,6 +129,8 @@ std::string DurationText(double seconds) {
   if (seconds < kMinute) {
     return Decimals(seconds, "s");
   }
+  constexpr double kLongest = 1e6 * 24 * 60 * kMinute;
+  seconds = std::min(seconds, kLongest);
   const auto minutes = static_cast<std::uint64_t>(seconds / kMinute);
   constexpr std::uint64_t kHour = 60;
   constexpr std::uint64_t kDay = 24 * kHour;
@@ -135,7 +145,7 @@ std::string DurationText(double seconds) {
 }
 
 std::string CountText(const Json& number, const std::string& thing) {
-  const auto count = number.get<std::uint64_t>();
+  const std::uint64_t count = NumberOf(number);
   return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 

@@ -7,6 +7,7 @@
 // Failure: Json's own exceptions for a document that lacks what the API promises.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,10 @@ using ktsvc::Json;
 
 // A text, or {"base64"} in its place; "" for null.
 std::string TextOf(const Json& json);
+
+// A whole number from 0 on. A fraction, a negative number and one beyond 64 bits are refused as a
+// value of another type is.
+std::uint64_t NumberOf(const Json& json);
 
 // The value of a property: quoted texts, lists in brackets (service/property_text.h has the table).
 std::string ValueOf(const Json& property);
@@ -37,7 +42,7 @@ std::string NameOf(const Json& object);
 // The names of interfaces, "disk, rescan", ids where they have none.
 std::string InterfacesOf(const Json& interfaces);
 
-// "0.4 ms", "1.5 s", "2 h 5 min".
+// "0.4 ms", "1.5 s", "2 h 5 min"; what is longer than any service has run is cut to a million days.
 std::string DurationText(double seconds);
 
 // "1 object", "2 objects".

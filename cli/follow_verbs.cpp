@@ -19,7 +19,7 @@ std::string PropertiesOf(const Json& data) {
 }
 
 std::string TraceLine(const Json& data, const Painter& painter) {
-  const auto level = data.at("level").get<std::uint32_t>();
+  const std::uint64_t level = NumberOf(data.at("level"));
   const bool error = level == kErrorLevel;
   return painter.Paint(Style::kFaint, TextOf(data.at("time"))) + "  " + std::to_string(level) +
          "  " + painter.Paint(error ? Style::kBad : Style::kPlain, TextOf(data.at("text")));

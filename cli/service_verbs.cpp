@@ -12,7 +12,7 @@ namespace {
 using Kind = Column::Kind;
 
 std::string NumberText(const Json& json) {
-  return std::to_string(json.get<std::uint64_t>());
+  return std::to_string(NumberOf(json));
 }
 
 // A number that is worth a look when it is not 0.
@@ -115,7 +115,7 @@ int ShowProviders(const Session& session) {
     const Json& activity = provider.at("activity");
     std::uint64_t kept = 0;
     for (const Json& row : provider.at("ledger")) {
-      kept += row.at("kept").get<std::uint64_t>();
+      kept += NumberOf(row.at("kept"));
     }
     table.Add({{TextOf(provider.at("name")), Style::kName},
                StateCell(TextOf(provider.at("state"))),

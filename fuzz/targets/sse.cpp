@@ -75,6 +75,7 @@ void ShowData(const std::string& data) {
     for (const std::string& line : ktctl::LinesOf(json)) text += line;
     return text;
   });
+  Show([&] { return ktctl::DurationText(json.get<double>()); });
   if (!json.is_object()) return;
   for (const auto& member : json.items()) {
     Show([&] { return ktctl::TextOf(member.value()); });

@@ -87,6 +87,18 @@ TEST(DurationText, FitsTheUnitToTheTime) {
   EXPECT_EQ(DurationText(200000), "2 d 7 h");
 }
 
+TEST(DurationText, CutsATimeThatNothingTakes) {
+  EXPECT_EQ(DurationText(1e300), "1000000 d 0 h");
+}
+
+TEST(NumberOf, RefusesWhatIsNoWholeNumberOfSixtyFourBits) {
+  EXPECT_EQ(NumberOf(Json::parse("18446744073709551615")), 18446744073709551615U);
+  EXPECT_EQ(NumberOf(Json(7)), 7U);
+  for (const char* text : {"777777777001169777001", "1e300", "1.5", "-1", "\"7\"", "null"}) {
+    EXPECT_THROW(NumberOf(Json::parse(text)), Json::exception) << text;
+  }
+}
+
 TEST(CountText, KnowsOneFromMany) {
   EXPECT_EQ(CountText(1, "object"), "1 object");
   EXPECT_EQ(CountText(0, "object"), "0 objects");
