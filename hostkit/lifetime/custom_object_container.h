@@ -12,6 +12,9 @@
 //            not wait for another thread's call, and not touch the event manager, whose lock comes
 //            first (base/lock_order.h). What a wrapper overrides of GetType(), GetName() and
 //            Destroy() runs under this lock alone and may not open scopes.
+//            The shutdown deletes what is registered, and does not wait for handlers that hold a
+//            pointer to it. A handler that needs its wrapper beyond one call of this class keeps
+//            the shutdown out with kt::ActivityHold, or keeps what it needs of it elsewhere.
 // Ownership: a wrapper that Add() took belongs to the container until Remove() gives it back or
 //            LazyDelete() queues it; a queued one belongs to the queue.
 // Failure:   statuses as each member says. GetType() of a wrapper may throw out of Add() and

@@ -10,6 +10,7 @@
 #include "base/module.h"
 #include "base/retired.h"
 #include "base/status.h"
+#include "dispatch/activity_hold.h"
 #include "dispatch/activity_scope.h"
 #include "dispatch/alert.h"
 #include "dispatch/alert_object.h"
@@ -133,13 +134,16 @@ void MakeBench(const KtWString& name) {
     object.BeginTransaction();
     object.SetState(2);
     object.RollbackTransaction();
+    // Once the container has the wrapper, its shutdown deletes it at any moment, unless that is
+    // kept out.
+    const kt::ActivityHold hold;
     const KtStatus status = CKtCustomObjectContainer::Instance().Add(std::move(owned));
     if (status != 0) throw std::uint32_t{status};
+    object.LazyDelete();
   } catch (...) {
-    object.Destroy();
+    if (owned != nullptr) object.Destroy();
     throw;
   }
-  object.LazyDelete();
 }
 
 void UseObjects() {
