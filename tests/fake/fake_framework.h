@@ -147,7 +147,7 @@ class FAKE_API Framework {
   // Each call of "all" fails from now on with one chance in two, with a status of those that the
   // failure rule calls failures; the seed decides which. ClearFailures() ends it.
   void FailAtRandom(std::uint32_t seed);
-  std::size_t FailuresHappened() const;  // since the last ClearFailures or Reset
+  std::size_t FailuresHappened() const;    // since the last ClearFailures or Reset
   std::size_t FailableCalls() const;       // made since ForgetCalls or Reset
   bool FailureHappened() const;            // since the last ClearFailures or Reset
   std::string LastFailedFunction() const;  // empty when none happened
