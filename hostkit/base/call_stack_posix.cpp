@@ -22,10 +22,10 @@ void WriteStack(const CallStack& stack, void (*write)(const char* line)) noexcep
     const bool known = dladdr(stack.frames[i], &info) != 0 && info.dli_fname != nullptr;
     const auto base = known ? reinterpret_cast<std::uintptr_t>(info.dli_fbase) : 0;
     char line[512];
-    std::snprintf(
+    static_cast<void>(std::snprintf(
         std::data(line), std::size(line), "  %s+0x%llx %s", known ? info.dli_fname : "?",
         static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(stack.frames[i]) - base),
-        known && info.dli_sname != nullptr ? info.dli_sname : "");
+        known && info.dli_sname != nullptr ? info.dli_sname : ""));
     write(std::data(line));
   }
 }

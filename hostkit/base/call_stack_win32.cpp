@@ -25,10 +25,10 @@ void WriteStack(const CallStack& stack, void (*write)(const char* line)) noexcep
       GetModuleFileNameA(module, std::data(name), static_cast<DWORD>(std::size(name)));
     }
     char line[MAX_PATH + 32];
-    std::snprintf(
+    static_cast<void>(std::snprintf(
         std::data(line), std::size(line), "  %s+0x%llx", std::data(name),
         static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(stack.frames[i]) -
-                                        reinterpret_cast<std::uintptr_t>(module)));
+                                        reinterpret_cast<std::uintptr_t>(module))));
     write(std::data(line));
   }
 }
