@@ -80,7 +80,7 @@ ServiceBus& ServiceBus::Get() {
 ServiceBus::ServiceBus()
     : tokens_(ktsvc::access::TokenFile::Parse("ci " + kSecret + "\nreader " + kSecret + "x\n",
                                               "tokens")),
-      hub_(16, 16, [this](const std::string& name, const std::string& pattern) {
+      hub_({.ring = 16, .queue = 16}, [this](const std::string& name, const std::string& pattern) {
         return EvMatch(database_, name.c_str(), pattern.c_str()) != 0;
       }) {
   KtProviderTable table{};
