@@ -11,6 +11,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/write.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "api/http_connection.h"
@@ -106,7 +107,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const HttpShared shared{server.handlers, server.limits,  &bus.tokens(),       bus.hub(),
                           server.readers,  server.senders, server.refuses_work, server.connections};
   std::make_shared<HttpConnection>(shared, Wrapped(server.context, ends[0]),
-                                   by_token ? PeerKind::kToken : PeerKind::kCredentials)
+                                   by_token ? PeerKind::kToken : PeerKind::kCredentials,
+                                   std::nullopt)
       ->Start();
   const auto client = std::make_shared<Client>(Wrapped(server.context, ends[1]),
                                                bus.WithIds(input.substr(input.empty() ? 0 : 1)));
