@@ -41,12 +41,15 @@ std::string AlertLine(const Json& data, const Painter& painter) {
          PropertiesOf(data);
 }
 
-// Before the first message it is about what the service does not keep any more.
+// Before the first message it is about what the service does not keep any more: nothing, where it
+// has not kept anything since its start.
 void SayGap(Console& console, const Json& data, bool first) {
-  console.Say("ktctl: " +
-              (first ? CountText(data.at("lost"), "earlier message") + " not kept any more\n"
-                     : CountText(data.at("lost"), "message") +
-                           " lost here: they came faster than they were read\n"));
+  if (!first) {
+    console.Say("ktctl: " + CountText(data.at("lost"), "message") +
+                " lost here: they came faster than they were read\n");
+  } else if (data.at("lost") != 0) {
+    console.Say("ktctl: " + CountText(data.at("lost"), "earlier message") + " not kept any more\n");
+  }
 }
 
 int Follow(const Session& session, const std::string& target, LineOf lineOf) {

@@ -101,6 +101,23 @@ TEST_F(FollowTest, WhatIsStillKeptComesFirstAndWhatIsNotIsCounted) {
   EXPECT_EQ(result.messages, "ktctl: 2 earlier messages not kept any more\n");
 }
 
+TEST_F(FollowTest, NothingIsSaidOfWhatWasKeptWhereNothingIsMissing) {
+  // As a service that has just begun tells somebody who asks for everything.
+  hub().Lose({Topic::kEvents}, 0);
+  Raise("a");
+  EXPECT_EQ(Follow({"events", "-f", "--kept"}, 1).get().messages, "");
+}
+
+TEST_F(FollowTest, WhatIsLostBetweenTwoMessagesIsToldAtItsPlace) {
+  auto ended = Follow({"events", "-f", "--kept"}, 2);
+  WaitForFollower();
+  Raise("a.b");
+  hub().Lose({Topic::kEvents}, 3);
+  Raise("a.c");
+  EXPECT_EQ(ended.get().messages,
+            "ktctl: 3 messages lost here: they came faster than they were read\n");
+}
+
 TEST_F(FollowTest, FollowingEndsWhenNobodyReadsAnyMore) {
   auto console = MakeConsole();
   console->LoseReader();
