@@ -55,18 +55,18 @@ TEST(JudgePath, TrustsRootAloneWhereTheServiceIsRoot) {
 
 TEST(JudgePath, NamesAllThatIsWrongAndOneCommandForIt) {
   const auto fault =
-      JudgePath({Folder("/"), Folder("/home", 0755, kStranger),
-                 Folder("/home/a b", 0775, kStranger), File("/home/a b/x.so", 0666, kService)},
+      JudgePath({Folder("/"), Folder("/srv", 0755, kStranger), Folder("/srv/a b", 0775, kStranger),
+                 File("/srv/a b/x.so", 0666, kService)},
                 kService);
   ASSERT_TRUE(fault);
   EXPECT_EQ(fault->reason,
-            "/home belongs to user 1001, neither to root nor to the service's own user (990); "
-            "/home/a b belongs to user 1001, neither to root nor to the service's own user (990); "
-            "others than its owner can write /home/a b (mode 0775); "
-            "others than its owner can write /home/a b/x.so (mode 0666)");
+            "/srv belongs to user 1001, neither to root nor to the service's own user (990); "
+            "/srv/a b belongs to user 1001, neither to root nor to the service's own user (990); "
+            "others than its owner can write /srv/a b (mode 0775); "
+            "others than its owner can write /srv/a b/x.so (mode 0666)");
   EXPECT_EQ(fault->advice,
-            "Run as root: chown root /home '/home/a b' && chmod go-w '/home/a b' "
-            "'/home/a b/x.so'");
+            "Run as root: chown root /srv '/srv/a b' && chmod go-w '/srv/a b' "
+            "'/srv/a b/x.so'");
 }
 
 TEST(JudgePath, AcceptsAFolderInASharedOneWithTheStickyBit) {
