@@ -13,8 +13,12 @@
 #include <vector>
 
 #include "ktbus3/ktbus3.h"
+#include "support/property_types.h"
 
 namespace {
+
+using kt::fuzz::kListBit;
+using kt::fuzz::kTypes;
 
 // Bytes as a ByteSource reads them.
 class Seed {
@@ -62,7 +66,7 @@ void Write(const std::string& target, const std::string& name, const Seed& seed)
   }
 }
 
-// ---- Properties: the order of support/property_source.cpp ---------------------------------------
+// ---- Properties: the order of support/property_types.h and property_source.cpp ------------------
 
 // The value of each scalar type, in the order of the table there; a list has two.
 Seed& Value(Seed& seed, std::uint32_t type) {
@@ -95,23 +99,13 @@ Seed& Value(Seed& seed, std::uint32_t type) {
   }
 }
 
-constexpr std::uint32_t kTypes[] = {TYPE_BOOLEAN, TYPE_INT32,    TYPE_UINT32,
-                                    TYPE_INT64,   TYPE_UINT64,   TYPE_STR,
-                                    TYPE_WSTR,    TYPE_BINARY,   TYPE_GUID,
-                                    TYPE_PROPSET, TYPE_KTOBJID,  TYPE_I18N,
-                                    TYPE_TIME,    TYPE_INT32Z,   TYPE_BOOLEANZ,
-                                    TYPE_UINT32Z, TYPE_INT64Z,   TYPE_I18NFORMATSTRING,
-                                    TYPE_UINT64Z, TYPE_STRZ,     TYPE_WSTRZ,
-                                    TYPE_GUIDZ,   TYPE_PROPSETZ, TYPE_KTOBJIDZ,
-                                    TYPE_I18NZ,   TYPE_TIMEZ,    TYPE_I18NFORMATSTRINGZ};
-
 Seed& Property(Seed& seed, const std::string& name, unsigned index) {
   const std::uint32_t type = kTypes[index];
   seed.Text(name).Byte(index).Byte(0);
-  if ((type & 0x80000000U) == 0) return Value(seed, type);
+  if ((type & kListBit) == 0) return Value(seed, type);
   seed.Byte(2);
-  Value(seed, type & 0x7FFFFFFFU);
-  return Value(seed, type & 0x7FFFFFFFU);
+  Value(seed, type & ~kListBit);
+  return Value(seed, type & ~kListBit);
 }
 
 void WriteRecords() {

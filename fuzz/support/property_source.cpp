@@ -1,7 +1,8 @@
 #include "support/property_source.h"
 
-#include <array>
 #include <utility>
+
+#include "support/property_types.h"
 
 namespace kt::fuzz {
 namespace {
@@ -11,19 +12,8 @@ using ktsvc::FormatMessage;
 using ktsvc::Property;
 using ktsvc::PropertyList;
 
-constexpr std::uint32_t kListBit = 0x80000000U;
 constexpr std::size_t kMostProperties = 9;
 constexpr std::size_t kMostElements = 5;
-
-constexpr std::array<std::uint32_t, 27> kTypes{TYPE_BOOLEAN, TYPE_INT32,    TYPE_UINT32,
-                                               TYPE_INT64,   TYPE_UINT64,   TYPE_STR,
-                                               TYPE_WSTR,    TYPE_BINARY,   TYPE_GUID,
-                                               TYPE_PROPSET, TYPE_KTOBJID,  TYPE_I18N,
-                                               TYPE_TIME,    TYPE_INT32Z,   TYPE_BOOLEANZ,
-                                               TYPE_UINT32Z, TYPE_INT64Z,   TYPE_I18NFORMATSTRING,
-                                               TYPE_UINT64Z, TYPE_STRZ,     TYPE_WSTRZ,
-                                               TYPE_GUIDZ,   TYPE_PROPSETZ, TYPE_KTOBJIDZ,
-                                               TYPE_I18NZ,   TYPE_TIMEZ,    TYPE_I18NFORMATSTRINGZ};
 
 Element ReadElement(ByteSource& source, std::uint32_t scalar_type, unsigned depth) {
   switch (scalar_type) {
