@@ -51,10 +51,6 @@ Account& Asker(const void* return_address) {
   return Ledger::Get().host();
 }
 
-Account* RunningAccount() noexcept {
-  return running_account;
-}
-
 RunningAs::RunningAs(Account& account) noexcept : previous_(running_account) {
   running_account = &account;
 }

@@ -57,9 +57,6 @@ class ModuleTable {
 // The account to which a call with that return address is put down.
 Account& Asker(const void* return_address);
 
-// The account whose provider function runs on this thread, or null.
-Account* RunningAccount() noexcept;
-
 // Says for its life that this thread runs for the account: a provider's while one of its functions
 // runs, the host's while a call-back of the host runs. Scopes nest.
 class RunningAs {

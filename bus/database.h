@@ -43,7 +43,6 @@ class Database : public std::enable_shared_from_this<Database> {
   [[nodiscard]] KtDatabase handle() const noexcept { return handle_; }
 
   TypeTable& types() noexcept { return types_; }
-  ObjectTable& objects() noexcept { return objects_; }
   Subscriptions& subscriptions() noexcept { return subscriptions_; }
   AlertTable& alerts() noexcept { return alerts_; }
   DatabaseLock& lock() noexcept { return database_lock_; }

@@ -31,8 +31,6 @@ class PointerTable {
   // Removes a block that is there.
   void Remove(const void* block) noexcept;
 
-  [[nodiscard]] std::size_t size() const noexcept { return count_; }
-
  private:
   [[nodiscard]] std::size_t Home(const void* block) const noexcept;
   [[nodiscard]] std::size_t Place(const void* block) const noexcept;

@@ -50,10 +50,6 @@ class CKtEventDispatcher {
   // The paths in order of adding, lent.
   [[nodiscard]] const std::vector<const CKtEventPath*>& Paths() const noexcept { return paths_; }
 
-  // The registrations that the database took: those that failed are missing, those of paths that
-  // were removed since are there.
-  [[nodiscard]] std::size_t RegistrationCount() const noexcept { return registrations_.size(); }
-
  private:
   struct Registration {
     KtDatabase database;

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/architecture.h"
 #include "platform/detached_command.h"
 #include "platform/platform.h"
 #include "platform/posix_registry.h"
@@ -30,17 +31,6 @@ std::vector<std::string> Words(std::string_view line) {
     line.remove_prefix(end + 1);
   }
   return words;
-}
-
-// By the name that the kernel gives the machine; the numbers are the ones that clients know.
-std::uint32_t ArchitectureCode(std::string_view machine) noexcept {
-  constexpr std::uint32_t kUnknown = 0xFFFF;
-  if (machine == "x86_64") return 9;
-  if (machine == "ia64") return 6;
-  if (machine == "aarch64") return 12;
-  if (machine.substr(0, 3) == "arm") return 5;
-  if (machine.size() == 4 && machine[0] == 'i' && machine.substr(2) == "86") return 0;
-  return kUnknown;
 }
 
 // A lack of memory is a failure like any other: `body` returns 0 or an error number.

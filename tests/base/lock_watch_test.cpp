@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <iostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -122,6 +124,29 @@ TEST_F(LockWatch, DoesNotWatchMoreThan32Locks) {
   std::vector<LockRank> ranks(33, LockRank::kContainer);
   EXPECT_EQ(Take(ranks).size(), 31u);
 }
+
+#ifndef _WIN32
+// What is said by the usual handler stands in the trace; the process that ends shows it to this
+// one.
+TEST(LockWatchOfAProgram, EndsItWithBothLocksAndTheirStacksInTheTrace) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  const auto break_the_order = [] {
+    std::signal(SIGABRT, [](int) {
+      for (const fake::TraceLine& line : fake::Framework::Get().Traces()) {
+        std::cerr << line.text << "\n";
+      }
+    });
+    char held = 0;
+    char taken = 0;
+    kt::lock_watch::Took(&held, LockRank::kContainer);
+    kt::lock_watch::Took(&taken, LockRank::kActivity);
+  };
+  EXPECT_DEATH(break_the_order(),
+               "the lock \"activity\" is taken while \"container\" is held\n"
+               ".*it is held since\n  .*base_tests.*"
+               "and the other one is taken here\n  .*base_tests");
+}
+#endif
 
 #ifdef KT_WATCH_LOCKS
 TEST_F(LockWatch, WatchesTheLocksOfADebugBuild) {

@@ -3,7 +3,10 @@
 // The framework's sources are linked into this program, so that its operator new is theirs. Each
 // test makes one call again and again, the first time with its first allocation failing, then with
 // its second, until it needs no more: that last one must go as if nothing had been.
+#include <atomic>
 #include <string>
+#include <string_view>
+#include <thread>
 
 #include "bus/bus_test.h"
 #include "support/failing_new.h"
@@ -265,6 +268,89 @@ TEST_F(ExhaustionTest, SendingAControlAsksTheProviderOnceOrNotAtAll) {
     return KtBusSendControl(database(), &object, &kInterfaceA, 0, 1, nullptr, nullptr, &answer);
   });
   EXPECT_EQ(asked, 1);
+}
+
+TEST_F(ExhaustionTest, ANoticeThatCannotBeHandedOverIsLostAndTraced) {
+  Notices notices;
+  auto remember = notices.Recorder();
+  alpha().notify = [&](const KtEventRecord& record) {
+    const KtStatus status = remember(record);
+    // The next allocation of this thread fails.
+    if (std::string_view(record.name) == "first") support::Resume(0);
+    return status;
+  };
+  KtSetTraceLevel(6);
+  const KtCookie cookie = Subscribe(alpha(), "*");
+  Raise("first");
+  Raise("second");
+  Deliver();
+  Raise("third");
+  Deliver();
+  EXPECT_THAT(notices.names(), testing::ElementsAre("first", "third"));
+  EXPECT_TRUE(HasTrace(6, "notice second for provider alpha is lost, 0x8007000e"));
+  EXPECT_EQ(EvUnregisterEvent(database(), cookie), kOk);
+}
+
+// ---- The observer ----------------------------------------------------------------------------
+
+class StarvedObserver : public ExhaustionTest {
+ protected:
+  void SetUp() override {
+    ExhaustionTest::SetUp();
+    ASSERT_EQ(KtBusObserve(database(), &Count, this), kOk);
+  }
+  void TearDown() override {
+    EXPECT_EQ(KtBusObserve(database(), nullptr, nullptr), kOk);
+    ExhaustionTest::TearDown();
+  }
+
+  std::atomic<std::uint64_t> told_{0};
+  std::atomic<std::uint64_t> lost_{0};
+  std::atomic<std::uint64_t> starve_at_{0};  // after that one, the thread's next allocation fails
+
+ private:
+  static void Count(const KtBusObservation* observation, void* context) {
+    auto& self = *static_cast<StarvedObserver*>(context);
+    if (observation->what == KTBUS_OBSERVED_LOST) {
+      self.lost_ += observation->lost;
+    } else if (++self.told_ == self.starve_at_) {
+      support::Resume(0);
+    }
+  }
+};
+
+TEST_F(StarvedObserver, IsToldHowMuchCouldNotBePutTogetherForIt) {
+  // An allocation that fails once the object is there does not take it back: the telling is lost.
+  const char* const type = "a type whose name needs memory of its own";
+  const char* const above[] = {"qelm_ktvm", nullptr};
+  KtObjId id{};
+  ASSERT_EQ(ObCreateTypeObject(database(), type, above, nullptr, &id), kOk);
+  Deliver();
+  told_ = 0;
+  std::uint64_t made = 0;
+  bool failed = true;
+  for (int after = 0; failed; ++after) {
+    KtObjId object{};
+    const support::FailAllocation failure(after);
+    if (ObCreateObject(database(), provider(), type, &object) == kOk) ++made;
+    failed = failure.Happened();
+  }
+  Deliver();
+  EXPECT_GT(made, 1U) << "none was made without memory for the telling";
+  while (told_ + lost_ < made) std::this_thread::yield();
+  EXPECT_EQ(told_ + lost_, made);
+  EXPECT_GT(lost_, 0U);
+}
+
+TEST_F(StarvedObserver, IsToldOfALossOfItsOwnBeforeTheNext) {
+  starve_at_ = 1;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(EvRaiseEvent(database(), provider(), "observed", nullptr), kOk);
+  }
+  Deliver();
+  while (told_ + lost_ < 3) std::this_thread::yield();
+  EXPECT_EQ(told_, 2U);
+  EXPECT_EQ(lost_, 1U);
 }
 
 TEST_F(ExhaustionTest, MemoryAndTextsAreNull) {

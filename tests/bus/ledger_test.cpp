@@ -477,5 +477,35 @@ TEST_F(VisitTest, ProvidersAndSubscriptionsAreListed) {
   ObUnregisterAlert(database(), alert);
 }
 
+// Counts, and ends the visit with its second call.
+template <typename Info>
+cuvo_bool EndAtTheSecond(const Info* /*info*/, void* count) {
+  return ++*static_cast<int*>(count) < 2 ? 1 : 0;
+}
+
+TEST_F(VisitTest, OfTypesEndsWhenTheVisitorSaysSo) {
+  int seen = 0;
+  EXPECT_EQ(KtBusVisitTypes(database(), &EndAtTheSecond<KtBusTypeInfo>, &seen), kOk);
+  EXPECT_EQ(seen, 2);
+}
+
+TEST_F(VisitTest, OfSubscriptionsEndsWhenTheVisitorSaysSo) {
+  std::vector<KtCookie> cookies;
+  for (const char* const name : {"a", "b", "c"}) cookies.push_back(Subscribe(alpha(), name));
+  int seen = 0;
+  EXPECT_EQ(KtBusVisitSubscriptions(database(), &EndAtTheSecond<KtBusSubscriptionInfo>, &seen),
+            kOk);
+  EXPECT_EQ(seen, 2);
+  for (const KtCookie cookie : cookies) EXPECT_EQ(EvUnregisterEvent(database(), cookie), kOk);
+}
+
+TEST_F(VisitTest, OfObjectsEndsWhenTheVisitorSaysSo) {
+  for (int i = 0; i < 3; ++i) NewObject("qelm_ktvm");
+  int seen = 0;
+  EXPECT_EQ(KtBusVisitObjects(database(), "qelm_ktvm", &EndAtTheSecond<KtBusObjectInfo>, &seen),
+            kOk);
+  EXPECT_EQ(seen, 2);
+}
+
 }  // namespace
 }  // namespace bus_test

@@ -139,6 +139,10 @@ TEST_F(TraceFormatTest, ATextWithAPrecisionNeedNotBeTerminated) {
   EXPECT_EQ(Text("%.3s", text), "abc");
 }
 
+TEST_F(TraceFormatTest, EndsATextBeforeItsPrecisionDoes) {
+  EXPECT_EQ(Text("[%.9s][%.9S][%.0S]", "ab", KT_W("ab"), KT_W("ab")), "[ab][ab][]");
+}
+
 TEST_F(TraceFormatTest, TakesWidthAndPrecisionFromTheArguments) {
   EXPECT_EQ(Text("[%*d][%-*d][%*d]", 5, 1, 5, 2, -5, 3), "[    1][2    ][3    ]");
   EXPECT_EQ(Text("[%.*s][%.*s][%*.*s]", 2, "abc", -1, "abc", 4, 1, "abc"), "[ab][abc][   a]");
@@ -155,6 +159,18 @@ TEST_F(TraceFormatTest, PrintsFloatingPointNumbers) {
             "1.500000|2.35|   3.142|2.5     |+7");
   EXPECT_EQ(Text("%e|%E|%g|%08.2f", 12345.678, 0.5, 0.0001, -1.5),
             "1.234568e+04|5.000000E-01|0.0001|-0001.50");
+}
+
+TEST_F(TraceFormatTest, PrintsFloatingPointNumbersInHexadecimal) {
+  EXPECT_EQ(Text("%a|%A|%.1a|%12a", 1.5, 1.5, 1.0, -0.25),
+            "0x1.8p+0|0X1.8P+0|0x1.0p+0|     -0x1p-2");
+  EXPECT_EQ(Text("%a|%08A", std::numeric_limits<double>::infinity(),
+                 -std::numeric_limits<double>::infinity()),
+            "inf|    -INF");
+}
+
+TEST_F(TraceFormatTest, PutsAZeroBeforeAnOctalNumberWithTheNumberSign) {
+  EXPECT_EQ(Text("%#o|%#o|%#.4o|%#.0o", 8, 0, 8, 0), "010|0|0010|0");
 }
 
 TEST_F(TraceFormatTest, KeepsThePointAndTheZerosOfANumberWithTheNumberSign) {
@@ -272,6 +288,8 @@ TEST_F(TraceSinkTest, OneTraceIsOneLineInAFile) {
   ASSERT_EQ(Lines().size(), 2U);
   EXPECT_THAT(Lines()[0], testing::EndsWith("Type a adding superclass b "));
   EXPECT_THAT(Lines()[1], testing::EndsWith("two\\nlines"));
+  KtTrace(1, "over\rwritten\xC2\xA0\xC2");
+  EXPECT_THAT(Lines().back(), testing::EndsWith("over\\rwritten\xC2\xA0\xC2"));
 }
 
 TEST_F(TraceSinkTest, WhatATerminalWouldObeyIsMadeVisible) {

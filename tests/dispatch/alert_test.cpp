@@ -98,7 +98,15 @@ TEST_F(AlertTest, SettersCreateThePropertySetOnFirstNeedToo) {
   CKtAlert replacing("alert.disk");
   EXPECT_EQ(replacing.AddProperty(CKtProperty("count", TYPE_UINT32, 0, sizeof value, &value)), 0u);
   EXPECT_EQ(NamesIn(replacing), std::vector<std::string>{"count"});
-  EXPECT_EQ(framework_.CountOf("PsCreatePropset"), 3u);
+  CKtAlert setting("alert.disk");
+  EXPECT_NE(
+      Thrown([&] {
+        return setting.SetProperty(CKtProperty("count", TYPE_UINT32, 0, sizeof value, &value));
+      }),
+      std::nullopt)
+      << "there is a set, without that property";
+  EXPECT_NE(setting.Handle(), nullptr);
+  EXPECT_EQ(framework_.CountOf("PsCreatePropset"), 4u);
 }
 
 TEST_F(AlertTest, RaiseHandsOverNameSetAndObject) {

@@ -208,6 +208,21 @@ TEST_F(Object, MissingPropertyIsTracedAtLevelFourAndNotSix) {
       std::vector{Warning("hostkit: ERROR: CKtObject::GetProp() : Unable to find property p")});
 }
 
+TEST_F(Object, SuccessWithoutARecordIsAMissingProperty) {
+  const CKtObject object(id_);
+  cuvo_property* found = nullptr;
+  framework_.FailCall("ObGetProperty", 1, 0);
+  EXPECT_EQ(ThrownBy([&] { object.GetProp("p", found, false); }), 0xC1000001u);
+  framework_.FailCall("ObGetProperty", 1, 0);
+  EXPECT_FALSE(object.GetProp("p", found, true));
+}
+
+TEST_F(Object, TypeThatTheFrameworkLeavesOutIsTheEmptyText) {
+  const CKtObject object(id_);
+  framework_.FailCall("ObGetObjectType", 1, 0);
+  EXPECT_EQ(object.GetType(), "");
+}
+
 TEST_F(Object, AddPropertyHasALineForEachOfItsTwoForms) {
   CKtObject object(id_);
   std::uint32_t value = 1;

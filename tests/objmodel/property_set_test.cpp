@@ -205,6 +205,14 @@ TEST_F(PropertySet, RawLookUpThrowsWhateverStatusTheFrameworkGives) {
   }
 }
 
+TEST_F(PropertySet, RawLookUpTakesASuccessWithoutARecordForAFailure) {
+  framework_.FailCall("PsFindProperty", 1, 0);
+  cuvo_property* found = nullptr;
+  EXPECT_EQ(ThrownBy([&] { set_.GetProp("a", found, false); }), 0xC1000001u);
+  framework_.FailCall("PsFindProperty", 1, 0);
+  EXPECT_FALSE(set_.GetProp("a", found, true));
+}
+
 TEST_F(PropertySet, EmptySetHandsANullHandleToTheFramework) {
   CKtPropertySet empty;
   std::uint32_t value = 0;

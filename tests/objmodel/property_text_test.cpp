@@ -1,5 +1,6 @@
 // The text form of a property and of a whole set.
 
+#include "objmodel/property_text.h"
 #include "fake/fake_test.h"
 #include "objmodel/property_kinds.h"
 #include "objmodel/property_set.h"
@@ -106,6 +107,40 @@ TEST_F(PropertyText, DestroysANestedSetThatCannotBePrinted) {
               TextOf(std::vector{nested.Handle(), nested.Handle(), nested.Handle()}, false);
             }),
             0xC100003Au);
+  EXPECT_TRUE(fake::NothingKept());
+}
+
+// Between the look-up of the type and that of the value, somebody else may have replaced it.
+TEST_F(PropertyText, RefusesAValueWhoseTypeChangesMeanwhile) {
+  set_.AddProp("p", std::uint32_t{5}, 0);
+  EXPECT_EQ(ThrownBy([&] { static_cast<void>(kt::PropertyText(set_, "p", TYPE_PROPSET, false)); }),
+            0xC100003Au);
+  EXPECT_EQ(ThrownBy([&] {
+              static_cast<void>(kt::PropertyText(set_, "p", TYPE_I18NFORMATSTRING, false));
+            }),
+            0xC100003Au);
+  EXPECT_EQ(framework_.TracesAt(6).size(), 2u);
+  EXPECT_TRUE(fake::NothingKept());
+}
+
+// Hands out its records a byte too short.
+class ShortRecords : public CKtPropertySet {
+ public:
+  using CKtPropertySet::CKtPropertySet;
+  using CKtPropertySet::GetProp;
+
+  bool GetProp(const char* name, cuvo_property*& found, bool optional) const override {
+    const bool there = CKtPropertySet::GetProp(name, found, optional);
+    if (there) --found->length;
+    return there;
+  }
+};
+
+TEST_F(PropertyText, RefusesAFormatStringThatIsTooShort) {
+  set_.AddProp("p", KtI18NFormatString{kMessageOne, nullptr}, 0);
+  const ShortRecords tampered(set_.Handle());
+  EXPECT_EQ(ThrownBy([&] { tampered.ToString("p", false, false); }), 0xC100003Au);
+  EXPECT_EQ(framework_.TracesAt(6).size(), 1u);
   EXPECT_TRUE(fake::NothingKept());
 }
 

@@ -30,6 +30,7 @@ class TypeObject : public fake::FrameworkTest {
 
 TEST_F(TypeObject, IsAPropertySetWhosePropertiesBecomeTheTypes) {
   CKtTypeObject type("disk");
+  EXPECT_EQ(type.TypeName(), "disk");
   EXPECT_NE(type.Handle(), nullptr);
   type.AddProp("VENDOR", KtWString(KT_W("TORMELD")), 0);
   type.AddSuperclass("super1");

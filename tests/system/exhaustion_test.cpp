@@ -1,15 +1,18 @@
 // The system provider without memory of its own.
 #include <functional>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "dispatch/control_request.h"
 #include "dispatch/event_manager.h"
 #include "provider/api_table.h"
 #include "provider/module_state.h"
 #include "provider/provider.h"
 #include "support/client.h"
 #include "support/failing_new.h"
+#include "system/system_controls.h"
 #include "system/system_test.h"
 
 namespace {
@@ -167,6 +170,32 @@ TEST_F(WithoutMemory, TheVersionIsNotGivenAndTheStatusSaysWhy) {
   }
   EXPECT_EQ(status, E_OUTOFMEMORY);
   EXPECT_EQ(text, nullptr);
+}
+
+// A handler makes its provider where there is none; it needs nothing of it.
+TEST_F(WithoutMemory, TheTraceLevelIsSetWithoutAProvider) {
+  ASSERT_EQ(CKtProvider::Existing(), nullptr);
+  framework_.PutUInt32(input_, "tracelevel", 3);
+  CKtControlRequest request({}, 0, kt::kTraceLevelControl, input_, output_, 0, 0, 0, 0, 0, 0,
+                            nullptr);
+  KtStatus status = 1;
+  {
+    const support::FailAllocation failing(0);
+    status = kt::SetTraceLevel(nullptr, request);
+  }
+  EXPECT_EQ(status, 0u);
+  EXPECT_EQ(framework_.TraceLevel(), 3u);
+  EXPECT_TRUE(fake::Traced(6,
+                           "hostkit: ERROR: CKtProvider::Instance(), Unable to construct "
+                           "provider"));
+}
+
+TEST_F(WithoutMemory, TheRestartFailsWithItsStatusAndGivesItsCredentialsBack) {
+  ASSERT_EQ(Initialize(), 0u);
+  platform_.on_restart = [] { throw std::bad_alloc(); };
+  CKtControlRequest request({}, 0, kt::kRebootControl, input_, output_, 0, 0, 0, 0, 0, 0, nullptr);
+  EXPECT_EQ(kt::Reboot(nullptr, request), KTERROR_REBOOT_FAILED);
+  EXPECT_EQ(platform_.open_credentials, 0u);
 }
 
 }  // namespace

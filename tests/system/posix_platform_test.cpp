@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): sigset_t is not in <csignal>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
@@ -19,6 +20,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/architecture.h"
 #include "platform/detached_command.h"
 #include "platform/platform.h"
 
@@ -222,6 +224,20 @@ TEST_F(PosixRegistry, RefusesAValueOfMoreThanAMebibyte) {
 
 // ---- Commands
 
+TEST_F(PosixRegistry, StandsInTheSystemsFolderWhereNoOtherIsNamed) {
+  // A key that nobody has: the machine's own registry is asked and not changed.
+  constexpr const KtWchar* kNobodys = KT_W("SOFTWARE\\{2F0C9F4E-8C5A-4A5B-9C55-3D1B6C0E7A11}");
+  fs::create_directories(
+      folder_ / "registry/HKEY_LOCAL_MACHINE/SOFTWARE/{2F0C9F4E-8C5A-4A5B-9C55-3D1B6C0E7A11}");
+  kt::RegistryKey key = nullptr;
+  ASSERT_EQ(kt::NativePlatform().OpenKey(kNobodys, kt::KeyAccess::kRead, key), 0u);
+  kt::NativePlatform().CloseKey(key);
+  setenv("KT_REGISTRY", "", 1);  // NOLINT(concurrency-mt-unsafe)
+  EXPECT_NE(kt::NativePlatform().OpenKey(kNobodys, kt::KeyAccess::kRead, key), 0u);
+  unsetenv("KT_REGISTRY");  // NOLINT(concurrency-mt-unsafe)
+  EXPECT_NE(kt::NativePlatform().OpenKey(kNobodys, kt::KeyAccess::kRead, key), 0u);
+}
+
 class PosixCommand : public PosixTest {
  protected:
   PosixCommand() : variable_("PATH", (folder_ / "bin").string()) {}
@@ -285,6 +301,48 @@ TEST_F(PosixCommand, CouldNotBeStartedWhenTheFileIsNoProgram) {
   fs::permissions(folder_ / "bin/systemctl", fs::perms::owner_all);
   EXPECT_FALSE(kt::NativePlatform().StartCommand(KT_W("systemctl start it"), code));
   EXPECT_EQ(kt::NativePlatform().LastError(), static_cast<std::uint32_t>(ENOEXEC));
+}
+
+TEST_F(PosixCommand, IsLookedForInEachFolderOfPathInTurn) {
+  const std::string bin = (folder_ / "bin").string();
+  Install("systemctl", Reporting("echo \"$0\""));
+  const Variable path("PATH", (folder_ / "none").string() + "::" + bin);
+  std::uint32_t code = 0;
+  EXPECT_TRUE(kt::NativePlatform().StartCommand(KT_W("systemctl start it"), code));
+  EXPECT_EQ(WaitFor("report"), bin + "/systemctl\n");
+}
+
+TEST_F(PosixCommand, IsLookedForInTheSystemsFoldersWithoutAPath) {
+  unsetenv("PATH");  // NOLINT(concurrency-mt-unsafe): set again by the test's variable
+  EXPECT_EQ(kt::StartDetached({"true"}), 0);
+}
+
+TEST_F(PosixCommand, IsNotLookedForWhenItsNameHasASlash) {
+  Install("other", Reporting("echo ran"));
+  const Variable path("PATH", (folder_ / "none").string());
+  EXPECT_EQ(kt::StartDetached({(folder_ / "bin/other").string()}), 0);
+  EXPECT_EQ(WaitFor("report"), "ran\n");
+}
+
+TEST_F(PosixCommand, NeedsAWord) {
+  EXPECT_EQ(kt::StartDetached({}), EINVAL);
+}
+
+TEST_F(PosixCommand, CouldNotBeStartedWhenNoFileCanBeOpened) {
+  Install("systemctl", "exit 0\n");
+  // So many numbers that the program's own run out in each place where one is needed.
+  rlimit usual{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+  const int next = dup(0);
+  close(next);
+  for (const int free : {0, 1, 2}) {
+    rlimit few = usual;
+    few.rlim_cur = static_cast<rlim_t>(next + free);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    const int error = kt::StartDetached({"systemctl"});
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(error, EMFILE) << free << " descriptors free";
+  }
 }
 
 TEST_F(PosixCommand, IsStartedWhateverItsOwnOutcome) {
@@ -384,6 +442,18 @@ TEST_F(PosixCommand, NeedsNoPrivilegeBeforehand) {
   EXPECT_TRUE(kt::NativePlatform().EnablePrivilege(credentials, privilege));
   EXPECT_EQ(kt::NativePlatform().LastError(), 0u);
   kt::NativePlatform().CloseCredentials(credentials);
+}
+
+TEST(PosixMachine, HasTheNumberThatClientsKnowForItsArchitecture) {
+  EXPECT_EQ(kt::ArchitectureCode("x86_64"), 9u);
+  EXPECT_EQ(kt::ArchitectureCode("ia64"), 6u);
+  EXPECT_EQ(kt::ArchitectureCode("aarch64"), 12u);
+  EXPECT_EQ(kt::ArchitectureCode("armv7l"), 5u);
+  EXPECT_EQ(kt::ArchitectureCode("i386"), 0u);
+  EXPECT_EQ(kt::ArchitectureCode("i686"), 0u);
+  for (const char* const other : {"", "i86", "i68", "x686", "i387", "riscv64", "s390x"}) {
+    EXPECT_EQ(kt::ArchitectureCode(other), 0xFFFFu) << other;
+  }
 }
 
 TEST(PosixMachine, TellsTheKernelsMajorVersionAndNoServicePack) {
