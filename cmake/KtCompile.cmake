@@ -32,6 +32,13 @@ if(KT_SANITIZE)
   target_compile_options(kt_options INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized -Wno-stringop-overflow>)
 endif()
+option(KT_COVERAGE "Count which lines and branches run (clang)" OFF)
+if(KT_COVERAGE)
+  # The counters live in a file that is mapped into the process: one that is killed keeps them too.
+  target_compile_options(kt_options INTERFACE
+    -fprofile-instr-generate -fcoverage-mapping "SHELL:-mllvm -runtime-counter-relocation")
+  target_link_options(kt_options INTERFACE -fprofile-instr-generate)
+endif()
 if(WIN32)
   target_compile_definitions(kt_options INTERFACE
     UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
