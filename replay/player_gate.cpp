@@ -62,7 +62,12 @@ void Player::After(const KtBusCall& call) {
     pending = std::move(found->second);
     pending_.erase(found);
   }
-  reader_.End(call, pending->came);
+  std::string unreadable;
+  try {
+    reader_.End(call, pending->came);
+  } catch (const std::exception& error) {
+    unreadable = error.what();
+  }
   const std::lock_guard lock(mutex_);
   if (pending->sleeps) {
     --sleeping_;
@@ -74,7 +79,10 @@ void Player::After(const KtBusCall& call) {
     return;
   }
   ++calls_;
-  if (!compare_.SameOutcome(*pending->recorded, pending->came)) {
+  if (!unreadable.empty()) {
+    Differ(Here().stream, pending->recorded, CallText(*pending->recorded),
+           std::string(call.function) + " (what came back cannot be read: " + unreadable + ")");
+  } else if (!compare_.SameOutcome(*pending->recorded, pending->came)) {
     Differ(Here().stream, pending->recorded, CallText(*pending->recorded), CallText(pending->came));
   }
 }

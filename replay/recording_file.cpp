@@ -49,17 +49,9 @@ std::string Reason() {
 
 // ---- Writing ---------------------------------------------------------------------------------
 
-RecordingWriter::RecordingWriter(const std::filesystem::path& file, const RecordingInfo& info) {
-  errno = 0;
-  file_.open(file, std::ios::binary | std::ios::trunc);
-  if (!file_) {
-    throw std::runtime_error("it cannot be opened for writing: " + Reason());
-  }
-  // A recording holds what providers were told, which is not for everybody's eyes. A file system
-  // without rights keeps none.
-  std::error_code ignored;
-  std::filesystem::permissions(
-      file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write, ignored);
+// A recording holds what providers were told, which is not for everybody's eyes.
+RecordingWriter::RecordingWriter(const std::filesystem::path& file, const RecordingInfo& info)
+    : file_(MakeOwnFile(file)) {
   std::string head(kMagic);
   Append32(head, kVersion);
   Write(head);
@@ -92,9 +84,8 @@ void RecordingWriter::End() {
 
 void RecordingWriter::Write(const std::string& bytes) {
   errno = 0;
-  file_.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  file_.flush();
-  if (!file_) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size() ||
+      std::fflush(file_.get()) != 0) {
     throw std::runtime_error("it cannot be written: " + Reason());
   }
   bytes_ += bytes.size();

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "replay/codec.h"
+#include "replay/own_file.h"
 #include "replay/recording.h"
 
 namespace ktreplay {
@@ -22,8 +23,7 @@ inline constexpr std::uint32_t kLongestBlock = 8U << 20U;
 
 class RecordingWriter {
  public:
-  // Makes the file anew, readable by its owner alone where the system knows such a thing. Throws
-  // std::runtime_error with the system's reason.
+  // Makes the file anew (replay/own_file.h). Throws std::runtime_error with the reason.
   RecordingWriter(const std::filesystem::path& file, const RecordingInfo& info);
 
   // Takes the item into the block that is being filled. Throws std::runtime_error when a full block
@@ -42,7 +42,7 @@ class RecordingWriter {
  private:
   void Write(const std::string& bytes);
 
-  std::ofstream file_;
+  OwnFile file_;
   Encoder encoder_;
   std::uint64_t items_ = 0;
   std::uint64_t bytes_ = 0;
