@@ -30,6 +30,12 @@ void Remember(const Broken& broken) noexcept {
   }
 }
 
+// What a lock does.
+void Enter(const void* lock, LockRank rank) {
+  kt::lock_watch::Taking(lock, rank);
+  kt::lock_watch::Took(lock, rank);
+}
+
 class LockWatch : public fake::FrameworkTest {
  protected:
   LockWatch() {
@@ -44,7 +50,7 @@ class LockWatch : public fake::FrameworkTest {
   static std::vector<std::string> Take(const std::vector<LockRank>& ranks) {
     g_told.clear();
     std::vector<char> locks(ranks.size());
-    for (std::size_t i = 0; i < ranks.size(); ++i) kt::lock_watch::Took(&locks[i], ranks[i]);
+    for (std::size_t i = 0; i < ranks.size(); ++i) Enter(&locks[i], ranks[i]);
     for (const char& lock : locks) kt::lock_watch::Left(&lock);
     return g_told;
   }
@@ -84,9 +90,9 @@ TEST_F(LockWatch, PassesOverLocksWithoutARank) {
 TEST_F(LockWatch, LetsALockBeTakenAgain) {
   char first = 0;
   char second = 0;
-  kt::lock_watch::Took(&first, LockRank::kActivity);
-  kt::lock_watch::Took(&second, LockRank::kContainer);
-  kt::lock_watch::Took(&first, LockRank::kActivity);
+  Enter(&first, LockRank::kActivity);
+  Enter(&second, LockRank::kContainer);
+  Enter(&first, LockRank::kActivity);
   kt::lock_watch::Left(&first);
   kt::lock_watch::Left(&second);
   kt::lock_watch::Left(&first);
@@ -96,8 +102,8 @@ TEST_F(LockWatch, LetsALockBeTakenAgain) {
 TEST_F(LockWatch, ForgetsWhatHasBeenGivenBackInWhateverOrder) {
   char first = 0;
   char second = 0;
-  kt::lock_watch::Took(&first, LockRank::kActivity);
-  kt::lock_watch::Took(&second, LockRank::kContainer);
+  Enter(&first, LockRank::kActivity);
+  Enter(&second, LockRank::kContainer);
   kt::lock_watch::Left(&first);
   kt::lock_watch::Left(&second);
   EXPECT_EQ(Take({LockRank::kEventManager}), Told{});
@@ -105,11 +111,20 @@ TEST_F(LockWatch, ForgetsWhatHasBeenGivenBackInWhateverOrder) {
 
 TEST_F(LockWatch, KnowsEachThreadByItself) {
   char lock = 0;
-  kt::lock_watch::Took(&lock, LockRank::kContainer);
+  Enter(&lock, LockRank::kContainer);
   std::thread other([] { Take({LockRank::kEventManager}); });
   other.join();
   kt::lock_watch::Left(&lock);
   EXPECT_EQ(g_told, Told{});
+}
+
+TEST_F(LockWatch, TellsBeforeTheLockIsTaken) {
+  char held = 0;
+  char wanted = 0;
+  Enter(&held, LockRank::kContainer);
+  kt::lock_watch::Taking(&wanted, LockRank::kActivity);
+  kt::lock_watch::Left(&held);
+  EXPECT_EQ(g_told, Told{"container > activity"});
 }
 
 TEST_F(LockWatch, GivesBothCallStacks) {
@@ -138,8 +153,8 @@ TEST(LockWatchOfAProgram, EndsItWithBothLocksAndTheirStacksInTheTrace) {
     });
     char held = 0;
     char taken = 0;
-    kt::lock_watch::Took(&held, LockRank::kContainer);
-    kt::lock_watch::Took(&taken, LockRank::kActivity);
+    Enter(&held, LockRank::kContainer);
+    Enter(&taken, LockRank::kActivity);
   };
   EXPECT_DEATH(break_the_order(),
                "the lock \"activity\" is taken while \"container\" is held\n"

@@ -1,8 +1,11 @@
 #include "campaign/workshop.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -47,18 +50,44 @@ class CWatchman : public CKtControlFilter {
   KtStatus filter(CKtControlRequest&) override { return KTSTATUS_CONTINUE; }
 };
 
-// A worker whose thread has nothing to do: it ends as soon as it is asked to.
+// A worker whose thread waits for its end.
 class CIdler : public CKtWorker {
  public:
   CIdler() { CKtThreadContainer::Instance().Add(*this); }
-  ~CIdler() override { CKtThreadContainer::Instance().Remove(*this); }
+  ~CIdler() override {
+    CIdler::RequestStop();
+    if (thread_.joinable()) thread_.join();
+    CKtThreadContainer::Instance().Remove(*this);
+  }
   CIdler(const CIdler&) = delete;
   CIdler& operator=(const CIdler&) = delete;
 
+  void Start() {
+    MarkRunning();
+    try {
+      thread_ = std::thread([this] {
+        {
+          std::unique_lock lock(lock_);
+          wake_.wait(lock, [this] { return IsStopRequested(); });
+        }
+        MarkStopped();
+      });
+    } catch (...) {
+      MarkStopped();
+      throw;
+    }
+  }
+
   void RequestStop() noexcept override {
     CKtWorker::RequestStop();
-    MarkStopped();
+    const std::lock_guard lock(lock_);
+    wake_.notify_all();
   }
+
+ private:
+  std::mutex lock_;
+  std::condition_variable wake_;
+  std::thread thread_;
 };
 
 struct CListener : CKtEventListener {
@@ -185,8 +214,8 @@ void UseMessages(CKtControlRequest& request) {
 void UseWorkers() {
   CIdler first;
   CIdler second;
-  first.MarkRunning();
-  second.MarkRunning();
+  first.Start();
+  second.Start();
   CKtThreadContainer::Instance().StopAll();
 }
 

@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr std::size_t kMost = std::size_t{16} * 1024;
+
 class Memory : public ModuleTest {
  protected:
   static std::size_t InUse() {
@@ -47,8 +49,10 @@ TEST_F(Memory, StaysLevelHoweverOftenTheModuleIsLoadedAndUnloaded) {
   const std::size_t after = InUse();
   std::cout << "[ lives    ] " << lives << ": " << before << " bytes in use before, " << after
             << " after\n";
-  // The smallest block that is lost in each life would be 32 bytes.
-  EXPECT_LT(after, before + std::size_t{16} * static_cast<std::size_t>(lives));
+  // The smallest block that is lost in each life would be 32 bytes; what the C library keeps for
+  // itself does not grow with their number.
+  const std::size_t most = std::min(std::size_t{16} * static_cast<std::size_t>(lives), kMost);
+  EXPECT_LT(after, before + most);
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
 // The built module under load: controls and events from eight threads while registrations come and
 // go, and then the end.
 #include <atomic>
+#include <random>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "module/module_test.h"
+#include "support/load.h"
 
 namespace {
 
@@ -44,6 +47,44 @@ TEST_F(ModuleUnderLoad, ServesEightThreadsWhileRegistrationsComeAndGo) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0u);
   EXPECT_EQ(Shutdown(), 0u);
+}
+
+TEST_F(ModuleUnderLoad, IsShutDownAtAnyMoment) {
+  std::minstd_rand random(7);
+  for (int life = 0; life < 12; ++life) {
+    const std::string trail = "life " + std::to_string(life);
+    const ::testing::ScopedTrace scope(__FILE__, __LINE__, trail);
+    module_.reset();
+    framework_.Reset();
+    framework_.RecordCalls(false);
+    Load();
+    AddGroup("qelm_ktvm_disk");
+    ASSERT_EQ(Initialize(), 0u);
+    std::vector<KtPropset> inputs;
+    std::vector<KtPropset> outputs;
+    for (std::uint32_t i = 0; i < support::Load::kThreads; ++i) {
+      inputs.push_back(framework_.MakePropset());
+      outputs.push_back(framework_.MakePropset());
+      framework_.PutUInt32(inputs.back(), "tracelevel", 3);
+    }
+    {
+      support::Load load([&](std::uint32_t thread, std::uint32_t round) {
+        if (round % 2 == 0) {
+          module_->Control({}, kSystemInterface, kTraceLevelControl, inputs[thread],
+                           outputs[thread]);
+        } else {
+          module_->Notify(kReadyEvent, framework_.database());
+        }
+      });
+      load.WaitForRounds(random() % 200);
+      EXPECT_EQ(load.ShutDown([this] { return Shutdown(); }), 0u);
+      EXPECT_EQ(module_->Notify(kReadyEvent, framework_.database()), kShuttingDown);
+      load.WaitForRounds(50);
+    }
+    module_.reset();
+    EXPECT_TRUE(fake::NothingKept());
+    if (HasFailure()) return;
+  }
 }
 
 }  // namespace

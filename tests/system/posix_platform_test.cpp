@@ -23,6 +23,7 @@
 #include "platform/architecture.h"
 #include "platform/detached_command.h"
 #include "platform/platform.h"
+#include "support/failing_new.h"
 
 namespace {
 
@@ -200,6 +201,37 @@ TEST_F(PosixRegistry, HasNoValueWhereThereIsNoFileOrAFolderOrAPipe) {
   }
 }
 
+TEST_F(PosixRegistry, RefusesAKeyAndANameThatAreNoText) {
+  Put("HKEY_LOCAL_MACHINE/K/V", "abc");
+  const KtWchar lone[] = {0xD800, 0};
+  KtWString text;
+  std::uint32_t size = 0;
+  EXPECT_EQ(Read(lone, KT_W("V"), text, size), static_cast<std::uint32_t>(EILSEQ));
+  EXPECT_EQ(Read(KT_W("K"), lone, text, size), static_cast<std::uint32_t>(EILSEQ));
+}
+
+TEST_F(PosixRegistry, AnswersALackOfMemoryWithItsNumber) {
+  Put("HKEY_LOCAL_MACHINE/K/V", "abc");
+  kt::RegistryKey key = nullptr;
+  std::uint32_t opened = ENOMEM;
+  int allocations = 0;
+  for (; opened == ENOMEM; ++allocations) {
+    const support::FailAllocation failing(allocations);
+    opened = kt::NativePlatform().OpenKey(KT_W("K"), kt::KeyAccess::kRead, key);
+  }
+  EXPECT_EQ(opened, 0u);
+  EXPECT_GT(allocations, 1);
+  std::uint32_t read = ENOMEM;
+  for (allocations = 0; read == ENOMEM; ++allocations) {
+    const support::FailAllocation failing(allocations);
+    std::uint32_t size = 0;
+    read = kt::NativePlatform().QueryValueSize(key, KT_W("V"), size);
+  }
+  EXPECT_EQ(read, 0u);
+  EXPECT_GT(allocations, 1);
+  kt::NativePlatform().CloseKey(key);
+}
+
 TEST_F(PosixRegistry, RefusesABufferThatIsTooSmallAndLeavesItAlone) {
   Put("HKEY_LOCAL_MACHINE/K/V", "abc");
   kt::RegistryKey key = nullptr;
@@ -343,6 +375,22 @@ TEST_F(PosixCommand, CouldNotBeStartedWhenNoFileCanBeOpened) {
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
     EXPECT_EQ(error, EMFILE) << free << " descriptors free";
   }
+}
+
+TEST_F(PosixCommand, CouldNotBeStartedWithoutMemory) {
+  Install("systemctl", "exit 0\n");
+  std::uint32_t code = 0;
+  int allocations = 0;
+  for (bool started = false; !started; ++allocations) {
+    {
+      const support::FailAllocation failing(allocations);
+      started = kt::NativePlatform().StartCommand(KT_W("systemctl start it"), code);
+    }
+    if (!started) {
+      EXPECT_EQ(kt::NativePlatform().LastError(), static_cast<std::uint32_t>(ENOMEM));
+    }
+  }
+  EXPECT_GT(allocations, 1);
 }
 
 TEST_F(PosixCommand, IsStartedWhateverItsOwnOutcome) {
