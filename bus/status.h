@@ -42,7 +42,6 @@ class StatusError final : public std::exception {
  public:
   explicit StatusError(KtStatus status) noexcept : status_(status) {}
   [[nodiscard]] KtStatus status() const noexcept { return status_; }
-  [[nodiscard]] const char* what() const noexcept override { return "framework status"; }
 
  private:
   KtStatus status_;

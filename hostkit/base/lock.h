@@ -29,9 +29,12 @@ class KT_CAPABILITY("lock") Lock {
   Lock& operator=(const Lock&) = delete;
 
   void Enter() noexcept KT_ACQUIRE() {
-    KtEnterCriticalSection(&section_);
 #ifdef KT_WATCH_LOCKS
+    lock_watch::Taking(this, rank_);
+    KtEnterCriticalSection(&section_);
     lock_watch::Took(this, rank_);
+#else
+    KtEnterCriticalSection(&section_);
 #endif
   }
   void Leave() noexcept KT_RELEASE() {

@@ -47,19 +47,24 @@ Handler SetHandler(Handler handler) noexcept {
   return std::exchange(g_handler, handler);
 }
 
+void Taking(const void* lock, LockRank rank) noexcept {
+  const HeldLocks& held = t_held;
+  if (rank == LockRank::kNone || held.count == std::size(held.locks)) return;
+  const Held* const end = held.locks + held.count;
+  const bool again =
+      std::any_of(held.locks, end, [lock](const Held& each) { return each.lock == lock; });
+  if (again) return;
+  const Held* const wrong = std::find_if(
+      held.locks, end, [rank](const Held& each) { return !MayBeTakenUnder(rank, each.rank); });
+  if (wrong == end) return;
+  const CallStack now = CurrentStack();
+  g_handler({wrong->rank, rank, &wrong->since, &now});
+}
+
 void Took(const void* lock, LockRank rank) noexcept {
   HeldLocks& held = t_held;
   if (rank == LockRank::kNone || held.count == std::size(held.locks)) return;
-  Held* const end = held.locks + held.count;
-  const CallStack now = CurrentStack();
-  const bool again =
-      std::any_of(held.locks, end, [lock](const Held& each) { return each.lock == lock; });
-  if (!again) {
-    const Held* const wrong = std::find_if(
-        held.locks, end, [rank](const Held& each) { return !MayBeTakenUnder(rank, each.rank); });
-    if (wrong != end) g_handler({wrong->rank, rank, &wrong->since, &now});
-  }
-  *end = {lock, rank, now};
+  held.locks[held.count] = {lock, rank, CurrentStack()};
   ++held.count;
 }
 

@@ -1,8 +1,9 @@
 // LockWatch: the order of locks (base/lock_order.h), checked while a debug build runs.
 //
 // clang checks the annotations, which know one class at a time. This here sees every path that is
-// taken: a thread that takes a lock while it holds a later one, or any lock with a rank inside a
-// leaf, is told with two call stacks: where it took the one that it holds, and where it is now.
+// taken: a thread that is about to take a lock while it holds a later one, or any lock with a rank
+// inside a leaf, is told with two call stacks: where it took the one that it holds, and where it is
+// now. It is told before it waits for the lock, so that a deadlock that really happens is named.
 //
 // In a build without KT_WATCH_LOCKS (everything but Debug) locks call nothing of this.
 //
@@ -48,6 +49,9 @@ using Handler = void (*)(const Broken& broken) noexcept;
 
 // Sets another one and returns the former. Not while other threads take locks.
 Handler SetHandler(Handler handler) noexcept;
+
+// This thread is about to take the lock: where that breaks the order, the handler is called.
+void Taking(const void* lock, LockRank rank) noexcept;
 
 // The lock has been taken by this thread, once more or for the first time.
 void Took(const void* lock, LockRank rank) noexcept;
