@@ -1,0 +1,154 @@
+// Deferred deletion: 64 wrappers queued, one flush. What it is made of is measured beside it: the
+// deletion of the 64 objects on the bus, which is part of queuing a wrapper.
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "base/module.h"
+#include "bench/support/operation.h"
+#include "dispatch/activity_scope.h"
+#include "ktbus3/ktbus3_host.h"
+#include "lifetime/custom_object_container.h"
+#include "objmodel/object.h"
+
+namespace kt::bench {
+namespace {
+
+constexpr std::size_t kWrappers = 64;
+
+using Watch = std::chrono::steady_clock;
+double SecondsSince(Watch::time_point start) {
+  return std::chrono::duration<double>(Watch::now() - start).count();
+}
+
+// A provider's own wrapper, which says that it has gone.
+class Wrapper : public CKtObject {
+ public:
+  explicit Wrapper(std::size_t& alive) : alive_(alive) { ++alive_; }
+  ~Wrapper() override { --alive_; }
+
+ private:
+  std::size_t& alive_;
+};
+
+// The toolkit is part of this program, and its bus is this one.
+class Provider {
+ public:
+  Provider() {
+    const KtProviderTable table{};
+    if (KtBusOpenDatabase(&database_) != 0 ||
+        KtBusAttachProvider(database_, "bench", &table, nullptr, &provider_) != 0) {
+      throw std::runtime_error("no bus");
+    }
+    kt::SetHandles(database_, provider_);
+  }
+  ~Provider() {
+    CKtCustomObjectContainer::ReleaseInstance();
+    KtBusCloseDatabase(database_);
+  }
+  Provider(const Provider&) = delete;
+  Provider& operator=(const Provider&) = delete;
+
+  static Provider& Get() {
+    static Provider provider;
+    return provider;
+  }
+
+ private:
+  KtDatabase database_ = nullptr;
+  KtProvider provider_ = nullptr;
+};
+
+class Deferred {
+ public:
+  static constexpr std::size_t kBatch = kWrappers;
+  Deferred() { Provider::Get(); }
+
+  bool Works() {
+    RunTimed();
+    return alive_ == 0 && seen_ == kWrappers;
+  }
+  void Begin() { level_ = KtSetTraceLevel(7); }
+  void End() { KtSetTraceLevel(level_); }
+
+  double RunTimed() {
+    std::array<CKtObject*, kWrappers> wrappers{};
+    auto& container = CKtCustomObjectContainer::Instance();
+    for (CKtObject*& wrapper : wrappers) {
+      auto made = std::make_unique<Wrapper>(alive_);
+      made->Create("qelm_ktvm_disk", 0);
+      wrapper = made.get();
+      container.Add(std::move(made));
+    }
+    const auto start = Watch::now();
+    {
+      const CKtActivityScope scope;
+      for (CKtObject* const wrapper : wrappers) wrapper->LazyDelete();
+      seen_ = alive_;
+    }
+    return SecondsSince(start);
+  }
+
+ private:
+  std::size_t alive_ = 0;
+  std::size_t seen_ = 0;  // wrappers that were there until the flush
+  std::uint32_t level_ = 0;
+};
+
+class BusAlone {
+ public:
+  static constexpr std::size_t kBatch = kWrappers;
+  BusAlone() { Provider::Get(); }
+
+  bool Works() {
+    RunTimed();
+    return failures_ == 0;
+  }
+  double RunTimed() {
+    std::array<KtObjId, kWrappers> ids{};
+    for (KtObjId& id : ids) {
+      ObCreateObject(kt::DatabaseHandle(), kt::ProviderHandle(), "qelm_ktvm_disk", &id);
+    }
+    const auto start = Watch::now();
+    for (const KtObjId& id : ids) {
+      if (ObDeleteObject(kt::DatabaseHandle(), &id) != 0) ++failures_;
+    }
+    return SecondsSince(start);
+  }
+
+ private:
+  std::size_t failures_ = 0;
+};
+
+// New and delete of as many things of the same size.
+class Floor {
+ public:
+  static constexpr std::size_t kBatch = kWrappers;
+
+  bool Works() {
+    RunTimed();
+    return alive_ == 0;
+  }
+  double RunTimed() {
+    const auto start = Watch::now();
+    std::array<std::unique_ptr<Wrapper>, kWrappers> things{};
+    for (auto& thing : things) thing = std::make_unique<Wrapper>(alive_);
+    benchmark::DoNotOptimize(things.data());
+    for (auto& thing : things) thing.reset();
+    return SecondsSince(start);
+  }
+
+ private:
+  std::size_t alive_ = 0;
+};
+
+const bool entered = Add<Deferred>("deferred/64/kt", {}) &&
+                     Add<BusAlone>("deferred/64/bus-alone", {}) &&
+                     Add<Floor>("deferred/64/floor", {});
+
+}  // namespace
+}  // namespace kt::bench

@@ -1,0 +1,174 @@
+// A notice to a provider with many subscriptions, half of them patterns, four of which match.
+//
+//   module   from the table's ChangeNotify to the four call-backs of the toolkit
+//   raised   from the raising on the bus until a provider's ChangeNotify has returned
+#include <benchmark/benchmark.h>
+
+#include <atomic>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+
+#include "bench/module/words.h"
+#include "bench/operations/control.h"
+#include "bench/support/loaded_module.h"
+#include "bench/support/operation.h"
+#include "ktbus3/ktbus3_host.h"
+
+namespace kt::bench {
+namespace {
+
+// The same name each time, or one that nobody has seen before.
+class Names {
+ public:
+  explicit Names(bool warm) : warm_(warm) {}
+  const char* Next() {
+    if (warm_) return kWarmName;
+    name_ = "bench.disk.";
+    name_ += std::to_string(++count_);
+    name_ += ".changed";
+    return name_.c_str();
+  }
+
+ private:
+  bool warm_;
+  std::uint64_t count_ = 0;
+  std::string name_;
+};
+
+LoadedModule& ModuleWith(std::uint32_t subscriptions) {
+  static std::map<std::uint32_t, LoadedModule> modules;
+  const auto [place, fresh] = modules.try_emplace(subscriptions);
+  if (fresh) place->second.Subscribe(subscriptions);
+  return place->second;
+}
+
+class ModuleNotice {
+ public:
+  ModuleNotice(std::uint32_t subscriptions, bool warm)
+      : module_(ModuleWith(subscriptions)), names_(warm) {}
+
+  bool Works() {
+    const std::uint64_t before = module_.Calls();
+    Run();
+    return module_.Calls() == before + kMatches;
+  }
+  void Begin() { level_ = KtSetTraceLevel(7); }
+  void End() { KtSetTraceLevel(level_); }
+  void Run() {
+    const KtEventRecord event{KTBUS_NOTICE_EVENT, names_.Next(), nullptr, module_.database()};
+    benchmark::DoNotOptimize(
+        module_.table().ChangeNotify(0, 0, 0, reinterpret_cast<std::uintptr_t>(&event)));
+  }
+
+ private:
+  LoadedModule& module_;
+  Names names_;
+  std::uint32_t level_ = 0;
+};
+
+// A provider without the toolkit, so that what is measured is the bus: its matching, its queue and
+// its thread. Notices are raised in a row, as a burst of changes does.
+class RaisedNotice {
+ public:
+  static constexpr std::size_t kBatch = 256;
+
+  RaisedNotice(std::uint32_t subscriptions, bool warm) : names_(warm) {
+    KtProviderTable table{};
+    table.ChangeNotify = &OnNotice;
+    Require(KtBusOpenDatabase(&database_));
+    Require(KtBusAttachProvider(database_, "listener", &table, nullptr, &provider_));
+    for (std::uint32_t i = 0; i < subscriptions - kMatches; ++i) {
+      if (i == subscriptions / 2) {
+        for (std::uint32_t n = 0; n < kMatches; ++n) Subscribe(kMatching);
+      }
+      const std::string number = std::to_string(i);
+      Subscribe(i % 2 == 0 ? "bench.exact" + number + ".disk.changed"
+                           : "bench.volume" + number + ".*.changed");
+    }
+  }
+  ~RaisedNotice() {
+    for (const KtCookie cookie : cookies_) EvUnregisterEvent(database_, cookie);
+    KtBusDetachProvider(provider_);
+    KtBusCloseDatabase(database_);
+  }
+  RaisedNotice(const RaisedNotice&) = delete;
+  RaisedNotice& operator=(const RaisedNotice&) = delete;
+
+  bool Works() {
+    const std::uint64_t before = notices.load();
+    Run();
+    return notices.load() == before + kBatch;
+  }
+  void Run() {
+    for (std::size_t i = 0; i < kBatch; ++i) KtBusRaiseEvent(database_, names_.Next(), nullptr);
+    KtBusWaitForDelivery(database_, 60'000);
+  }
+
+ private:
+  static KtStatus OnNotice(std::uint64_t /*a*/, std::uint64_t /*b*/, std::uint64_t /*c*/,
+                           std::uint64_t /*d*/) {
+    notices.fetch_add(1, std::memory_order_relaxed);
+    return 0;
+  }
+  static void Require(KtStatus status) {
+    if (status != 0) throw std::runtime_error("the bus refuses");
+  }
+  void Subscribe(const std::string& name) {
+    cookies_.emplace_back();
+    Require(EvRegisterEvent(database_, provider_, name.c_str(), &cookies_.back()));
+  }
+
+  static std::atomic<std::uint64_t> notices;
+
+  Names names_;
+  KtDatabase database_ = nullptr;
+  KtProvider provider_ = nullptr;
+  std::vector<KtCookie> cookies_;
+};
+std::atomic<std::uint64_t> RaisedNotice::notices{0};
+
+// Exact names in a hash, and four virtual calls. It cannot do patterns: the name is in it.
+class Floor {
+ public:
+  explicit Floor(std::uint32_t subscriptions) {
+    for (std::uint32_t i = 0; i < subscriptions - kMatches; ++i) {
+      subscribers_["bench.exact" + std::to_string(i) + ".disk.changed"].push_back(
+          MakePlainHandler(i));
+    }
+    for (std::uint32_t i = 0; i < kMatches; ++i) {
+      subscribers_[kWarmName].push_back(MakePlainHandler(i));
+    }
+  }
+  bool Works() { return Notify() == kMatches; }
+  void Run() { benchmark::DoNotOptimize(Notify()); }
+
+ private:
+  std::size_t Notify() {
+    const std::string name(kWarmName);
+    const auto found = subscribers_.find(name);
+    if (found == subscribers_.end()) return 0;
+    for (const auto& subscriber : found->second) {
+      PlainRequest request{nullptr, 0, 0};
+      benchmark::DoNotOptimize(subscriber->Handle(request));
+    }
+    return found->second.size();
+  }
+
+  std::unordered_map<std::string, std::vector<std::unique_ptr<PlainHandler>>> subscribers_;
+};
+
+constexpr How kRaised{Clock::kProcess};
+const bool entered = Add<ModuleNotice>("notice/1000/module-warm", kCounted, 1'000U, true) &&
+                     Add<ModuleNotice>("notice/1000/module-unseen", kCounted, 1'000U, false) &&
+                     Add<ModuleNotice>("notice/10000/module-warm", {}, 10'000U, true) &&
+                     Add<ModuleNotice>("notice/10000/module-unseen", {}, 10'000U, false) &&
+                     Add<RaisedNotice>("notice/1000/raised-warm", kRaised, 1'000U, true) &&
+                     Add<RaisedNotice>("notice/1000/raised-unseen", kRaised, 1'000U, false) &&
+                     Add<RaisedNotice>("notice/10000/raised-warm", kRaised, 10'000U, true) &&
+                     Add<RaisedNotice>("notice/10000/raised-unseen", kRaised, 10'000U, false) &&
+                     Add<Floor>("notice/1000/floor", {}, 1'000U);
+
+}  // namespace
+}  // namespace kt::bench

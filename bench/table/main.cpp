@@ -1,0 +1,59 @@
+// bench_table: results of the benchmark programs in, the table out.
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "bench/table/judgement.h"
+#include "bench/table/reports.h"
+
+namespace {
+
+nlohmann::json ReadJson(const std::string& file) {
+  std::ifstream stream(file);
+  if (!stream) throw std::runtime_error(file + ": cannot be read");
+  try {
+    return nlohmann::json::parse(stream);
+  } catch (const nlohmann::json::exception& error) {
+    throw std::runtime_error(file + ": " + error.what());
+  }
+}
+
+void WriteFile(const std::string& file, const std::string& text) {
+  std::ofstream stream(file, std::ios::binary);
+  stream << text;
+  stream.close();
+  if (!stream) throw std::runtime_error(file + ": cannot be written");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{"Turns results of the benchmark programs into the table of bench/run."};
+  std::vector<std::string> results;
+  std::string rows = "bench/rows.json";
+  std::string text;
+  std::string json;
+  std::string picture;
+  app.add_option("RESULT", results, "results as Google Benchmark writes them (JSON)")->required();
+  app.add_option("--rows", rows, "the rows and what they wish for")->capture_default_str();
+  app.add_option("--text", text, "writes the table for people there; it is printed in any case");
+  app.add_option("--json", json, "writes the table for programs there");
+  app.add_option("--svg", picture, "writes the picture there");
+  CLI11_PARSE(app, argc, argv);
+  try {
+    kt::bench::Samples samples;
+    for (const std::string& result : results) samples.Add(ReadJson(result));
+    const auto judged = kt::bench::Judge(kt::bench::ReadRows(ReadJson(rows)), samples);
+    const std::string table = kt::bench::TextReport(judged, samples.faults());
+    std::cout << table << std::flush;
+    if (!text.empty()) WriteFile(text, table);
+    if (!json.empty()) WriteFile(json, kt::bench::JsonReport(judged, samples.faults()));
+    if (!picture.empty()) WriteFile(picture, kt::bench::Picture(judged));
+    return samples.faults().empty() ? 0 : 1;
+  } catch (const std::exception& error) {
+    std::cerr << "bench_table: " << error.what() << "\n";
+    return 1;
+  }
+}
