@@ -10,6 +10,7 @@
 #include "base/retired.h"
 #include "base/status.h"
 #include "bench/module/words.h"
+#include "bench/operations/subscription_names.h"
 #include "dispatch/control_filter.h"
 #include "dispatch/control_manager.h"
 #include "dispatch/control_map.h"
@@ -96,14 +97,8 @@ class CWorld : public CKtControlMap {
   }
 
   void Subscribe(std::uint32_t count) {
-    for (std::uint32_t i = 0; i < count - kMatches; ++i) {
-      if (i == count / 2) {
-        for (std::uint32_t n = 0; n < kMatches; ++n) events_.Register(kMatching, &CWorld::OnEvent);
-      }
-      const std::string number = std::to_string(i);
-      events_.Register(i % 2 == 0 ? "bench.exact" + number + ".disk.changed"
-                                  : "bench.volume" + number + ".*.changed",
-                       &CWorld::OnEvent);
+    for (const std::string& name : SubscriptionNames(count)) {
+      events_.Register(name, &CWorld::OnEvent);
     }
   }
 

@@ -19,6 +19,7 @@ namespace kt::bench {
 namespace {
 
 constexpr std::size_t kWrappers = 64;
+constexpr const char* kType = "qelm_ktvm_disk";
 
 using Watch = std::chrono::steady_clock;
 double SecondsSince(Watch::time_point start) {
@@ -58,6 +59,15 @@ class Provider {
     return provider;
   }
 
+  // Those that are on the bus.
+  [[nodiscard]] std::uint32_t Objects() const {
+    KtObjId* list = nullptr;
+    std::uint32_t count = ~0U;
+    if (DbGetObjects(database_, kType, &list, &count) != 0) return ~0U;
+    _KtFree(list);
+    return count;
+  }
+
  private:
   KtDatabase database_ = nullptr;
   KtProvider provider_ = nullptr;
@@ -70,7 +80,7 @@ class Deferred {
 
   bool Works() {
     RunTimed();
-    return alive_ == 0 && seen_ == kWrappers;
+    return alive_ == 0 && seen_ == kWrappers && Provider::Get().Objects() == 0;
   }
   void Begin() { level_ = KtSetTraceLevel(7); }
   void End() { KtSetTraceLevel(level_); }
@@ -80,7 +90,8 @@ class Deferred {
     auto& container = CKtCustomObjectContainer::Instance();
     for (CKtObject*& wrapper : wrappers) {
       auto made = std::make_unique<Wrapper>(alive_);
-      made->Create("qelm_ktvm_disk", 0);
+      made->Create(kType, 0);
+      made->SetName(KT_W("wrapper"));  // without a name the object stays
       wrapper = made.get();
       container.Add(std::move(made));
     }
@@ -106,12 +117,12 @@ class BusAlone {
 
   bool Works() {
     RunTimed();
-    return failures_ == 0;
+    return failures_ == 0 && Provider::Get().Objects() == 0;
   }
   double RunTimed() {
     std::array<KtObjId, kWrappers> ids{};
     for (KtObjId& id : ids) {
-      ObCreateObject(kt::DatabaseHandle(), kt::ProviderHandle(), "qelm_ktvm_disk", &id);
+      ObCreateObject(kt::DatabaseHandle(), kt::ProviderHandle(), kType, &id);
     }
     const auto start = Watch::now();
     for (const KtObjId& id : ids) {

@@ -12,6 +12,7 @@
 
 #include "bench/module/words.h"
 #include "bench/operations/control.h"
+#include "bench/operations/subscription_names.h"
 #include "bench/support/loaded_module.h"
 #include "bench/support/operation.h"
 #include "ktbus3/ktbus3_host.h"
@@ -79,14 +80,7 @@ class RaisedNotice {
     table.ChangeNotify = &OnNotice;
     Require(KtBusOpenDatabase(&database_));
     Require(KtBusAttachProvider(database_, "listener", &table, nullptr, &provider_));
-    for (std::uint32_t i = 0; i < subscriptions - kMatches; ++i) {
-      if (i == subscriptions / 2) {
-        for (std::uint32_t n = 0; n < kMatches; ++n) Subscribe(kMatching);
-      }
-      const std::string number = std::to_string(i);
-      Subscribe(i % 2 == 0 ? "bench.exact" + number + ".disk.changed"
-                           : "bench.volume" + number + ".*.changed");
-    }
+    for (const std::string& name : SubscriptionNames(subscriptions)) Subscribe(name);
   }
   ~RaisedNotice() {
     for (const KtCookie cookie : cookies_) EvUnregisterEvent(database_, cookie);
@@ -133,12 +127,8 @@ std::atomic<std::uint64_t> RaisedNotice::notices{0};
 class Floor {
  public:
   explicit Floor(std::uint32_t subscriptions) {
-    for (std::uint32_t i = 0; i < subscriptions - kMatches; ++i) {
-      subscribers_["bench.exact" + std::to_string(i) + ".disk.changed"].push_back(
-          MakePlainHandler(i));
-    }
-    for (std::uint32_t i = 0; i < kMatches; ++i) {
-      subscribers_[kWarmName].push_back(MakePlainHandler(i));
+    for (const std::string& name : ExactNames(subscriptions)) {
+      subscribers_[name].push_back(MakePlainHandler(1));
     }
   }
   bool Works() { return Notify() == kMatches; }

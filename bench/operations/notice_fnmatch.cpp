@@ -7,6 +7,7 @@
 
 #include "bench/module/words.h"
 #include "bench/operations/control.h"
+#include "bench/operations/subscription_names.h"
 #include "bench/support/operation.h"
 
 namespace kt::bench {
@@ -15,13 +16,8 @@ namespace {
 class Walk {
  public:
   explicit Walk(std::uint32_t subscriptions) {
-    for (std::uint32_t i = 0; i < subscriptions - kMatches; ++i) {
-      if (i == subscriptions / 2) {
-        for (std::uint32_t n = 0; n < kMatches; ++n) Subscribe(kMatching);
-      }
-      const std::string number = std::to_string(i);
-      Subscribe(i % 2 == 0 ? "bench.exact" + number + ".disk.changed"
-                           : "bench.volume" + number + ".*.changed");
+    for (std::string& name : SubscriptionNames(subscriptions)) {
+      subscribers_.push_back({std::move(name), MakePlainHandler(1)});
     }
   }
   bool Works() { return Notify() == kMatches; }
@@ -33,9 +29,6 @@ class Walk {
     std::unique_ptr<PlainHandler> handler;
   };
 
-  void Subscribe(std::string pattern) {
-    subscribers_.push_back({std::move(pattern), MakePlainHandler(1)});
-  }
   std::size_t Notify() {
     std::size_t calls = 0;
     for (const Subscriber& subscriber : subscribers_) {

@@ -12,7 +12,7 @@
 namespace kt::bench {
 namespace {
 
-class Toolkit : public PropertyNames {
+class Toolkit : public PropertyReadWork<Toolkit> {
  public:
   Toolkit() {
     set_.Create();
@@ -22,31 +22,25 @@ class Toolkit : public PropertyNames {
   Toolkit(const Toolkit&) = delete;
   Toolkit& operator=(const Toolkit&) = delete;
 
-  bool Works() { return Read(0) == 0 && Read(1'023) == 1'023; }
-  void Run() { benchmark::DoNotOptimize(Read(Next())); }
-
- private:
   std::uint32_t Read(std::size_t index) {
     std::uint32_t value = 0;
     return set_.GetProp(Name(index).c_str(), value, false);
   }
 
+ private:
   CKtPropertySet set_;
 };
 
-class OrderedMap : public PropertyNames {
+class OrderedMap : public PropertyReadWork<OrderedMap> {
  public:
   OrderedMap() {
     for (std::uint32_t i = 0; i < kProperties; ++i) set_[Name(i)] = i;
   }
-  bool Works() { return Read(0) == 0 && Read(1'023) == 1'023; }
-  void Run() { benchmark::DoNotOptimize(Read(Next())); }
-
- private:
   std::uint32_t Read(std::size_t index) {
     return std::get<std::uint32_t>(set_.find(Name(index))->second);
   }
 
+ private:
   std::map<std::string, std::variant<std::uint32_t, std::uint64_t, std::string>> set_;
 };
 

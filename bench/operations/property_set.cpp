@@ -12,24 +12,8 @@
 namespace kt::bench {
 namespace {
 
-class Toolkit {
+class Toolkit : public PropertySetWork<Toolkit> {
  public:
-  bool Works() {
-    std::vector<std::string> keys;
-    std::string text;
-    const std::uint64_t sum = Do(keys, text);
-    return sum == values_.Sum() && keys.size() == 8 && keys[0] == "number" &&
-           text.find("path = /dev/disk/by-id/0") != std::string::npos;
-  }
-  void Run() {
-    std::vector<std::string> keys;
-    std::string text;
-    benchmark::DoNotOptimize(Do(keys, text));
-    benchmark::DoNotOptimize(keys.data());
-    benchmark::DoNotOptimize(text.data());
-  }
-
- private:
   std::uint64_t Do(std::vector<std::string>& keys, std::string& text) {
     CKtPropertySet set;
     set.Create();
@@ -55,27 +39,10 @@ class Toolkit {
     set.Destroy();
     return read.Sum();
   }
-
-  EightValues values_;
 };
 
-class Floor {
+class Floor : public PropertySetWork<Floor> {
  public:
-  bool Works() {
-    std::vector<std::string> keys;
-    std::string text;
-    return Do(keys, text) == values_.Sum() && keys.size() == 8 &&
-           text.find("path = /dev/disk/by-id/0") != std::string::npos;
-  }
-  void Run() {
-    std::vector<std::string> keys;
-    std::string text;
-    benchmark::DoNotOptimize(Do(keys, text));
-    benchmark::DoNotOptimize(keys.data());
-    benchmark::DoNotOptimize(text.data());
-  }
-
- private:
   using Value =
       std::variant<std::uint32_t, std::int32_t, std::uint64_t, std::int64_t, bool, std::string>;
   using Set = std::map<std::string, Value>;
@@ -119,8 +86,6 @@ class Floor {
     text += '}';
     return read.Sum();
   }
-
-  EightValues values_;
 };
 
 const bool entered =

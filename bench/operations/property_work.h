@@ -1,8 +1,11 @@
 // The eight properties of the row "a property set", and what every contestant does with them.
 #pragma once
 
+#include <benchmark/benchmark.h>
+
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace kt::bench {
 
@@ -22,6 +25,29 @@ struct EightValues {
            static_cast<std::uint64_t>(offset) + (removable ? 1U : 0U) + path.size() + model.size() +
            serial.size();
   }
+};
+
+// What is common to the contestants: each has Do(keys, text), which does the whole work once, fills
+// the two, and returns the sum of what it read.
+template <typename Contestant>
+class PropertySetWork {
+ public:
+  bool Works() {
+    std::vector<std::string> keys;
+    std::string text;
+    return static_cast<Contestant*>(this)->Do(keys, text) == values_.Sum() && keys.size() == 8 &&
+           text.find(values_.path) != std::string::npos;
+  }
+  void Run() {
+    std::vector<std::string> keys;
+    std::string text;
+    benchmark::DoNotOptimize(static_cast<Contestant*>(this)->Do(keys, text));
+    benchmark::DoNotOptimize(keys.data());
+    benchmark::DoNotOptimize(text.data());
+  }
+
+ protected:
+  EightValues values_;
 };
 
 }  // namespace kt::bench

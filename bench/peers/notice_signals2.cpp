@@ -7,6 +7,7 @@
 
 #include "bench/module/words.h"
 #include "bench/operations/control.h"
+#include "bench/operations/subscription_names.h"
 #include "bench/support/operation.h"
 
 namespace kt::bench {
@@ -15,10 +16,7 @@ namespace {
 class Signals {
  public:
   explicit Signals(std::uint32_t subscriptions) {
-    for (std::uint32_t i = 0; i < subscriptions - kMatches; ++i) {
-      Connect("bench.exact" + std::to_string(i) + ".disk.changed");
-    }
-    for (std::uint32_t i = 0; i < kMatches; ++i) Connect(kWarmName);
+    for (const std::string& name : ExactNames(subscriptions)) Connect(name);
   }
   bool Works() {
     const std::size_t before = calls_;

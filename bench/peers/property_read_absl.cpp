@@ -10,19 +10,16 @@
 namespace kt::bench {
 namespace {
 
-class FlatMap : public PropertyNames {
+class FlatMap : public PropertyReadWork<FlatMap> {
  public:
   FlatMap() {
     for (std::uint32_t i = 0; i < kProperties; ++i) set_[Name(i)] = i;
   }
-  bool Works() { return Read(0) == 0 && Read(1'023) == 1'023; }
-  void Run() { benchmark::DoNotOptimize(Read(Next())); }
-
- private:
   std::uint32_t Read(std::size_t index) {
     return std::get<std::uint32_t>(set_.find(Name(index))->second);
   }
 
+ private:
   absl::flat_hash_map<std::string, std::variant<std::uint32_t, std::uint64_t, std::string>> set_;
 };
 

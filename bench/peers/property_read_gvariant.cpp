@@ -8,7 +8,7 @@
 namespace kt::bench {
 namespace {
 
-class DictionaryRead : public PropertyNames {
+class DictionaryRead : public PropertyReadWork<DictionaryRead> {
  public:
   DictionaryRead() : dict_(g_variant_dict_new(nullptr)) {
     for (std::uint32_t i = 0; i < kProperties; ++i) {
@@ -19,16 +19,13 @@ class DictionaryRead : public PropertyNames {
   DictionaryRead(const DictionaryRead&) = delete;
   DictionaryRead& operator=(const DictionaryRead&) = delete;
 
-  bool Works() { return Read(0) == 0 && Read(1'023) == 1'023; }
-  void Run() { benchmark::DoNotOptimize(Read(Next())); }
-
- private:
   std::uint32_t Read(std::size_t index) {
     std::uint32_t value = ~0U;
     g_variant_dict_lookup(dict_, Name(index).c_str(), "u", &value);
     return value;
   }
 
+ private:
   GVariantDict* dict_;
 };
 

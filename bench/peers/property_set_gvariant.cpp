@@ -11,21 +11,8 @@
 namespace kt::bench {
 namespace {
 
-class DictionarySet {
+class DictionarySet : public PropertySetWork<DictionarySet> {
  public:
-  bool Works() {
-    std::vector<std::string> keys;
-    std::string text;
-    return Do(keys, text) == values_.Sum() && keys.size() == 8 && !text.empty();
-  }
-  void Run() {
-    std::vector<std::string> keys;
-    std::string text;
-    benchmark::DoNotOptimize(Do(keys, text));
-    benchmark::DoNotOptimize(text.data());
-  }
-
- private:
   std::uint64_t Do(std::vector<std::string>& keys, std::string& text) {
     GVariantDict dict;
     g_variant_dict_init(&dict, nullptr);
@@ -65,8 +52,6 @@ class DictionarySet {
     const char* text = nullptr;
     if (g_variant_dict_lookup(&dict, name, "&s", &text) != 0) out = text;
   }
-
-  EightValues values_;
 };
 
 const bool entered = Add<DictionarySet>("property-set/8/gvariant", {});

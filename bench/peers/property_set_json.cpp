@@ -9,21 +9,8 @@
 namespace kt::bench {
 namespace {
 
-class JsonSet {
+class JsonSet : public PropertySetWork<JsonSet> {
  public:
-  bool Works() {
-    std::vector<std::string> keys;
-    std::string text;
-    return Do(keys, text) == values_.Sum() && keys.size() == 8 && !text.empty();
-  }
-  void Run() {
-    std::vector<std::string> keys;
-    std::string text;
-    benchmark::DoNotOptimize(Do(keys, text));
-    benchmark::DoNotOptimize(text.data());
-  }
-
- private:
   std::uint64_t Do(std::vector<std::string>& keys, std::string& text) {
     nlohmann::json set = nlohmann::json::object();
     set["number"] = values_.number;
@@ -47,8 +34,6 @@ class JsonSet {
     text = set.dump();
     return read.Sum();
   }
-
-  EightValues values_;
 };
 
 const bool entered = Add<JsonSet>("property-set/8/json", {});

@@ -11,21 +11,8 @@
 namespace kt::bench {
 namespace {
 
-class SdBusSet {
+class SdBusSet : public PropertySetWork<SdBusSet> {
  public:
-  bool Works() {
-    std::vector<std::string> keys;
-    std::string text;
-    return Do(keys, text) == values_.Sum() && keys.size() == 8 && !text.empty();
-  }
-  void Run() {
-    std::vector<std::string> keys;
-    std::string text;
-    benchmark::DoNotOptimize(Do(keys, text));
-    benchmark::DoNotOptimize(text.data());
-  }
-
- private:
   std::uint64_t Do(std::vector<std::string>& keys, std::string& text) {
     sd_bus_message* message = nullptr;
     RequireBus(sd_bus_message_new_method_call(bus_.client(), &message, nullptr, "/bench",
@@ -132,7 +119,6 @@ class SdBusSet {
   }
 
   SdBusPair bus_;
-  EightValues values_;
 };
 
 const bool entered = Add<SdBusSet>("property-set/8/sd-bus", {});

@@ -57,7 +57,8 @@ JudgedRow JudgeRow(const Row& row, const Samples& samples) {
   for (const Contestant& contestant : row.contestants) {
     const auto measured = samples.Find(contestant.benchmark);
     const Value ratio = Ratio(measured ? Value(measured->median) : std::nullopt, floor);
-    judged.contestants.push_back({contestant.label, contestant.benchmark, measured, ratio});
+    judged.contestants.push_back(
+        {contestant.label, contestant.benchmark, contestant.ours, measured, ratio});
   }
   for (const Wish& wish : row.wishes) judged.wishes.push_back(JudgeWish(wish, samples));
   return judged;

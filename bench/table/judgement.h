@@ -14,6 +14,7 @@ namespace kt::bench {
 struct JudgedContestant {
   std::string label;
   std::string benchmark;
+  bool ours = false;
   std::optional<Measured> measured;  // nothing: it was not in this run
   std::optional<double> ratio;       // of its median to the floor's
 };

@@ -65,12 +65,11 @@ std::string Picture(const std::vector<JudgedRow>& rows) {
     y += kLine;
     for (const JudgedContestant& contestant : row.contestants) {
       if (!contestant.ratio || !contestant.measured) continue;
-      const bool ours = &contestant == &row.contestants.front();
       const double end = Place(*contestant.ratio);
-      body += Text(24, y, ours ? "ours" : "label", contestant.label);
+      body += Text(24, y, contestant.ours ? "ours" : "label", contestant.label);
       body += "<rect x=\"" + Number(kLabelWidth) + "\" y=\"" + Number(y - 11) + "\" width=\"" +
               Number(std::max(1.0, end - kLabelWidth)) + "\" height=\"13\" fill=\"" +
-              (ours ? "#1f6feb" : "#9aa4af") + "\"/>\n";
+              (contestant.ours ? "#1f6feb" : "#9aa4af") + "\"/>\n";
       body += Text(
           end + 6, y, "label",
           RatioText(*contestant.ratio) + "  " + NumberText(contestant.measured->median, row.unit));

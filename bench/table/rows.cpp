@@ -38,8 +38,9 @@ Row ReadRow(const json& row) {
   read.title = row.at("title").get<std::string>();
   read.unit = row.value("unit", "ns");
   for (const json& contestant : row.at("contestants")) {
-    read.contestants.push_back(
-        {contestant.at(0).get<std::string>(), contestant.at(1).get<std::string>()});
+    // A third word says that it is one of ours.
+    read.contestants.push_back({contestant.at(0).get<std::string>(),
+                                contestant.at(1).get<std::string>(), contestant.size() > 2});
   }
   if (read.contestants.empty()) throw std::runtime_error("row \"" + read.id + "\" is empty");
   read.floor = row.value("floor", "");

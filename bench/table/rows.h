@@ -11,6 +11,7 @@ namespace kt::bench {
 struct Contestant {
   std::string label;
   std::string benchmark;
+  bool ours = false;
 };
 
 // A wish about numbers of one run:

@@ -19,7 +19,8 @@ using testing::Optional;
 using testing::SizeIs;
 
 Row RowWith(Wish wish) {
-  return {"row", "A row", "ns", {{"ours", "kt"}, {"floor", "floor"}}, "floor", {std::move(wish)}};
+  return {"row",   "A row",          "ns", {{"ours", "kt", true}, {"floor", "floor", false}},
+          "floor", {std::move(wish)}};
 }
 
 Wish AtMost(double factor, const char* than) {

@@ -22,9 +22,9 @@ JudgedRow OneRow() {
   return {"control",
           "A control <of one>",
           "ns",
-          {{"ours", "control/kt", Measured{120, 0.02, 9}, 3.0},
-           {"floor", "control/floor", Measured{40, 0.01, 9}, 1.0},
-           {"peer", "control/peer", std::nullopt, std::nullopt}},
+          {{"ours", "control/kt", true, Measured{120, 0.02, 9}, 3.0},
+           {"floor", "control/floor", false, Measured{40, 0.01, 9}, 1.0},
+           {"peer", "control/peer", false, std::nullopt, std::nullopt}},
           {{"at most 5x the floor", Verdict::kHolds, 3, true},
            {"at least 8x faster than peer", Verdict::kNotMeasured, 0, true}}};
 }
@@ -99,6 +99,13 @@ TEST(Picture, HasABarForEachContestantWithARatio) {
   }
   EXPECT_EQ(bars, 2U);
   EXPECT_THAT(picture, HasSubstr("3.00x  120 ns"));
+}
+
+TEST(Picture, ShowsWhatIsOursInAnotherColour) {
+  const std::string picture = Picture({OneRow()});
+  const std::size_t ours = picture.find("#1f6feb", picture.find("</style>"));
+  ASSERT_NE(ours, std::string::npos);
+  EXPECT_EQ(picture.find("#1f6feb", ours + 1), std::string::npos);
 }
 
 TEST(Picture, WritesSignsOfItsOwnLanguageAsText) {
