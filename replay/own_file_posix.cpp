@@ -30,7 +30,8 @@ OwnFile MakeOwnFile(const std::filesystem::path& path) {
     if (lstat(path.c_str(), &facts) != 0) Refuse(errno);
     if (!S_ISREG(facts.st_mode)) {
       throw std::runtime_error(
-          "it is there and no ordinary file; a recording is written to a file of its own");
+          "it cannot be opened for writing: it is there and no ordinary file; name a file of its "
+          "own");
     }
     if (unlink(path.c_str()) != 0) Refuse(errno);
     descriptor = ktsvc::FileDescriptor(Make(path));

@@ -12,7 +12,8 @@ OwnFile MakeOwnFile(const std::filesystem::path& path) {
   if (kind != std::filesystem::file_type::not_found &&
       kind != std::filesystem::file_type::regular) {
     throw std::runtime_error(
-        "it is there and no ordinary file; a recording is written to a file of its own");
+        "it cannot be opened for writing: it is there and no ordinary file; name a file of its "
+        "own");
   }
   if (kind == std::filesystem::file_type::regular && !std::filesystem::remove(path, error)) {
     throw std::runtime_error("it cannot be opened for writing: " + error.message());

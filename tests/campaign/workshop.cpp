@@ -212,10 +212,9 @@ void UseMessages(CKtControlRequest& request) {
 }
 
 void UseWorkers() {
-  CIdler first;
-  CIdler second;
-  first.Start();
-  second.Start();
+  CIdler started;
+  const CIdler never_started;
+  started.Start();
   CKtThreadContainer::Instance().StopAll();
 }
 
