@@ -179,6 +179,7 @@ KtStatus KtBusVisitLedger(KtBusLedgerVisitor visitor, void* context) {
         row.outstanding = counts.Outstanding();
         row.total = counts.total.load();
         row.wrongFrees = counts.wrong_frees.load();
+        row.overruns = counts.overruns.load();
         if (row.total == 0 && row.wrongFrees == 0) continue;
         if (visitor(&row, context) == 0) return kOk;
       }
@@ -200,6 +201,7 @@ KtStatus KtBusLedgerSum(const char* provider, KtBusLedgerTotal* out) {
         total.outstanding += counts.Outstanding();
         total.total += counts.total.load();
         total.wrongFrees += counts.wrong_frees.load();
+        total.overruns += counts.overruns.load();
       }
     }
     *out = total;

@@ -40,6 +40,7 @@ class Account {
     std::atomic<std::uint64_t> total{0};
     std::atomic<std::uint64_t> returned{0};
     std::atomic<std::uint64_t> wrong_frees{0};
+    std::atomic<std::uint64_t> overruns{0};
     [[nodiscard]] std::uint64_t Outstanding() const noexcept;
   };
 
@@ -52,6 +53,7 @@ class Account {
   void HandOut(Kind kind) noexcept { rows_[Index(kind)].total.fetch_add(1); }
   void Return(Kind kind) noexcept { rows_[Index(kind)].returned.fetch_add(1); }
   void WrongFree(Kind kind) noexcept { rows_[Index(kind)].wrong_frees.fetch_add(1); }
+  void CountOverrun(Kind kind) noexcept { rows_[Index(kind)].overruns.fetch_add(1); }
   void CountException() noexcept { exceptions_.fetch_add(1); }
 
  private:

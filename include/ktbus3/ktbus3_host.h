@@ -242,6 +242,7 @@ typedef struct KtBusLedgerRow {
   uint64_t outstanding;
   uint64_t total; /* handed out since the process began */
   uint64_t wrongFrees;
+  uint64_t overruns; /* released with bytes behind it overwritten */
 } KtBusLedgerRow;
 
 typedef struct KtBusLedgerTotal {
@@ -251,6 +252,7 @@ typedef struct KtBusLedgerTotal {
   uint64_t total;
   uint64_t wrongFrees;
   uint64_t exceptions; /* caught from providers */
+  uint64_t overruns;
 } KtBusLedgerTotal;
 
 typedef cuvo_bool (*KtBusLedgerVisitor)(const KtBusLedgerRow* row, void* context);
