@@ -1,82 +1,93 @@
 // ktcheck: tries a provider module.
 
+#include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "host_system.h"
-#include "module_error.h"
-#include "module_locator.h"
-#include "replay/replayer.h"
+#include "ktcheck/checks.h"
+#include "ktcheck/command_line.h"
+#include "ktcheck/crash_report.h"
+#include "ktcheck/precautions.h"
+#include "ktcheck/replay_verb.h"
+#include "ktcheck/report.h"
+#include "ktcheck/runner.h"
+#include "ktcheck/scratch_folder.h"
+#include "ktcheck/verdict.h"
+#include "output.h"
 
 namespace {
 
-constexpr int kSame = 0;
-constexpr int kDifferent = 1;
-constexpr int kUsage = 2;
+using ktcheck::Options;
 
-constexpr std::string_view kHelp =
-    "ktcheck tries a provider module.\n"
-    "\n"
-    "Usage: ktcheck --replay FILE MODULE\n"
-    "\n"
-    "  --replay FILE   Run MODULE against a recording of \"ktsvc run --record FILE\" and print "
-    "the\n"
-    "                  first difference: what was expected, what came, and where\n"
-    "  -h, --help      Show this and end\n"
-    "\n"
-    "MODULE is a name that is looked for in the module folder, or a path (it holds a separator or\n"
-    "ends in .so or .dll). Its file has the name of the recorded provider.\n"
-    "\n"
-    "The module does what it did then: what it starts or changes on the machine beside the\n"
-    "framework, it starts and changes again.\n"
-    "\n"
-    "Examples:\n"
-    "  ktsvc run --once --record life.ktrec hostkit\n"
-    "  ktcheck --replay life.ktrec hostkit\n"
-    "\n"
-    "Exit status: 0 no difference, 1 a difference, 2 nothing could be tried.\n";
+// The signal that asked this process to end, 0 for none.
+volatile std::sig_atomic_t g_signal = 0;
 
-int Refuse(const std::string& why) {
-  static_cast<void>(std::fprintf(stderr, "ktcheck: %s\n", why.c_str()));
-  return kUsage;
+void OnSignal(int signal) {
+  g_signal = signal;
 }
 
-int Replay(const std::string& recording, const std::string& module) {
-  try {
-    const ktreplay::ReplayResult result =
-        ktreplay::Replay(ktsvc::PathFromText(recording),
-                         ktsvc::LocateModule(module, ktsvc::DefaultModuleFolder()), {});
-    static_cast<void>(std::fputs(ktreplay::ReplayText(result).c_str(), stdout));
-    static_cast<void>(std::fflush(stdout));
-    const int status = result.difference ? kDifferent : kSame;
-    if (result.stuck) {
-      std::_Exit(status);  // code of the module may still be running
-    }
-    return status;
-  } catch (const ktsvc::ModuleError& error) {
-    return Refuse(module + ": " + error.what() + "\n  " + error.advice());
-  } catch (const ktreplay::ReplayError& error) {
-    return Refuse(recording + ": " + error.what());
-  } catch (const std::exception& error) {
-    return Refuse(error.what());
+// One check, in the process that was started for it.
+int RunOne(const Options& options) {
+  const ktcheck::Check* const check = ktcheck::CheckNamed(options.one);
+  if (check == nullptr) return ktcheck::kExitWrongWords;
+  ktcheck::ReportCrashesTo(options.report);
+  ktcheck::Report report(options.report);
+  {
+    ktcheck::Bench bench(options.check, report);
+    check->run(bench);
   }
+  report.Done();
+  return ktcheck::kExitPassed;
+}
+
+int RunAll(const Options& options) {
+  std::vector<ktcheck::CheckResult> results;
+  {
+    const ktcheck::ScratchFolder scratch;
+    ktcheck::TakePrecautions(scratch.path(), options.registry);
+    static_cast<void>(std::signal(SIGINT, &OnSignal));
+    static_cast<void>(std::signal(SIGTERM, &OnSignal));
+    const auto progress = [&](const std::string& what) {
+      if (!options.quiet) static_cast<void>(std::fprintf(stderr, "%s\n", what.c_str()));
+    };
+    results =
+        ktcheck::Runner(options, scratch.path(), progress, [] { return g_signal != 0; }).Run();
+  }
+  if (g_signal != 0) {
+    // Everything is put away; now it ends as it would have ended at once.
+    const int signal = g_signal;
+    static_cast<void>(std::signal(signal, SIG_DFL));
+    static_cast<void>(std::raise(signal));
+  }
+  ktsvc::Output output;
+  output.Write(options.json ? ktcheck::VerdictJson(options, results)
+                            : ktcheck::VerdictText(options, results));
+  if (output.error() != 0) {
+    static_cast<void>(std::fputs("ktcheck: the verdict cannot be written\n", stderr));
+    return ktcheck::kExitFindings;
+  }
+  return ktcheck::Passed(results) ? ktcheck::kExitPassed : ktcheck::kExitFindings;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  ktsvc::PrepareOutput();
-  const std::vector<std::string> words = ktsvc::CommandLineWords(argc, argv);
-  if (words.size() == 1 && (words[0] == "--help" || words[0] == "-h")) {
-    static_cast<void>(std::fputs(kHelp.data(), stdout));
-    return kSame;
+  try {
+    ktsvc::PrepareOutput();
+    ktsvc::LimitLibrarySearch();
+    const auto read = ktcheck::ReadCommandLine(ktsvc::CommandLineWords(argc, argv));
+    if (const auto* const last = std::get_if<ktcheck::LastWords>(&read)) {
+      static_cast<void>(std::fputs(last->text.c_str(), last->status == 0 ? stdout : stderr));
+      return last->status;
+    }
+    const auto& options = std::get<Options>(read);
+    if (!options.one.empty()) return RunOne(options);
+    if (!options.replay.empty()) return ktcheck::RunReplay(options);
+    return RunAll(options);
+  } catch (const std::exception& error) {
+    static_cast<void>(std::fprintf(stderr, "ktcheck: %s\n", error.what()));
+    return ktcheck::kExitWrongWords;
   }
-  if (words.size() != 3 || words[0] != "--replay") {
-    return Refuse("these words make no sense\nTry: ktcheck --help");
-  }
-  return Replay(words[1], words[2]);
 }

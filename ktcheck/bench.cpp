@@ -1,0 +1,43 @@
+#include "ktcheck/bench.h"
+
+#include <cstdlib>
+#include <utility>
+
+namespace ktcheck {
+
+Bench::Bench(const CheckOptions& options, Report& report)
+    : options_(options),
+      report_(report),
+      clock_(options.patience / 3, options.patience, Sink(), [this] { EndHere(); }) {}
+
+void Bench::Trying(const std::string& what, std::uint64_t step) {
+  {
+    const std::lock_guard lock(mutex_);
+    trying_ = what;
+  }
+  report_.Trying(step, what);
+}
+
+void Bench::Found(Finding finding) {
+  if (finding.when.empty()) {
+    const std::lock_guard lock(mutex_);
+    finding.when = trying_;
+  }
+  report_.Found(std::move(finding));
+}
+
+FindingSink Bench::Sink() {
+  return [this](Finding finding) { Found(std::move(finding)); };
+}
+
+void Bench::EndHere() {
+  if (report_.step() == 0) {
+    report_.Done();
+  } else {
+    report_.Resume(report_.step() + 1);
+  }
+  // Code of the module still runs: nothing may be taken down under it.
+  std::_Exit(0);
+}
+
+}  // namespace ktcheck

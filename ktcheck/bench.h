@@ -1,0 +1,58 @@
+// Bench: what a check works with: the module, the options, the clock, and the report.
+//
+// Threads: a check runs on one thread; findings come from any.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "ktcheck/call_clock.h"
+#include "ktcheck/life.h"
+#include "ktcheck/report.h"
+#include "ktcheck/walk_options.h"
+
+namespace ktcheck {
+
+struct CheckOptions {
+  Subject subject;
+  std::uint64_t lives = 100;
+  std::uint64_t rounds = 100;         // of random failures
+  std::chrono::seconds patience{30};  // for one call
+  WalkOptions walk;                   // with the seed of everything
+  std::uint64_t from = 0;             // the step to begin with
+};
+
+class Bench {
+ public:
+  Bench(const CheckOptions& options, Report& report);
+  Bench(const Bench&) = delete;
+  Bench& operator=(const Bench&) = delete;
+  ~Bench() = default;
+
+  [[nodiscard]] const CheckOptions& options() const noexcept { return options_; }
+  [[nodiscard]] CallClock& clock() noexcept { return clock_; }
+
+  // What is tried from now on ("" for nothing in particular), and its number.
+  void Trying(const std::string& what, std::uint64_t step = 0);
+  // A finding, under the circumstances that are tried.
+  void Found(Finding finding);
+  void Count(const std::string& figure, std::uint64_t number) { report_.Count(figure, number); }
+
+  // Findings with that bench behind them.
+  FindingSink Sink();
+
+  // The module cannot be used any more in this process: it ends, and the check goes on with the
+  // next step in another one. A check without steps is over.
+  [[noreturn]] void EndHere();
+
+ private:
+  const CheckOptions& options_;
+  Report& report_;
+  std::mutex mutex_;
+  std::string trying_;
+  CallClock clock_;
+};
+
+}  // namespace ktcheck

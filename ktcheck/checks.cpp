@@ -1,0 +1,34 @@
+#include "ktcheck/checks.h"
+
+#include <algorithm>
+#include <array>
+
+namespace ktcheck {
+namespace {
+
+constexpr std::array<Check, 8> kChecks{{
+    {"exports", "DllInit and ProviderEntry are exported, and nothing else", &CheckExports},
+    {"names", "ProviderEntry takes the module's name, refuses others, and fills in its table",
+     &CheckNames},
+    {"life", "one life: load, initialise, work, shut down, unload, all calls watched", &CheckLife},
+    {"walk", "controls, events and questions with generated values, all calls watched", &CheckWalk},
+    {"late", "what still arrives after Shutdown does no harm", &CheckLate},
+    {"lives", "life after life in one process, with the memory level flat", &CheckLives},
+    {"failures", "every framework call of a life fails once with each of three statuses",
+     &CheckFailures},
+    {"random", "every second framework call of a life fails, at random", &CheckRandomFailures},
+}};
+
+}  // namespace
+
+std::span<const Check> Checks() noexcept {
+  return kChecks;
+}
+
+const Check* CheckNamed(std::string_view name) noexcept {
+  const auto* const found = std::find_if(kChecks.begin(), kChecks.end(),
+                                         [&](const Check& check) { return check.name == name; });
+  return found == kChecks.end() ? nullptr : found;
+}
+
+}  // namespace ktcheck

@@ -1,0 +1,156 @@
+#include "ktcheck/life.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "ktcheck/call_stack.h"
+#include "ktcheck/thread_stacks.h"
+#include "module_error.h"
+#include "module_file.h"
+#include "property_value.h"
+#include "status_text.h"
+
+namespace ktcheck {
+namespace {
+
+// How long a thread may take between its last word to the module and its end.
+constexpr std::chrono::seconds kThreadsGo{3};
+
+struct Subscriptions {
+  std::string provider;
+  std::vector<std::string> names;
+};
+
+cuvo_bool AddSubscription(const KtBusSubscriptionInfo* info, void* context) {
+  auto& found = *static_cast<Subscriptions*>(context);
+  if (found.provider == info->provider) found.names.emplace_back(info->name);
+  return 1;
+}
+
+bool StandsInModule(const ThreadStack& thread) {
+  return std::any_of(thread.stack.frames.begin(),
+                     thread.stack.frames.begin() + static_cast<std::ptrdiff_t>(thread.stack.size),
+                     &IsInModule);
+}
+
+}  // namespace
+
+Life::Life(Surroundings surroundings) : around_(std::move(surroundings)) {
+  ktsvc::RequireOk(KtBusOpenDatabase(&database_), "KtBusOpenDatabase");
+}
+
+Life::~Life() {
+  if (module_ != nullptr && !tainted_) End();
+  // A module that stays may still use it.
+  if (!tainted_) KtBusCloseDatabase(database_);
+}
+
+void Life::Tell(const char* kind, const std::string& what) {
+  around_.sink({kind, what, {}, {}, 1});
+}
+
+bool Life::Load() {
+  try {
+    const Timed timed(around_.clock, "loading the module");
+    const ktsvc::ModuleFile file(around_.subject.file);
+    module_ = std::make_unique<ktsvc::ProviderModule>(file, name());
+  } catch (const ktsvc::ModuleError& error) {
+    if (!around_.may_fail) Tell("not-loaded", error.what());
+    return false;
+  }
+  KeepInMind(reinterpret_cast<std::uintptr_t>(module_->address()));
+  return true;
+}
+
+bool Life::Begin() {
+  if (!Load()) return false;
+  ktsvc::RequireOk(KtBusAttachProvider(database_, name().c_str(), &module_->table(),
+                                       module_->address(), &provider_),
+                   "KtBusAttachProvider");
+  const Timed timed(around_.clock, "Initialize");
+  const KtStatus status = KtBusInitializeProvider(provider_);
+  if (!ktsvc::StatusFails(status)) return true;
+  if (!around_.may_fail) Tell("initialize", "Initialize answers " + ktsvc::StatusText(status));
+  return false;
+}
+
+void Life::WaitForDelivery() {
+  // A notice that does not come back is the clock's to tell.
+  while (KtBusWaitForDelivery(database_, 1000) == KTBUS_TIMEOUT) {
+  }
+}
+
+void Life::End(const std::function<void()>& late) {
+  if (module_ == nullptr) return;
+  WaitForDelivery();
+  {
+    const Timed timed(around_.clock, "Shutdown");
+    const KtStatus status = KtBusShutdownProvider(provider_, 0);
+    if (ktsvc::StatusFails(status) && !around_.may_fail) {
+      Tell("shutdown", "Shutdown answers " + ktsvc::StatusText(status));
+    }
+  }
+  if (around_.watch != nullptr) around_.watch->ShutdownIsOver();
+  TellSubscriptions();
+  if (late) late();
+  {
+    const Timed timed(around_.clock, "letting go of the module");
+    KtBusDetachProvider(provider_);
+  }
+  if (ThreadsAreGone()) {
+    Unload();
+  } else {
+    tainted_ = true;
+    module_->Abandon();
+    module_.reset();
+  }
+}
+
+void Life::TellSubscriptions() {
+  if (around_.may_fail) return;  // taking it back may be what was made to fail
+  Subscriptions found{name(), {}};
+  KtBusVisitSubscriptions(database_, &AddSubscription, &found);
+  for (const std::string& kept : found.names) {
+    Tell("subscription-kept", "the subscription to \"" + kept + "\" is still there after Shutdown");
+  }
+}
+
+bool Life::ThreadsAreGone() {
+  const auto until = std::chrono::steady_clock::now() + kThreadsGo;
+  for (;;) {
+    std::vector<ThreadStack> left;
+    for (ThreadStack& thread : OtherThreads()) {
+      if (StandsInModule(thread)) left.push_back(std::move(thread));
+    }
+    if (left.empty()) return true;
+    if (std::chrono::steady_clock::now() >= until) {
+      for (const ThreadStack& thread : left) {
+        around_.sink({"thread-left",
+                      "a thread of the module still runs after Shutdown",
+                      {},
+                      {{"it stands here", AllFrames(thread.stack)}},
+                      1});
+      }
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+void Life::Unload() {
+  const auto address = reinterpret_cast<std::uintptr_t>(module_->address());
+  const auto place = PlaceOf(address);
+  {
+    const Timed timed(around_.clock, "unloading the module");
+    module_.reset();
+  }
+  const auto after = PlaceOf(address);
+  if (place && after && place->file == after->file && place->begin == after->begin) {
+    Tell("stays-loaded", "the module is still in memory after it was unloaded");
+  }
+}
+
+}  // namespace ktcheck

@@ -1,0 +1,21 @@
+// What a module's file exports, read from the file.
+//
+// Threads: a pure function.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace ktcheck {
+
+struct ModuleExports {
+  std::vector<std::string> names;
+  // Whether loading it begins at DllInit; true where the format knows no such thing.
+  bool begins_at_init = true;
+};
+
+// Throws std::runtime_error for a file that cannot be read, or that is none.
+ModuleExports ExportsOf(const std::filesystem::path& file);
+
+}  // namespace ktcheck

@@ -1,0 +1,25 @@
+#include "host_system.h"
+#include "ktcheck/precautions.h"
+#include "ktcheck/process.h"
+
+namespace ktcheck {
+
+bool HasStandIns() noexcept {
+  return true;
+}
+
+void TakePrecautions(const std::filesystem::path& scratch, const std::filesystem::path& registry) {
+  const std::filesystem::path commands = scratch / "commands";
+  std::filesystem::create_directories(commands);
+  for (const char* const name : {"systemctl", "service", "shutdown", "reboot", "poweroff", "halt",
+                                 "init", "telinit", "loginctl", "busctl", "dbus-send"}) {
+    std::filesystem::create_symlink("/bin/true", commands / name);
+  }
+  const std::string path = Variable("PATH");
+  SetVariable("PATH", commands.string() + (path.empty() ? ":/usr/bin:/bin" : ":" + path));
+  const std::filesystem::path empty = scratch / "registry";
+  std::filesystem::create_directories(empty);
+  ktsvc::UseRegistryFolder(registry.empty() ? empty : registry);
+}
+
+}  // namespace ktcheck

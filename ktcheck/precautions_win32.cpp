@@ -1,0 +1,12 @@
+#include "ktcheck/precautions.h"
+
+namespace ktcheck {
+
+bool HasStandIns() noexcept {
+  return false;
+}
+
+void TakePrecautions(const std::filesystem::path& /*scratch*/,
+                     const std::filesystem::path& /*registry*/) {}
+
+}  // namespace ktcheck

@@ -1,0 +1,109 @@
+#include "ktcheck/verdict.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "host_system.h"
+#include "ktcheck/finding_kinds.h"
+#include "text_table.h"
+
+namespace ktcheck {
+namespace {
+
+// A finding and the checks that came upon it.
+struct Gathered {
+  Finding finding;
+  std::string checks;
+};
+
+std::string Figures(const CheckResult& result) {
+  std::string text;
+  for (const auto& [figure, number] : result.figures) {
+    text += (text.empty() ? "" : ", ") + figure + ": " + std::to_string(number);
+  }
+  return text;
+}
+
+std::vector<Gathered> Gather(const std::vector<CheckResult>& results) {
+  std::vector<Gathered> gathered;
+  for (const CheckResult& result : results) {
+    for (const Finding& finding : result.findings) {
+      const auto known = std::find_if(gathered.begin(), gathered.end(), [&](const Gathered& other) {
+        return SameThing(other.finding, finding);
+      });
+      if (known == gathered.end()) {
+        gathered.push_back({finding, result.name});
+      } else {
+        known->finding.times += finding.times;
+        known->checks += ", " + result.name;
+      }
+    }
+  }
+  return gathered;
+}
+
+std::string FindingText(std::size_t number, const Gathered& gathered) {
+  const Finding& finding = gathered.finding;
+  std::string text = "\n" + std::to_string(number) + ". " + finding.kind + ": " + finding.what;
+  text += "\n   found by " + gathered.checks;
+  if (finding.times > 1) text += ", " + std::to_string(finding.times) + " times";
+  if (!finding.when.empty()) text += "; first: " + finding.when;
+  text += "\n";
+  for (const Trail& trail : finding.trails) {
+    if (trail.frames.empty()) continue;
+    text += "   " + trail.title + ":\n";
+    for (const std::string& frame : trail.frames) text += "     " + frame + "\n";
+  }
+  return text + "   What to do: " + std::string(KindNamed(finding.kind).todo) + "\n";
+}
+
+}  // namespace
+
+bool Passed(const std::vector<CheckResult>& results) {
+  return std::all_of(results.begin(), results.end(),
+                     [](const CheckResult& result) { return result.findings.empty(); });
+}
+
+std::string VerdictText(const Options& options, const std::vector<CheckResult>& results) {
+  ktsvc::TextTable table;
+  for (const CheckResult& result : results) {
+    const std::size_t count = result.findings.size();
+    table.Add(
+        {result.name,
+         count == 0 ? "passed" : std::to_string(count) + (count == 1 ? " finding" : " findings"),
+         Figures(result)});
+  }
+  std::string text = options.check.subject.name + ", " +
+                     ktsvc::PathText(options.check.subject.file) + ", seed " +
+                     std::to_string(options.check.walk.seed) + "\n\n" + table.Text("  ");
+  std::size_t number = 0;
+  for (const Gathered& gathered : Gather(results)) text += FindingText(++number, gathered);
+  if (number == 0) return text + "\npassed\n";
+  return text + "\n" + std::to_string(number) + (number == 1 ? " finding" : " findings") +
+         "; docs/ktcheck.md explains each kind and its usual cause\n";
+}
+
+std::string VerdictJson(const Options& options, const std::vector<CheckResult>& results) {
+  nlohmann::json checks = nlohmann::json::array();
+  for (const CheckResult& result : results) {
+    nlohmann::json findings = nlohmann::json::array();
+    for (const Finding& finding : result.findings) {
+      nlohmann::json entry = ToJson(finding);
+      entry["todo"] = KindNamed(finding.kind).todo;
+      findings.push_back(std::move(entry));
+    }
+    checks.push_back({{"name", result.name},
+                      {"passed", result.findings.empty()},
+                      {"figures", result.figures},
+                      {"findings", std::move(findings)}});
+  }
+  const nlohmann::json verdict{{"module", options.check.subject.name},
+                               {"file", ktsvc::PathText(options.check.subject.file)},
+                               {"seed", options.check.walk.seed},
+                               {"passed", Passed(results)},
+                               {"exitStatus", Passed(results) ? kExitPassed : kExitFindings},
+                               {"checks", std::move(checks)}};
+  return verdict.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace ktcheck

@@ -1,0 +1,26 @@
+// Which controls are sent to a module.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+namespace ktcheck {
+
+struct CodeRange {
+  std::uint32_t first = 0;
+  std::uint32_t last = 0;
+};
+
+struct WalkOptions {
+  std::vector<CodeRange> codes{{0, 63}, {11000, 11063}, {12000, 12063}, {20000, 20063}};
+  std::vector<std::uint32_t> left_out{11001};
+  std::uint64_t seed = 1;
+
+  // Whether the code may be sent.
+  [[nodiscard]] bool MaySend(std::uint32_t code) const {
+    return std::find(left_out.begin(), left_out.end(), code) == left_out.end();
+  }
+};
+
+}  // namespace ktcheck
