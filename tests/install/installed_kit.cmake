@@ -26,6 +26,10 @@ endforeach()
 run("ask the installed client its version" ${EMULATOR} ${WORK}/prefix/bin/ktctl${SUFFIX} --version)
 expect("^ktctl [0-9]" "ask the installed client its version")
 
+run("ask the installed checker its version" ${EMULATOR}
+    ${WORK}/prefix/bin/ktcheck${SUFFIX} --version)
+expect("^ktcheck [0-9]" "ask the installed checker its version")
+
 # A copy, so that nothing of the source tree is found by its place.
 file(COPY ${SOURCE}/examples/hello/ DESTINATION ${WORK}/mine)
 set(toolchain)

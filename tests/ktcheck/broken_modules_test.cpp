@@ -1,0 +1,149 @@
+// Modules that are broken on purpose: the fault in each is named, and nothing else.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ktcheck/ktcheck_program.h"
+
+namespace ktcheck_test {
+namespace {
+
+using Json = nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+// Whether a call stack of the finding leads into the module.
+bool LeadsInto(const Json& finding, const std::string& module) {
+  for (const Json& stack : finding.value("stacks", Json::array())) {
+    for (const Json& frame : stack.at("frames")) {
+      if (frame.get<std::string>().starts_with(module + ".")) return true;
+    }
+  }
+  return false;
+}
+
+TEST(BrokenModule, ThatLeaksAPropertySetIsToldWhichCallMadeIt) {
+  const Json verdict = VerdictOn(BrokenModule("leaking"), {"walk"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("leak"));
+  const Json leak = FirstOf(verdict, "leak");
+  EXPECT_EQ(leak.at("what"), "a property set made by PsCreatePropset is never given back");
+  EXPECT_TRUE(LeadsInto(leak, "leaking")) << leak;
+}
+
+TEST(BrokenModule, ThatFreesWithTheWrongFunctionIsToldWhichCallItWas) {
+  const Json verdict = VerdictOn(BrokenModule("mismatched"), {"life"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("leak", "wrong-free"));
+  const Json wrong = FirstOf(verdict, "wrong-free");
+  EXPECT_EQ(wrong.at("what"), "PsFreeProperty was given something that it does not release");
+  EXPECT_TRUE(LeadsInto(wrong, "mismatched")) << wrong;
+  EXPECT_EQ(FirstOf(verdict, "leak").at("what"),
+            "a text made by KtGUIDToString is never given back");
+}
+
+TEST(BrokenModule, ThatThrowsOutOfAnEntryPointIsToldWithWhat) {
+  const Json verdict = VerdictOn(BrokenModule("throwing"), {"walk"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("threw"));
+  const Json threw = FirstOf(verdict, "threw");
+  EXPECT_EQ(threw.at("what"), "Control let an exception out");
+  EXPECT_THAT(threw.at("when").get<std::string>(),
+              HasSubstr("control 20001, selector 0, interface "
+                        "{6B1C4A52-0E3D-4F7B-9A11-5D2E77C03894}, on an object of type "
+                        "broken_thing, with Place:UINT32"));
+}
+
+TEST(BrokenModule, ThatKeepsTheDatabaseLockIsToldWhereItWasTaken) {
+  const Json verdict = VerdictOn(BrokenModule("clinging"), {"life", "failures"});
+  EXPECT_EQ(KindsIn(verdict).count("lock-kept"), 1U) << verdict;
+  const Json kept = FirstOf(verdict, "lock-kept");
+  EXPECT_EQ(kept.at("what"), "Initialize came back with the database lock held");
+  EXPECT_THAT(kept.at("when").get<std::string>(), HasSubstr("fails with 0x8007000E"));
+  EXPECT_TRUE(LeadsInto(kept, "clinging")) << kept;
+}
+
+TEST(BrokenModule, ThatNeverStopsItsThreadIsToldWhereTheThreadStands) {
+  const Json verdict = VerdictOn(BrokenModule("restless"), {"life"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("thread-left"));
+  EXPECT_TRUE(LeadsInto(FirstOf(verdict, "thread-left"), "restless")) << verdict;
+}
+
+TEST(BrokenModule, ThatCallsAfterShutdownIsToldWhatAndFromWhere) {
+  const Json verdict = VerdictOn(BrokenModule("belated"), {"life"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("late-call", "leak", "subscription-kept"));
+  const Json late = FirstOf(verdict, "late-call");
+  EXPECT_EQ(late.at("what"), "EvUnregisterEvent is called after Shutdown");
+  EXPECT_TRUE(LeadsInto(late, "belated")) << late;
+  EXPECT_EQ(FirstOf(verdict, "subscription-kept").at("what"),
+            "the subscription to \"event.disk.*\" is still there after Shutdown");
+  EXPECT_EQ(FirstOf(verdict, "leak").at("what"),
+            "a registration made by EvRegisterEvent is never given back");
+}
+
+TEST(BrokenModule, ThatDeadlocksInACallBackIsToldWithTheStacksOfBothSides) {
+  const Json verdict = VerdictOn(BrokenModule("deadlocked"), {"life"}, {"--patience", "6"});
+  EXPECT_EQ(KindsIn(verdict).count("stuck"), 1U) << verdict;
+  const Json stuck = FirstOf(verdict, "stuck");
+  EXPECT_THAT(stuck.at("what").get<std::string>(), HasSubstr(" did not come back"));
+  int stacks = 0;
+  for (const Json& stack : stuck.at("stacks")) {
+    stacks += LeadsInto(Json{{"stacks", {stack}}}, "deadlocked") ? 1 : 0;
+  }
+  EXPECT_EQ(stacks, 2) << stuck;
+}
+
+TEST(BrokenModule, ThatTakesLocksInTwoOrdersIsToldAllFourPlaces) {
+  const Json verdict = VerdictOn(BrokenModule("disorderly"), {"walk"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("lock-order"));
+  const Json order = FirstOf(verdict, "lock-order");
+  EXPECT_EQ(order.at("stacks").size(), 4U) << order;
+  EXPECT_TRUE(LeadsInto(order, "disorderly")) << order;
+}
+
+TEST(BrokenModule, ThatCrashesWhenACallFailsIsToldWhereAndTheCheckGoesOn) {
+  const Json verdict = VerdictOn(BrokenModule("crashing"), {"failures"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("crash"));
+  const Json crash = FirstOf(verdict, "crash");
+  EXPECT_TRUE(LeadsInto(crash, "crashing")) << crash;
+  EXPECT_EQ(crash.at("times"), 3);  // once with each status
+  EXPECT_THAT(crash.at("when").get<std::string>(), HasSubstr("fails with 0x8007000E"));
+}
+
+#if defined(OVERRUNS_END_THE_PROGRAM)
+
+TEST(BrokenModule, ThatKeepsMemoryIsEndedByTheSanitizer) {
+  EXPECT_THAT(KindsIn(VerdictOn(BrokenModule("hoarding"), {"lives"})), ElementsAre("ended"));
+}
+
+TEST(BrokenModule, ThatWritesPastARecordIsEndedByTheSanitizer) {
+  EXPECT_FALSE(KindsIn(VerdictOn(BrokenModule("overrunning"), {"life"})).empty());
+}
+
+#else
+
+TEST(BrokenModule, ThatKeepsMemoryOfItsOwnIsToldHowMuch) {
+  const Json verdict = VerdictOn(BrokenModule("hoarding"), {"lives"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("memory-grows"));
+  EXPECT_GE(verdict.at("checks").at(0).at("figures").at("bytes kept by a life"), 300) << verdict;
+}
+
+TEST(BrokenModule, ThatWritesPastARecordIsToldWhenTheRecordIsReleased) {
+  const Json verdict = VerdictOn(BrokenModule("overrunning"), {"life"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("overrun"));
+  const Json overrun = FirstOf(verdict, "overrun");
+  EXPECT_EQ(overrun.at("what"),
+            "PsFreeProperty released memory of the framework that had been written past its end");
+  EXPECT_TRUE(LeadsInto(overrun, "overrunning")) << overrun;
+}
+
+#endif
+
+TEST(BrokenModule, OfAnyKindHasItsFileInOrder) {
+  for (const char* const name :
+       {"belated", "clinging", "crashing", "deadlocked", "disorderly", "hoarding", "leaking",
+        "mismatched", "overrunning", "restless", "throwing"}) {
+    EXPECT_THAT(KindsIn(VerdictOn(BrokenModule(name), {"exports", "names"})), ElementsAre())
+        << name;
+  }
+}
+
+}  // namespace
+}  // namespace ktcheck_test

@@ -1,0 +1,47 @@
+// The providers that are built here pass.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iostream>
+
+#include "host_system.h"
+#include "ktcheck/checks.h"
+#include "ktcheck/ktcheck_program.h"
+
+namespace ktcheck_test {
+namespace {
+
+using Json = nlohmann::json;
+
+std::uint64_t FigureOf(const Json& verdict, const std::string& check, const std::string& figure) {
+  for (const Json& entry : verdict.at("checks")) {
+    if (entry.at("name") == check) return entry.at("figures").value(figure, std::uint64_t{0});
+  }
+  return 0;
+}
+
+class BuiltProvider : public testing::TestWithParam<const char*> {};
+
+TEST_P(BuiltProvider, PassesEveryCheck) {
+  const Json verdict = VerdictOn(GetParam(), {}, {"--lives", "50", "--rounds", "20"});
+  EXPECT_THAT(KindsIn(verdict), testing::ElementsAre()) << verdict.dump(2);
+  ASSERT_EQ(verdict.at("checks").size(), ktcheck::Checks().size());
+  EXPECT_GE(FigureOf(verdict, "lives", "lives"), 50U);
+  EXPECT_GT(FigureOf(verdict, "walk", "controls known"), 0U);
+  // Each call of a life fails with each of three statuses. A life has a call more or less when its
+  // threads meet in another order, so a few may not come.
+  const std::uint64_t calls = FigureOf(verdict, "failures", "calls in a life");
+  const std::uint64_t failed = FigureOf(verdict, "failures", "calls failed");
+  EXPECT_GT(calls, 20U);
+  EXPECT_GT(failed, calls * 2);
+  std::cout << GetParam() << ": " << failed << " framework calls failed one by one, "
+            << FigureOf(verdict, "random", "calls failed") << " at random\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(Ktcheck, BuiltProvider, testing::Values("hostkit", "blockdev"),
+                         [](const auto& info) { return std::string(info.param); });
+
+}  // namespace
+}  // namespace ktcheck_test

@@ -1,0 +1,17 @@
+# Every check and every kind of finding that ktcheck lists has its place in its documentation.
+#   cmake -DPROGRAM=ktcheck -DDOCUMENT=ktcheck.md -P documented.cmake
+cmake_minimum_required(VERSION 3.25)
+execute_process(COMMAND ${PROGRAM} --list OUTPUT_VARIABLE list COMMAND_ERROR_IS_FATAL ANY)
+file(READ ${DOCUMENT} document)
+string(REGEX MATCHALL "\n  [a-z-]+ " lines "${list}")
+list(LENGTH lines count)
+if(count LESS 20)
+  message(FATAL_ERROR "ktcheck --list names ${count} things")
+endif()
+foreach(line ${lines})
+  string(STRIP "${line}" name)
+  if(NOT document MATCHES "`${name}`")
+    message(FATAL_ERROR "${DOCUMENT} says nothing of `${name}`")
+  endif()
+endforeach()
+message(STATUS "${count} checks and kinds of findings are documented")

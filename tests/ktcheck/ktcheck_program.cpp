@@ -1,0 +1,56 @@
+#include "ktcheck/ktcheck_program.h"
+
+#include <gtest/gtest.h>
+
+#include <utility>
+
+#include "host_system.h"
+
+namespace ktcheck_test {
+
+using Json = nlohmann::json;
+
+ktsvc_test::Result RunKtcheck(std::vector<std::string> words) {
+  std::filesystem::path program = ktsvc_test::BuiltProgram().parent_path() / "ktcheck";
+  program += ktsvc_test::BuiltProgram().extension();
+  return ktsvc_test::Program(std::move(words), {}, program).Wait();
+}
+
+std::string BrokenModule(const std::string& name) {
+  const auto folder = ktsvc::ProgramFolder().parent_path() / "tests" / "ktcheck" / "modules";
+  return ktsvc::PathText(folder / (name + std::string(ktsvc::ModuleSuffix())));
+}
+
+Json VerdictOn(const std::string& module, const std::vector<std::string>& checks,
+               const std::vector<std::string>& words) {
+  std::vector<std::string> all{"--json", "--quiet", "--seed", "7"};
+  for (const std::string& check : checks) all.insert(all.end(), {"--only", check});
+  all.insert(all.end(), words.begin(), words.end());
+  all.push_back(module);
+  const ktsvc_test::Result result = RunKtcheck(all);
+  Json verdict = Json::parse(result.output, nullptr, false);
+  EXPECT_TRUE(verdict.is_object()) << result.output << result.errors;
+  if (!verdict.is_object()) return Json::object();
+  EXPECT_EQ(verdict.at("passed").get<bool>(), KindsIn(verdict).empty());
+  EXPECT_EQ(result.status, KindsIn(verdict).empty() ? 0 : 1) << result.output;
+  return verdict;
+}
+
+std::set<std::string> KindsIn(const Json& verdict) {
+  std::set<std::string> kinds;
+  for (const Json& check : verdict.value("checks", Json::array())) {
+    for (const Json& finding : check.at("findings")) kinds.insert(finding.at("kind"));
+  }
+  return kinds;
+}
+
+Json FirstOf(const Json& verdict, const std::string& kind) {
+  for (const Json& check : verdict.value("checks", Json::array())) {
+    for (const Json& finding : check.at("findings")) {
+      if (finding.at("kind") == kind) return finding;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace ktcheck_test

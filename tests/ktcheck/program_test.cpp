@@ -1,0 +1,86 @@
+// The program as a person meets it: words, texts, exit statuses.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ktcheck/checks.h"
+#include "ktcheck/finding_kinds.h"
+#include "ktcheck/ktcheck_program.h"
+
+namespace ktcheck_test {
+namespace {
+
+using ktsvc_test::Result;
+using testing::HasSubstr;
+
+TEST(KtcheckWords, HelpTeachesAndIsNoFailure) {
+  const Result result = RunKtcheck({"--help"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, HasSubstr("Usage: ktcheck"));
+  EXPECT_THAT(result.output, HasSubstr("Examples:"));
+  EXPECT_THAT(result.output, HasSubstr("Exit status: 0 passed, 1 there are findings, 2 wrong"));
+  EXPECT_THAT(result.output, testing::Not(HasSubstr("--one")));
+}
+
+TEST(KtcheckWords, ListNamesEveryCheckAndEveryKindOfFinding) {
+  const Result result = RunKtcheck({"--list"});
+  EXPECT_EQ(result.status, 0);
+  for (const ktcheck::Check& check : ktcheck::Checks()) {
+    EXPECT_THAT(result.output, HasSubstr("  " + std::string(check.name) + " "));
+  }
+  for (const ktcheck::FindingKind& kind : ktcheck::FindingKinds()) {
+    EXPECT_THAT(result.output, HasSubstr("  " + std::string(kind.name) + " "));
+  }
+}
+
+TEST(KtcheckWords, ThatMakeNoSenseEndWithTwoAndSayWhy) {
+  const auto refused = [](const std::vector<std::string>& words) {
+    const Result result = RunKtcheck(words);
+    EXPECT_EQ(result.status, 2) << result.output;
+    EXPECT_EQ(result.output, "");
+    return result.errors;
+  };
+  EXPECT_THAT(refused({}), HasSubstr("which MODULE?"));
+  EXPECT_THAT(refused({"--only", "nothing", "hostkit"}),
+              HasSubstr("there is no check \"nothing\""));
+  EXPECT_THAT(refused({"--codes", "7-5", "hostkit"}), HasSubstr("is no list such as 1,5-7"));
+  EXPECT_THAT(refused({"--patience", "0", "hostkit"}), HasSubstr("--patience"));
+  EXPECT_THAT(refused({"no_such_module"}), HasSubstr("no_such_module"));
+  EXPECT_THAT(refused({"--nonsense"}), HasSubstr("ktcheck --help"));
+}
+
+TEST(KtcheckWords, ManAndCompletionPrintWhatAnInstallationHas) {
+  EXPECT_THAT(RunKtcheck({"man"}).output, HasSubstr(".TH"));
+  EXPECT_THAT(RunKtcheck({"completion", "bash"}).output, HasSubstr("ktcheck"));
+}
+
+TEST(KtcheckVerdict, ForPeopleNamesTheFindingThePlaceAndWhatToDo) {
+  const Result result = RunKtcheck({"--only", "life", "--seed", "3", BrokenModule("mismatched")});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, HasSubstr("mismatched, "));
+  EXPECT_THAT(result.output, HasSubstr(", seed 3"));
+  EXPECT_THAT(result.output, HasSubstr("  life  2 findings  framework calls: "));
+  EXPECT_THAT(result.output, HasSubstr("wrong-free: PsFreeProperty was given something"));
+  EXPECT_THAT(result.output, HasSubstr("What to do: Release it with the function"));
+  EXPECT_THAT(result.output, HasSubstr("2 findings; docs/ktcheck.md"));
+  EXPECT_THAT(result.errors, HasSubstr("life: one life"));
+}
+
+TEST(KtcheckVerdict, OfAModuleThatPassesSaysSo) {
+  const Result result = RunKtcheck({"--quiet", "--only", "names", "hostkit"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, testing::EndsWith("\npassed\n"));
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST(KtcheckWalk, LeavesTheRestartOut) {
+  // The codes around it are sent, it is not: one control less.
+  const auto sent = [](const std::string& codes) {
+    const nlohmann::json verdict = VerdictOn(BrokenModule("belated"), {"walk"}, {"--codes", codes});
+    return verdict.at("checks").at(0).at("figures").at("controls sent").get<int>();
+  };
+  EXPECT_EQ(sent("11000-11002"), sent("11003-11004"));
+}
+
+}  // namespace
+}  // namespace ktcheck_test
