@@ -19,6 +19,7 @@ struct CheckOptions {
   Subject subject;
   std::uint64_t lives = 100;
   std::uint64_t rounds = 100;         // of random failures
+  std::uint64_t allocations = 0;      // that fail, at the most; 0: all of a life
   std::chrono::seconds patience{30};  // for one call
   WalkOptions walk;                   // with the seed of everything
   std::uint64_t from = 0;             // the step to begin with

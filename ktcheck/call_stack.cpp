@@ -1,5 +1,6 @@
 #include "ktcheck/call_stack.h"
 
+#include <atomic>
 #include <cstdio>
 #include <mutex>
 #include <utility>
@@ -22,16 +23,17 @@ Memory& TheMemory() {
   return *memory;
 }
 
-bool Holds(const CodePlace& place, std::uintptr_t address) {
-  return place.begin <= address && address < place.end;
-}
+// The latest place once more, to be asked for where no lock may be taken: under an allocation. It
+// changes while no code of the module runs.
+std::atomic<std::uintptr_t> latest_begin{0};
+std::atomic<std::uintptr_t> latest_end{0};
 
 std::optional<CodePlace> Find(std::uintptr_t address) {
   {
     Memory& memory = TheMemory();
     const std::lock_guard lock(memory.mutex);
     for (auto place = memory.places.rbegin(); place != memory.places.rend(); ++place) {
-      if (Holds(*place, address)) return *place;
+      if (place->Holds(address)) return *place;
     }
   }
   return PlaceOf(address);
@@ -63,6 +65,8 @@ bool IsOurs(std::uintptr_t address) {
 void KeepInMind(std::uintptr_t address) {
   auto place = PlaceOf(address);
   if (!place) return;
+  latest_begin.store(place->begin, std::memory_order_relaxed);
+  latest_end.store(place->end, std::memory_order_relaxed);
   Memory& memory = TheMemory();
   const std::lock_guard lock(memory.mutex);
   std::erase_if(memory.places, [&](const CodePlace& known) {
@@ -73,10 +77,9 @@ void KeepInMind(std::uintptr_t address) {
   memory.places.push_back(std::move(*place));
 }
 
-bool IsInModule(std::uintptr_t address) {
-  Memory& memory = TheMemory();
-  const std::lock_guard lock(memory.mutex);
-  return !memory.places.empty() && Holds(memory.places.back(), address);
+bool IsInModule(std::uintptr_t address) noexcept {
+  return latest_begin.load(std::memory_order_relaxed) <= address &&
+         address < latest_end.load(std::memory_order_relaxed);
 }
 
 std::vector<std::string> AllFrames(const CallStack& stack) {

@@ -27,6 +27,10 @@ struct CodePlace {
   std::uintptr_t end = 0;
   std::uintptr_t bias = 0;
   std::string file;
+
+  [[nodiscard]] bool Holds(std::uintptr_t address) const noexcept {
+    return begin <= address && address < end;
+  }
 };
 
 // ---- The operating system's part -------------------------------------------------------------
@@ -43,8 +47,8 @@ std::optional<CodePlace> PlaceOf(std::uintptr_t address);
 // Keeps the module around the address in mind, in place of those before that lay there.
 void KeepInMind(std::uintptr_t address);
 
-// Whether the address is in the module that was kept in mind last.
-bool IsInModule(std::uintptr_t address);
+// Whether the address is in the module that was kept in mind last. Takes no lock.
+bool IsInModule(std::uintptr_t address) noexcept;
 
 // All frames as texts.
 std::vector<std::string> AllFrames(const CallStack& stack);

@@ -1,11 +1,16 @@
-// The checks in which framework calls fail.
+// The checks in which framework calls fail, or allocations.
 
 #include <algorithm>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "ktcheck/call_failer.h"
 #include "ktcheck/checks.h"
+#include "ktcheck/disturbance.h"
 #include "ktcheck/failing_statuses.h"
 #include "ktcheck/walker.h"
 #include "ktcheck/watched_life.h"
@@ -17,49 +22,49 @@ namespace {
 // Of the controls that the module knows, so many are sent in each life.
 constexpr std::size_t kMostControls = 24;
 
+// Makes one disturbance anew; each life has its own.
+using MakeDisturbance = std::function<std::unique_ptr<Disturbance>()>;
+
 class FailingLives {
  public:
-  explicit FailingLives(Bench& bench) : bench_(bench) {}
+  // `figure` is what each failure is counted as: "calls failed".
+  FailingLives(Bench& bench, std::string figure) : bench_(bench), figure_(std::move(figure)) {}
 
-  // Learns what there is to do in a life, and how many calls that takes. False when the module does
-  // not live even undisturbed, which other checks tell.
-  bool Learn() {
+  // Learns what there is to do in a life, and how much could fail in it. Nothing when the module
+  // does not live even undisturbed, which is told.
+  std::optional<std::uint64_t> Learn(const MakeDisturbance& make) {
     bench_.Trying("an undisturbed life, to learn what there is to do");
-    WatchedLife watched(bench_, {[](const Finding&) {}});
-    if (!watched.Begin()) return false;
+    // What else is wrong in such a life the other checks tell.
+    WatchedLife watched(bench_, {[&](Finding finding) {
+                          if (finding.kind == "not-loaded" || finding.kind == "initialize") {
+                            bench_.Found(std::move(finding));
+                          }
+                        }});
+    if (!watched.Begin()) return std::nullopt;
     Walker walker(watched.life(), watched.controls(), bench_.options().walk,
                   [](const std::string&) {});
     walker.Walk();
     known_ = walker.known();
     if (known_.size() > kMostControls) known_.resize(kMostControls);
-    if (!watched.End()) return false;
-    CallFailer counter(bench_.options().subject.name);
-    std::vector<Finding> ignored;
-    if (!Live(counter, false, ignored)) return false;
-    calls_ = counter.calls();
-    return true;
+    if (!watched.End()) return std::nullopt;
+    return CountChances(make);
   }
 
-  [[nodiscard]] std::uint64_t calls() const noexcept { return calls_; }
-
-  // One life in which the failer has its way. What is found is found again with call stacks, where
-  // it can be.
-  void Try(const std::function<void(CallFailer&)>& arm, bool one) {
+  // One life with that disturbance. What is found is found again with call stacks, where it can be.
+  void Try(const MakeDisturbance& make) {
     std::vector<Finding> found;
-    CallFailer failer(bench_.options().subject.name);
-    arm(failer);
-    const bool usable = Live(failer, false, found);
-    bench_.Count("calls failed", failer.failed());
+    const auto first = make();
+    const bool usable = Live(*first, false, found);
+    bench_.Count(figure_, first->failed());
     if (usable && !found.empty()) {
       std::vector<Finding> again;
-      CallFailer second(bench_.options().subject.name);
-      arm(second);
-      const bool still_usable = Live(second, true, again);
-      Tell(again.empty() ? found : again, second, one);
+      const auto second = make();
+      const bool still_usable = Live(*second, true, again);
+      Tell(again.empty() ? found : again, *second);
       if (!still_usable) bench_.EndHere();
       return;
     }
-    Tell(found, failer, one);
+    Tell(found, *first);
     if (!usable) bench_.EndHere();
   }
 
@@ -74,14 +79,26 @@ class FailingLives {
   }
 
  private:
+  std::optional<std::uint64_t> CountChances(const MakeDisturbance& make) {
+    // The first life of its kind may have more to do than those after it.
+    std::uint64_t chances = 0;
+    for (int i = 0; i < 2; ++i) {
+      std::vector<Finding> ignored;
+      const auto counting = make();
+      if (!Live(*counting, false, ignored)) return std::nullopt;
+      chances = counting->chances();
+    }
+    return chances;
+  }
+
   // False when the module cannot be used any more.
-  bool Live(CallFailer& failer, bool stacks, std::vector<Finding>& found) {
+  bool Live(Disturbance& disturbance, bool stacks, std::vector<Finding>& found) {
     std::mutex mutex;
     const FindingSink sink = [&](Finding finding) {
       const std::lock_guard lock(mutex);
       found.push_back(std::move(finding));
     };
-    WatchedLife watched(bench_, {sink, stacks, &failer});
+    WatchedLife watched(bench_, {sink, stacks, &disturbance});
     if (watched.Begin()) {
       Walker(watched.life(), watched.controls(), bench_.options().walk, [](const std::string&) {
       }).Repeat(known_);
@@ -89,51 +106,75 @@ class FailingLives {
     return watched.End();
   }
 
-  void Tell(std::vector<Finding>& found, const CallFailer& failer, bool one) {
+  void Tell(std::vector<Finding>& found, const Disturbance& disturbance) {
+    const std::optional<Trail> failed = disturbance.Failed();
     for (Finding& finding : found) {
-      if (one && !failer.function().empty()) {
-        finding.trails.push_back({"the call of " + failer.function() + " that was made to fail",
-                                  ModuleFrames(failer.stack()), true});
-      }
+      if (failed) finding.trails.push_back(*failed);
       bench_.Found(std::move(finding));
     }
   }
 
   Bench& bench_;
+  const std::string figure_;
   std::vector<KnownControl> known_;
-  std::uint64_t calls_ = 0;
 };
 
 }  // namespace
 
 void CheckFailures(Bench& bench) {
-  FailingLives lives(bench);
-  if (!lives.Learn()) return;
-  const std::uint64_t calls = lives.calls();
-  bench.Count("calls in a life", bench.options().from == 0 ? calls : 0);
+  const std::string& module = bench.options().subject.name;
+  FailingLives lives(bench, "calls failed");
+  const auto calls =
+      lives.Learn([&] { return std::make_unique<FailingCall>(module, 0, KtStatus{0}); });
+  if (!calls) return;
+  bench.Count("calls in a life", bench.options().from == 0 ? *calls : 0);
   std::uint64_t step = 0;
   for (const KtStatus status : kFailingStatuses) {
-    for (std::uint64_t number = 1; number <= calls; ++number) {
+    for (std::uint64_t number = 1; number <= *calls; ++number) {
       if (++step < bench.options().from) continue;
-      bench.Trying("framework call " + std::to_string(number) + " of " + std::to_string(calls) +
+      bench.Trying("framework call " + std::to_string(number) + " of " + std::to_string(*calls) +
                        " in a life fails with " + ktsvc::StatusText(status),
                    step);
-      lives.Try([&](CallFailer& failer) { failer.FailOne(number, status); }, true);
+      lives.Try([&] { return std::make_unique<FailingCall>(module, number, status); });
     }
   }
   lives.LiveUndisturbed();
 }
 
 void CheckRandomFailures(Bench& bench) {
-  FailingLives lives(bench);
-  if (!lives.Learn()) return;
+  const std::string& module = bench.options().subject.name;
+  FailingLives lives(bench, "calls failed");
+  if (!lives.Learn([&] { return std::make_unique<FailingCall>(module, 0, KtStatus{0}); })) return;
   for (std::uint64_t round = 1; round <= bench.options().rounds; ++round) {
     if (round < bench.options().from) continue;
     const std::uint64_t seed = bench.options().walk.seed + round - 1;
-    bench.Trying("every second framework call fails at random, with --seed " +
-                     std::to_string(seed) + " --rounds 1",
+    // Half the rounds let Initialize be: with every second call failing it hardly ever succeeds.
+    const bool from_the_beginning = seed % 2 == 0;
+    bench.Trying(std::string("every second framework call ") +
+                     (from_the_beginning ? "" : "after Initialize ") +
+                     "fails at random, with --seed " + std::to_string(seed) + " --rounds 1",
                  round);
-    lives.Try([&](CallFailer& failer) { failer.FailAtRandom(seed); }, false);
+    lives.Try(
+        [&] { return std::make_unique<RandomlyFailingCalls>(module, seed, from_the_beginning); });
+  }
+  lives.LiveUndisturbed();
+}
+
+void CheckMemory(Bench& bench) {
+  FailingLives lives(bench, "allocations failed");
+  const auto allocations = lives.Learn([] { return std::make_unique<FailingAllocation>(0); });
+  if (!allocations) return;
+  bench.Count("allocations in a life", bench.options().from == 0 ? *allocations : 0);
+  const std::uint64_t most = bench.options().allocations;
+  const std::uint64_t stride = most == 0 ? 1 : std::max<std::uint64_t>(*allocations / most, 1);
+  for (std::uint64_t number = 1; number <= *allocations; ++number) {
+    if (number < bench.options().from || (number + bench.options().walk.seed) % stride != 0) {
+      continue;
+    }
+    bench.Trying("allocation " + std::to_string(number) + " of " + std::to_string(*allocations) +
+                     " that the module makes in a life fails",
+                 number);
+    lives.Try([&] { return std::make_unique<FailingAllocation>(number); });
   }
   lives.LiveUndisturbed();
 }

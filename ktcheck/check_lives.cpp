@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "ktcheck/allocation_watch.h"
 #include "ktcheck/checks.h"
 #include "ktcheck/memory_level.h"
 #include "ktcheck/walker.h"
@@ -14,12 +16,9 @@
 namespace ktcheck {
 namespace {
 
-// Bytes that a life may keep on the average: less than any allocation.
-constexpr std::int64_t kBytesALife = 8;
-
 constexpr std::size_t kBlocksOfALife = 16384;
-constexpr std::size_t kFewLives = 5;
-constexpr std::size_t kFewestRises = 4;
+constexpr std::size_t kWindows = 8;
+constexpr std::size_t kMostPlaces = 3;
 
 // What a service does with a provider at the least.
 void Work(Bench& bench, Life& life, ControlWatch& watch) {
@@ -34,22 +33,25 @@ void FillTables() {
   for (void* const block : blocks) _KtFree(block);
 }
 
-// How many bytes each life keeps. Tables of the framework's grow now and then and stay as large as
-// they are, and threads that are just ending still have memory, so that the level as a whole says
-// little; what a life keeps shows in nearly every few lives.
-std::int64_t BytesALife(const std::vector<std::uint64_t>& levels) {
-  std::vector<std::int64_t> rises;  // over a few lives each, without the first ones
-  for (std::size_t i = levels.size() / 4; i + kFewLives < levels.size(); i += kFewLives) {
-    rises.push_back(static_cast<std::int64_t>(levels[i + kFewLives] - levels[i]));
+// How many bytes each life keeps. The first lives fill caches, and threads that are just ending
+// still have memory: so the rest is cut into windows of a few lives each, and unless there is more
+// at the end of each of them than at its beginning, nothing is kept.
+std::uint64_t BytesALife(const std::vector<std::uint64_t>& levels) {
+  if (levels.empty()) return 0;
+  const std::size_t first = levels.size() / 4;
+  const std::size_t length = (levels.size() - 1 - first) / kWindows;
+  if (length == 0) return 0;
+  for (std::size_t i = 0; i < kWindows; ++i) {
+    const std::uint64_t begin = levels[first + i * length];
+    const std::uint64_t end = levels[first + (i + 1) * length];
+    if (end < begin + length) return 0;  // less than a byte with each life
   }
-  if (rises.size() < kFewestRises) return 0;
-  std::sort(rises.begin(), rises.end());
-  return std::max<std::int64_t>(rises[rises.size() / 4] / static_cast<std::int64_t>(kFewLives), 0);
+  return (levels[first + kWindows * length] - levels[first]) / (kWindows * length);
 }
 
 // Lives through all lives, and answers how many bytes each has kept; nothing when the module does
 // not live, which is told.
-std::optional<std::int64_t> LiveThrough(Bench& bench) {
+std::optional<std::uint64_t> LiveThrough(Bench& bench) {
   std::vector<std::uint64_t> levels;
   levels.reserve(bench.options().lives);
   ControlWatch nobody(bench.options().subject.name);
@@ -58,7 +60,7 @@ std::optional<std::int64_t> LiveThrough(Bench& bench) {
     bool tainted = false;
     bool begun = false;
     {
-      Life life({bench.options().subject, bench.clock(), bench.Sink(), nullptr, false});
+      Life life({bench.options().subject, bench.clock(), bench.Sink(), nullptr, false, {}, {}});
       begun = life.Begin();
       if (begun) Work(bench, life, nobody);
       life.End();
@@ -71,6 +73,33 @@ std::optional<std::int64_t> LiveThrough(Bench& bench) {
   }
   bench.Trying("");
   return BytesALife(levels);
+}
+
+// Where that was allocated which is kept by most lives, where that is known.
+std::vector<Trail> PlacesOfKeptMemory(std::uint64_t lives) {
+  // The module does not lie at the same address in all lives, but its frames have the same names.
+  struct Place {
+    std::vector<std::string> frames;
+    std::uint64_t bytes = 0;
+    std::uint64_t blocks = 0;
+  };
+  std::vector<Place> places;
+  for (const KeptMemory& kept : MostKept()) {
+    std::vector<std::string> frames = ModuleFrames(kept.stack);
+    auto known = std::find_if(places.begin(), places.end(),
+                              [&](const Place& place) { return place.frames == frames; });
+    if (known == places.end()) known = places.insert(known, Place{std::move(frames), 0, 0});
+    known->bytes += kept.bytes;
+    known->blocks += kept.blocks;
+  }
+  std::vector<Trail> trails;
+  for (Place& place : places) {
+    if (place.blocks < lives || trails.size() == kMostPlaces) continue;  // kept once, as a cache is
+    trails.push_back({"allocated here and never freed: " + std::to_string(place.bytes) +
+                          " bytes in " + std::to_string(place.blocks) + " blocks",
+                      std::move(place.frames)});
+  }
+  return trails;
 }
 
 }  // namespace
@@ -117,19 +146,22 @@ void CheckLate(Bench& bench) {
 }
 
 void CheckLives(Bench& bench) {
-  FillTables();
-  std::optional<std::int64_t> kept = LiveThrough(bench);
-  // What grows once may have been growing to its size; what a module keeps it keeps again.
-  if (kept && *kept >= kBytesALife) kept = LiveThrough(bench);
-  if (!kept) return;
-  bench.Count("bytes kept by a life", static_cast<std::uint64_t>(*kept));
-  if (*kept >= kBytesALife) {
-    bench.Found({"memory-grows",
-                 "memory in use grows by about " + std::to_string(*kept) + " bytes with each life",
-                 {},
-                 {},
-                 1});
+  if (AllocationsAreSeen()) {
+    RememberAllocations();
+  } else {
+    FillTables();
   }
+  std::optional<std::uint64_t> kept = LiveThrough(bench);
+  // What grows once may have been growing to its size; what a module keeps it keeps again.
+  if (kept && *kept != 0) kept = LiveThrough(bench);
+  if (!kept) return;
+  bench.Count("bytes kept by a life", *kept);
+  if (*kept == 0) return;
+  bench.Found({"memory-grows",
+               "memory in use grows by about " + std::to_string(*kept) + " bytes with each life",
+               {},
+               PlacesOfKeptMemory(bench.options().lives),
+               1});
 }
 
 }  // namespace ktcheck

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 
+#include "ktcheck/allocation_watch.h"
+
 namespace ktcheck {
 namespace {
 
-constexpr std::array<Check, 8> kChecks{{
+constexpr std::array<Check, 9> kChecks{{
     {"exports", "DllInit and ProviderEntry are exported, and nothing else", &CheckExports},
     {"names", "ProviderEntry takes the module's name, refuses others, and fills in its table",
      &CheckNames},
@@ -17,18 +19,21 @@ constexpr std::array<Check, 8> kChecks{{
     {"failures", "every framework call of a life fails once with each of three statuses",
      &CheckFailures},
     {"random", "every second framework call of a life fails, at random", &CheckRandomFailures},
+    // The last one, since not every system can do it.
+    {"memory", "every allocation that the module makes in a life fails once", &CheckMemory},
 }};
 
 }  // namespace
 
 std::span<const Check> Checks() noexcept {
-  return kChecks;
+  return std::span(kChecks).first(kChecks.size() - (AllocationsAreSeen() ? 0 : 1));
 }
 
 const Check* CheckNamed(std::string_view name) noexcept {
-  const auto* const found = std::find_if(kChecks.begin(), kChecks.end(),
-                                         [&](const Check& check) { return check.name == name; });
-  return found == kChecks.end() ? nullptr : found;
+  const std::span<const Check> checks = Checks();
+  const auto found = std::find_if(checks.begin(), checks.end(),
+                                  [&](const Check& check) { return check.name == name; });
+  return found == checks.end() ? nullptr : &*found;
 }
 
 }  // namespace ktcheck

@@ -16,7 +16,7 @@ struct Check {
   void (*run)(Bench& bench);
 };
 
-// In the order in which they run.
+// Those that can be done here, in the order in which they run.
 std::span<const Check> Checks() noexcept;
 
 // The check of that name, or null.
@@ -32,5 +32,6 @@ void CheckLate(Bench& bench);
 void CheckLives(Bench& bench);
 void CheckFailures(Bench& bench);
 void CheckRandomFailures(Bench& bench);
+void CheckMemory(Bench& bench);
 
 }  // namespace ktcheck

@@ -63,6 +63,11 @@ void AddCheckOptions(CLI::App& app, Words& words) {
                  "Lives of the check \"random\" (default 100)")
       ->type_name("N")
       ->check(CLI::Range(1, 1'000'000).description(""));
+  app.add_option("--allocations", words.options.check.allocations,
+                 "About so many allocations of a life fail in the check \"memory\", evenly spread\n"
+                 "(default: all of them)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1'000'000).description(""));
   app.add_option("--seed", words.options.check.walk.seed,
                  "What everything random comes from (default: another one each time; the verdict\n"
                  "names it)")
@@ -233,6 +238,9 @@ std::vector<std::string> WordsForOne(const Options& options, const std::string& 
                                  "--rounds",   std::to_string(what.rounds),
                                  "--seed",     std::to_string(what.walk.seed),
                                  "--patience", std::to_string(what.patience.count())};
+  if (what.allocations != 0) {
+    words.insert(words.end(), {"--allocations", std::to_string(what.allocations)});
+  }
   std::string codes;
   for (const CodeRange& range : what.walk.codes) {
     codes +=

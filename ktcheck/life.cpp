@@ -70,9 +70,13 @@ bool Life::Begin() {
   ktsvc::RequireOk(KtBusAttachProvider(database_, name().c_str(), &module_->table(),
                                        module_->address(), &provider_),
                    "KtBusAttachProvider");
+  if (around_.loaded) around_.loaded();
   const Timed timed(around_.clock, "Initialize");
   const KtStatus status = KtBusInitializeProvider(provider_);
-  if (!ktsvc::StatusFails(status)) return true;
+  if (!ktsvc::StatusFails(status)) {
+    if (around_.initialized) around_.initialized();
+    return true;
+  }
   if (!around_.may_fail) Tell("initialize", "Initialize answers " + ktsvc::StatusText(status));
   return false;
 }

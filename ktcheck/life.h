@@ -31,8 +31,10 @@ class Life {
     const Subject& subject;
     CallClock& clock;
     FindingSink sink;
-    CallWatch* watch = nullptr;  // told when Shutdown is over
-    bool may_fail = false;       // functions of the module may answer that they failed
+    CallWatch* watch = nullptr;         // told when Shutdown is over
+    bool may_fail = false;              // functions of the module may answer that they failed
+    std::function<void()> loaded;       // called before Initialize
+    std::function<void()> initialized;  // called when it has succeeded
   };
 
   explicit Life(Surroundings surroundings);

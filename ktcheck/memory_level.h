@@ -8,7 +8,9 @@
 
 namespace ktcheck {
 
-// In bytes; nothing where it cannot be told (a sanitizer has an allocator of its own).
+// In bytes: what the module has and remembers to free, where allocations are seen
+// (allocation_watch.h) and remembered; elsewhere all that is in use, whoever has it. Nothing where
+// it cannot be told.
 std::optional<std::uint64_t> MemoryInUse();
 
 }  // namespace ktcheck

@@ -6,10 +6,10 @@
 #include <functional>
 
 #include "ktcheck/bench.h"
-#include "ktcheck/call_failer.h"
 #include "ktcheck/call_gate.h"
 #include "ktcheck/call_watch.h"
 #include "ktcheck/control_watch.h"
+#include "ktcheck/disturbance.h"
 #include "ktcheck/leak_watch.h"
 #include "ktcheck/life.h"
 #include "ktcheck/lock_watch.h"
@@ -21,7 +21,7 @@ class WatchedLife {
   struct Kind {
     FindingSink sink;
     bool stacks = true;
-    CallFailer* failer = nullptr;  // functions of the module may then answer that they failed
+    Disturbance* disturbance = nullptr;  // functions of the module may then answer that they failed
   };
 
   WatchedLife(Bench& bench, const Kind& kind);
@@ -43,6 +43,7 @@ class WatchedLife {
   CallWatch calls_;
   ControlWatch controls_;
   CallGate gate_;
+  Disturbance* const disturbance_;
   Life life_;
 };
 

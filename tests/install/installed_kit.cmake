@@ -57,3 +57,8 @@ expect("greeter" "run by path")
 file(COPY ${module} DESTINATION ${WORK}/prefix/lib/ktsvc/modules)
 run("run by name" ${service} hello)
 expect("hello +running" "run by name")
+
+# The checker tries what the kit has built.
+run("check" ${EMULATOR} ${WORK}/prefix/bin/ktcheck${SUFFIX} --quiet --lives 16 --rounds 8
+    --allocations 20 hello)
+expect("\npassed\n$" "check")

@@ -107,10 +107,26 @@ TEST(BrokenModule, ThatCrashesWhenACallFailsIsToldWhereAndTheCheckGoesOn) {
   EXPECT_THAT(crash.at("when").get<std::string>(), HasSubstr("fails with 0x8007000E"));
 }
 
+TEST(BrokenModule, WhoseInitializeFailsInAnOrdinaryLifeIsToldWithItsAnswer) {
+  const Json verdict = VerdictOn(BrokenModule("unwilling"), {"life"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("initialize"));
+  EXPECT_THAT(FirstOf(verdict, "initialize").at("what").get<std::string>(),
+              HasSubstr("Initialize answers 0x"));
+}
+
+TEST(BrokenModule, WhoseShutdownFailsInAnOrdinaryLifeIsToldWithItsAnswer) {
+  const Json verdict = VerdictOn(BrokenModule("stubborn"), {"life"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("shutdown"));
+  EXPECT_THAT(FirstOf(verdict, "shutdown").at("what").get<std::string>(),
+              HasSubstr("Shutdown answers 0x"));
+}
+
 #if defined(OVERRUNS_END_THE_PROGRAM)
 
-TEST(BrokenModule, ThatKeepsMemoryIsEndedByTheSanitizer) {
-  EXPECT_THAT(KindsIn(VerdictOn(BrokenModule("hoarding"), {"lives"})), ElementsAre("ended"));
+// The sanitizer has a word of its own at the end of the process.
+TEST(BrokenModule, ThatKeepsMemoryOfItsOwnIsToldByTheSanitizerToo) {
+  EXPECT_THAT(KindsIn(VerdictOn(BrokenModule("hoarding"), {"lives"})),
+              ElementsAre("ended", "memory-grows"));
 }
 
 TEST(BrokenModule, ThatWritesPastARecordIsEndedByTheSanitizer) {
@@ -138,8 +154,8 @@ TEST(BrokenModule, ThatWritesPastARecordIsToldWhenTheRecordIsReleased) {
 
 TEST(BrokenModule, OfAnyKindHasItsFileInOrder) {
   for (const char* const name :
-       {"belated", "clinging", "crashing", "deadlocked", "disorderly", "hoarding", "leaking",
-        "mismatched", "overrunning", "restless", "throwing"}) {
+       {"belated", "careless", "clinging", "crashing", "deadlocked", "disorderly", "hoarding",
+        "leaking", "mismatched", "overrunning", "restless", "stubborn", "throwing", "unwilling"}) {
     EXPECT_THAT(KindsIn(VerdictOn(BrokenModule(name), {"exports", "names"})), ElementsAre())
         << name;
   }

@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "host_system.h"
+#include "ktcheck/allocation_watch.h"
 #include "ktcheck/checks.h"
 #include "ktcheck/ktcheck_program.h"
 
@@ -25,7 +26,8 @@ std::uint64_t FigureOf(const Json& verdict, const std::string& check, const std:
 class BuiltProvider : public testing::TestWithParam<const char*> {};
 
 TEST_P(BuiltProvider, PassesEveryCheck) {
-  const Json verdict = VerdictOn(GetParam(), {}, {"--lives", "50", "--rounds", "20"});
+  const Json verdict =
+      VerdictOn(GetParam(), {}, {"--lives", "50", "--rounds", "20", "--allocations", "100"});
   EXPECT_THAT(KindsIn(verdict), testing::ElementsAre()) << verdict.dump(2);
   ASSERT_EQ(verdict.at("checks").size(), ktcheck::Checks().size());
   EXPECT_GE(FigureOf(verdict, "lives", "lives"), 50U);
@@ -36,12 +38,16 @@ TEST_P(BuiltProvider, PassesEveryCheck) {
   const std::uint64_t failed = FigureOf(verdict, "failures", "calls failed");
   EXPECT_GT(calls, 20U);
   EXPECT_GT(failed, calls * 2);
+  if (ktcheck::AllocationsAreSeen()) {
+    EXPECT_GE(FigureOf(verdict, "memory", "allocations failed"), 50U);
+  }
   std::cout << GetParam() << ": " << failed << " framework calls failed one by one, "
-            << FigureOf(verdict, "random", "calls failed") << " at random\n";
+            << FigureOf(verdict, "random", "calls failed") << " at random, "
+            << FigureOf(verdict, "memory", "allocations failed") << " allocations one by one\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Ktcheck, BuiltProvider, testing::Values("hostkit", "blockdev"),
-                         [](const auto& info) { return std::string(info.param); });
+                         [](const auto& provider) { return std::string(provider.param); });
 
 }  // namespace
 }  // namespace ktcheck_test

@@ -1,0 +1,50 @@
+// Where ktcheck sees what a module allocates: on Linux, without a sanitizer.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ktcheck/allocation_watch.h"
+#include "ktcheck/ktcheck_program.h"
+
+namespace ktcheck_test {
+namespace {
+
+using Json = nlohmann::json;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST(Allocations, OfAModuleThatDoesNotMindTheirFailureAreToldWhereItCrashes) {
+  const Json verdict = VerdictOn(BrokenModule("careless"), {"memory"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("crash"));
+  const Json crash = FirstOf(verdict, "crash");
+  EXPECT_THAT(crash.at("stacks").dump(), HasSubstr("careless.so+0x")) << crash;
+  EXPECT_THAT(crash.at("when").get<std::string>(),
+              HasSubstr("allocation 1 of 1 that the module makes in a life fails"));
+}
+
+TEST(Allocations, ThatFailOneByOneAreCounted) {
+  const Json verdict = VerdictOn(BrokenModule("hoarding"), {"memory"});
+  const Json figures = verdict.at("checks").at(0).at("figures");
+  EXPECT_EQ(figures.at("allocations in a life"), 2);
+  EXPECT_EQ(figures.at("allocations failed"), figures.at("allocations in a life"));
+}
+
+TEST(Allocations, ThatAreKeptAreToldWithThePlaceWhereTheyWereMade) {
+  const Json verdict = VerdictOn(BrokenModule("hoarding"), {"lives"});
+  const Json grows = FirstOf(verdict, "memory-grows");
+  ASSERT_TRUE(grows.is_object()) << verdict;
+  std::vector<std::string> places;
+  for (const Json& stack : grows.at("stacks")) places.push_back(stack.dump());
+  EXPECT_THAT(places, Contains(HasSubstr("hoarding.so+0x"))) << grows;
+}
+
+TEST(Allocations, OfThisProgramAreNotTheModules) {
+  ktcheck::CountAllocations(1);
+  const std::string long_enough(100, 'x');
+  EXPECT_EQ(ktcheck::AllocationsCounted().made, 0U);
+  EXPECT_EQ(long_enough.size(), 100U);
+}
+
+}  // namespace
+}  // namespace ktcheck_test
