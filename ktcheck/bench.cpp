@@ -18,11 +18,13 @@ void Bench::Trying(const std::string& what, std::uint64_t step) {
   report_.Trying(step, what);
 }
 
+std::string Bench::trying() const {
+  const std::lock_guard lock(mutex_);
+  return trying_;
+}
+
 void Bench::Found(Finding finding) {
-  if (finding.when.empty()) {
-    const std::lock_guard lock(mutex_);
-    finding.when = trying_;
-  }
+  if (finding.when.empty()) finding.when = trying();
   report_.Found(std::move(finding));
 }
 

@@ -19,7 +19,7 @@ struct CheckOptions {
   Subject subject;
   std::uint64_t lives = 100;
   std::uint64_t rounds = 100;         // of random failures
-  std::uint64_t allocations = 0;      // that fail, at the most; 0: all of a life
+  std::uint64_t failures = 0;         // of calls, and of allocations; 0: of each in a life
   std::chrono::seconds patience{30};  // for one call
   WalkOptions walk;                   // with the seed of everything
   std::uint64_t from = 0;             // the step to begin with
@@ -37,6 +37,7 @@ class Bench {
 
   // What is tried from now on ("" for nothing in particular), and its number.
   void Trying(const std::string& what, std::uint64_t step = 0);
+  [[nodiscard]] std::string trying() const;
   // A finding, under the circumstances that are tried.
   void Found(Finding finding);
   void Count(const std::string& figure, std::uint64_t number) { report_.Count(figure, number); }
@@ -51,7 +52,7 @@ class Bench {
  private:
   const CheckOptions& options_;
   Report& report_;
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::string trying_;
   CallClock clock_;
 };

@@ -76,9 +76,11 @@ void CallClock::TellStuck(const Call& call) {
     std::vector<std::string> frames = AllFrames(other.stack);
     if (frames.empty()) frames.emplace_back("(this thread does not say where it stands)");
     const bool itself = other.thread == call.thread;
+    // Others that have nothing to do with the module are shown all the same.
+    const bool circumstance = !itself && !StandsInModule(other.stack);
     Trail trail{itself ? "the thread that did not come back"
                        : "another thread (" + std::to_string(other.thread) + ")",
-                std::move(frames)};
+                std::move(frames), circumstance};
     finding.trails.insert(itself ? finding.trails.begin() : finding.trails.end(), std::move(trail));
   }
   sink_(std::move(finding));

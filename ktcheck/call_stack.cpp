@@ -1,5 +1,6 @@
 #include "ktcheck/call_stack.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <mutex>
@@ -80,6 +81,11 @@ void KeepInMind(std::uintptr_t address) {
 bool IsInModule(std::uintptr_t address) noexcept {
   return latest_begin.load(std::memory_order_relaxed) <= address &&
          address < latest_end.load(std::memory_order_relaxed);
+}
+
+bool StandsInModule(const CallStack& stack) noexcept {
+  return std::any_of(stack.frames.begin(),
+                     stack.frames.begin() + static_cast<std::ptrdiff_t>(stack.size), &IsInModule);
 }
 
 std::vector<std::string> AllFrames(const CallStack& stack) {

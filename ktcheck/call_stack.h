@@ -50,6 +50,9 @@ void KeepInMind(std::uintptr_t address);
 // Whether the address is in the module that was kept in mind last. Takes no lock.
 bool IsInModule(std::uintptr_t address) noexcept;
 
+// Whether any frame is.
+bool StandsInModule(const CallStack& stack) noexcept;
+
 // All frames as texts.
 std::vector<std::string> AllFrames(const CallStack& stack);
 

@@ -22,6 +22,30 @@ namespace {
 // Of the controls that the module knows, so many are sent in each life.
 constexpr std::size_t kMostControls = 24;
 
+// Without a life that can be lived again nothing can be tried.
+bool EndsTheCheck(const Finding& finding) {
+  return finding.kind == "not-loaded" || finding.kind == "initialize" ||
+         finding.kind == "thread-left";
+}
+
+// Of so many, each that is to be tried: all of them, or about as many as are asked for.
+class Chosen {
+ public:
+  Chosen(std::uint64_t count, const CheckOptions& options)
+      : stride_(options.failures == 0 ? 1 : std::max<std::uint64_t>(count / options.failures, 1)),
+        first_(options.walk.seed % stride_),
+        from_(options.from) {}
+
+  [[nodiscard]] bool Has(std::uint64_t step) const {
+    return step >= from_ && step % stride_ == first_;
+  }
+
+ private:
+  std::uint64_t stride_;
+  std::uint64_t first_;
+  std::uint64_t from_;
+};
+
 // Makes one disturbance anew; each life has its own.
 using MakeDisturbance = std::function<std::unique_ptr<Disturbance>()>;
 
@@ -36,9 +60,7 @@ class FailingLives {
     bench_.Trying("an undisturbed life, to learn what there is to do");
     // What else is wrong in such a life the other checks tell.
     WatchedLife watched(bench_, {[&](Finding finding) {
-                          if (finding.kind == "not-loaded" || finding.kind == "initialize") {
-                            bench_.Found(std::move(finding));
-                          }
+                          if (EndsTheCheck(finding)) bench_.Found(std::move(finding));
                         }});
     if (!watched.Begin()) return std::nullopt;
     Walker walker(watched.life(), watched.controls(), bench_.options().walk,
@@ -128,10 +150,11 @@ void CheckFailures(Bench& bench) {
       lives.Learn([&] { return std::make_unique<FailingCall>(module, 0, KtStatus{0}); });
   if (!calls) return;
   bench.Count("calls in a life", bench.options().from == 0 ? *calls : 0);
+  const Chosen chosen(*calls * kFailingStatuses.size(), bench.options());
   std::uint64_t step = 0;
   for (const KtStatus status : kFailingStatuses) {
     for (std::uint64_t number = 1; number <= *calls; ++number) {
-      if (++step < bench.options().from) continue;
+      if (!chosen.Has(++step)) continue;
       bench.Trying("framework call " + std::to_string(number) + " of " + std::to_string(*calls) +
                        " in a life fails with " + ktsvc::StatusText(status),
                    step);
@@ -165,12 +188,9 @@ void CheckMemory(Bench& bench) {
   const auto allocations = lives.Learn([] { return std::make_unique<FailingAllocation>(0); });
   if (!allocations) return;
   bench.Count("allocations in a life", bench.options().from == 0 ? *allocations : 0);
-  const std::uint64_t most = bench.options().allocations;
-  const std::uint64_t stride = most == 0 ? 1 : std::max<std::uint64_t>(*allocations / most, 1);
+  const Chosen chosen(*allocations, bench.options());
   for (std::uint64_t number = 1; number <= *allocations; ++number) {
-    if (number < bench.options().from || (number + bench.options().walk.seed) % stride != 0) {
-      continue;
-    }
+    if (!chosen.Has(number)) continue;
     bench.Trying("allocation " + std::to_string(number) + " of " + std::to_string(*allocations) +
                      " that the module makes in a life fails",
                  number);

@@ -63,9 +63,9 @@ void AddCheckOptions(CLI::App& app, Words& words) {
                  "Lives of the check \"random\" (default 100)")
       ->type_name("N")
       ->check(CLI::Range(1, 1'000'000).description(""));
-  app.add_option("--allocations", words.options.check.allocations,
-                 "About so many allocations of a life fail in the check \"memory\", evenly spread\n"
-                 "(default: all of them)")
+  app.add_option("--failures", words.options.check.failures,
+                 "About so many calls fail in the check \"failures\", and so many allocations in\n"
+                 "\"memory\", evenly spread (default: each one of a life)")
       ->type_name("N")
       ->check(CLI::Range(1, 1'000'000).description(""));
   app.add_option("--seed", words.options.check.walk.seed,
@@ -238,8 +238,8 @@ std::vector<std::string> WordsForOne(const Options& options, const std::string& 
                                  "--rounds",   std::to_string(what.rounds),
                                  "--seed",     std::to_string(what.walk.seed),
                                  "--patience", std::to_string(what.patience.count())};
-  if (what.allocations != 0) {
-    words.insert(words.end(), {"--allocations", std::to_string(what.allocations)});
+  if (what.failures != 0) {
+    words.insert(words.end(), {"--failures", std::to_string(what.failures)});
   }
   std::string codes;
   for (const CodeRange& range : what.walk.codes) {

@@ -25,7 +25,8 @@ struct Finding {
   std::uint64_t times = 1;
 };
 
-// True when both are the same thing, found under whatever circumstances.
+// True when both are the same thing, found under whatever circumstances. Of a stack only that is
+// compared which does not stand in the system's libraries or in the framework, where there is more.
 bool SameThing(const Finding& left, const Finding& right);
 
 // Adds the finding to the list, or to the one in it that is the same thing.

@@ -6,7 +6,7 @@
 namespace ktcheck {
 namespace {
 
-constexpr std::array<FindingKind, 24> kKinds{{
+constexpr std::array<FindingKind, 25> kKinds{{
     {"not-loaded", "the module cannot be loaded or does not start",
      "Load it with \"ktsvc run --once\" and mend what that says first."},
     {"export-missing", "DllInit or ProviderEntry is not exported",
@@ -53,6 +53,8 @@ constexpr std::array<FindingKind, 24> kKinds{{
     {"unsteady", "the module does not come up again after a failed call",
      "A failed call may leave nothing behind: neither in the module nor in its statics."},
     {"crash", "the module crashed", "The stack shows where; what was tried is told beside it."},
+    {"sanitizer", "a sanitizer of the module's or of the framework's has found something",
+     "Its report says where; the options of its environment variable bring more of it."},
     {"ended", "the process of the check ended before the check did",
      "The module may not end the process: no exit, no abort, no std::terminate."},
 }};

@@ -40,8 +40,11 @@ const char* KindOfPlace(std::uint32_t word) noexcept {
   }
 }
 
+// "a record" for the ledger's "records".
 std::string OneOf(const std::string& kind) {
-  return kind.empty() || kind.back() != 's' ? kind : kind.substr(0, kind.size() - 1);
+  if (kind == "database locks held") return "a hold on the database lock";
+  const bool vowel = kind == kIterators;
+  return (vowel ? "an " : "a ") + kind.substr(0, kind.size() - (kind.ends_with('s') ? 1 : 0));
 }
 
 KtBusLedgerTotal Sum(const std::string& module) noexcept {
@@ -52,8 +55,11 @@ KtBusLedgerTotal Sum(const std::string& module) noexcept {
 
 }  // namespace
 
-LeakWatch::LeakWatch(std::string module, FindingSink sink, bool stacks)
-    : module_(std::move(module)), sink_(std::move(sink)), stacks_(stacks) {
+LeakWatch::LeakWatch(std::string module, FindingSink sink, Circumstances circumstances, bool stacks)
+    : module_(std::move(module)),
+      sink_(std::move(sink)),
+      circumstances_(std::move(circumstances)),
+      stacks_(stacks) {
   const KtBusLedgerTotal now = Sum(module_);
   wrong_frees_ = now.wrongFrees;
   overruns_ = now.overruns;
@@ -145,8 +151,9 @@ void LeakWatch::LookForMistakes(const KtBusCall& call) {
 
 void LeakWatch::Made(const char* kind, std::uint64_t value, const char* function) {
   const CallStack stack = stacks_ ? CaptureStack() : CallStack{};
+  std::string when = stacks_ ? circumstances_() : std::string();
   const std::lock_guard lock(mutex_);
-  things_[{kind, value}] = {kind, function, stack};
+  things_[{kind, value}] = {kind, function, stack, std::move(when)};
 }
 
 void LeakWatch::Given(std::initializer_list<const char*> kinds, std::uint64_t value) {
@@ -170,13 +177,13 @@ void LeakWatch::TellKept() const {
       if (thing.kind != row.kind) continue;
       --left;
       sink_({"leak",
-             "a " + OneOf(thing.kind) + " made by " + thing.function + " is never given back",
-             {},
+             OneOf(thing.kind) + " made by " + thing.function + " is never given back",
+             thing.when,
              {TrailOf(thing)},
              1});
     }
     if (left != 0) {
-      sink_({"leak", "a " + OneOf(row.kind) + " is never given back", {}, {}, left});
+      sink_({"leak", OneOf(row.kind) + " is never given back", {}, {}, left});
     }
   }
 }

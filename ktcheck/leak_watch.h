@@ -24,8 +24,11 @@ using FindingSink = std::function<void(Finding)>;
 
 class LeakWatch : public CallListener {
  public:
+  // What is tried at the moment.
+  using Circumstances = std::function<std::string()>;
+
   // Watches the module of that name. Without stacks it is quicker, and says less.
-  LeakWatch(std::string module, FindingSink sink, bool stacks);
+  LeakWatch(std::string module, FindingSink sink, Circumstances circumstances, bool stacks);
 
   bool Before(KtBusCall& call) override;
   void After(const KtBusCall& call) override;
@@ -38,6 +41,7 @@ class LeakWatch : public CallListener {
     std::string kind;  // as the ledger has it
     std::string function;
     CallStack stack;
+    std::string when;
   };
   using Key = std::pair<std::string, std::uint64_t>;
 
@@ -50,6 +54,7 @@ class LeakWatch : public CallListener {
 
   const std::string module_;
   const FindingSink sink_;
+  const Circumstances circumstances_;
   const bool stacks_;
   mutable std::mutex mutex_;
   std::map<Key, Thing> things_;

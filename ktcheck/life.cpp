@@ -16,8 +16,9 @@
 namespace ktcheck {
 namespace {
 
-// How long a thread may take between its last word to the module and its end.
-constexpr std::chrono::seconds kThreadsGo{3};
+// How long a thread may take between its last word to the module and its end, as a part of the
+// patience with a call.
+constexpr int kPartForThreads = 10;
 
 struct Subscriptions {
   std::string provider;
@@ -28,12 +29,6 @@ cuvo_bool AddSubscription(const KtBusSubscriptionInfo* info, void* context) {
   auto& found = *static_cast<Subscriptions*>(context);
   if (found.provider == info->provider) found.names.emplace_back(info->name);
   return 1;
-}
-
-bool StandsInModule(const ThreadStack& thread) {
-  return std::any_of(thread.stack.frames.begin(),
-                     thread.stack.frames.begin() + static_cast<std::ptrdiff_t>(thread.stack.size),
-                     &IsInModule);
 }
 
 }  // namespace
@@ -123,11 +118,11 @@ void Life::TellSubscriptions() {
 }
 
 bool Life::ThreadsAreGone() {
-  const auto until = std::chrono::steady_clock::now() + kThreadsGo;
+  const auto until = std::chrono::steady_clock::now() + around_.clock.patience() / kPartForThreads;
   for (;;) {
     std::vector<ThreadStack> left;
     for (ThreadStack& thread : OtherThreads()) {
-      if (StandsInModule(thread)) left.push_back(std::move(thread));
+      if (StandsInModule(thread.stack)) left.push_back(std::move(thread));
     }
     if (left.empty()) return true;
     if (std::chrono::steady_clock::now() >= until) {

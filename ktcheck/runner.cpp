@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <deque>
-#include <fstream>
 #include <utility>
 
 #include "host_system.h"
 #include "ktcheck/checks.h"
 #include "ktcheck/command_line.h"
+#include "ktcheck/last_words.h"
 #include "ktcheck/process.h"
 #include "ktcheck/report.h"
 #include "ktcheck/symbols.h"
@@ -19,18 +18,7 @@ namespace {
 // A check that has ended that often before its time is not begun again.
 constexpr int kMostProcesses = 20;
 
-constexpr std::size_t kLastLines = 12;
 constexpr std::chrono::milliseconds kLook{500};
-
-std::vector<std::string> LastLines(const std::filesystem::path& file) {
-  std::deque<std::string> lines;
-  std::ifstream stream(file, std::ios::binary);
-  for (std::string line; std::getline(stream, line);) {
-    lines.push_back(line);
-    if (lines.size() > kLastLines) lines.pop_front();
-  }
-  return {lines.begin(), lines.end()};
-}
 
 std::uintmax_t SizeOf(const std::filesystem::path& file) {
   std::error_code none_yet;
@@ -45,7 +33,7 @@ struct Runner::Turn {
   ReportRead report;
   std::optional<ProcessEnd> end;  // nothing: it was ended here, since nothing happened any more
   bool stopped = false;           // by the person
-  std::vector<std::string> last_lines;
+  SaidLast said;
 
   // What its end says of the module, if anything.
   [[nodiscard]] std::optional<Finding> EndFinding() const {
@@ -57,6 +45,9 @@ struct Runner::Turn {
     }
     if (!end) {
       return Finding{"stuck", "the process did not go on, and was ended", when, {}, 1};
+    }
+    if ((!end->killed.empty() || end->status != 0) && !said.sanitizer.empty()) {
+      return Finding{"sanitizer", said.sanitizer, when, {{"its report", said.lines, true}}, 1};
     }
     if (!end->killed.empty()) {
       return Finding{"crash", "the process was ended by " + end->killed, when, Said(), 1};
@@ -70,8 +61,8 @@ struct Runner::Turn {
   }
 
   [[nodiscard]] std::vector<Trail> Said() const {
-    if (last_lines.empty()) return {};
-    return {{"what it said last", last_lines, true}};
+    if (said.lines.empty()) return {};
+    return {{"what it said last", said.lines, true}};
   }
 };
 
@@ -138,7 +129,7 @@ Runner::Turn Runner::RunProcess(const std::string& name, std::uint64_t from) {
     }
   }
   turn.report = ReadReport(report);
-  turn.last_lines = LastLines(output);
+  turn.said = WhatWasSaidLast(output);
   return turn;
 }
 

@@ -50,7 +50,7 @@ void InstallOnce() {
 bool WaitForAnswer() {
   timespec end{};
   clock_gettime(CLOCK_REALTIME, &end);
-  end.tv_sec += 2;
+  end.tv_sec += 10;
   while (sem_timedwait(&answered, &end) != 0) {
     if (errno != EINTR) return false;
   }

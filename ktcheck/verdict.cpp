@@ -80,7 +80,7 @@ std::string VerdictText(const Options& options, const std::vector<CheckResult>& 
   for (const Gathered& gathered : Gather(results)) text += FindingText(++number, gathered);
   if (number == 0) return text + "\npassed\n";
   return text + "\n" + std::to_string(number) + (number == 1 ? " finding" : " findings") +
-         "; docs/ktcheck.md explains each kind and its usual cause\n";
+         "; ktcheck.md in the documentation explains each kind and its usual cause\n";
 }
 
 std::string VerdictJson(const Options& options, const std::vector<CheckResult>& results) {

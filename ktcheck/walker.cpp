@@ -196,11 +196,13 @@ void Walker::RaiseEvents(bool generated) {
     const std::string name = Matching(pattern);
     Raise(name, nullptr);
     if (!generated) continue;
+    life_.WaitForDelivery();  // what is found now belongs to this event
     Raise(pattern, nullptr);
     Raise(name + ".more", nullptr);
     for (const ktsvc::Property& property : maker_.OneOfEach("Name")) {
       const ktsvc::PropertyList properties{property};
       Raise(name, &properties);
+      life_.WaitForDelivery();
     }
   }
   if (generated) Raise("event.nobody.asked.for", nullptr);

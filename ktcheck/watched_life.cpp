@@ -23,7 +23,9 @@ Life::Surroundings Around(Bench& bench, const WatchedLife::Kind& kind, CallWatch
 }  // namespace
 
 WatchedLife::WatchedLife(Bench& bench, const Kind& kind)
-    : leaks_(bench.options().subject.name, kind.sink, kind.stacks),
+    : leaks_(
+          bench.options().subject.name, kind.sink, [&bench] { return bench.trying(); },
+          kind.stacks),
       locks_(bench.options().subject.name, kind.sink, kind.stacks),
       calls_(bench.options().subject.name, kind.sink, bench.clock()),
       controls_(bench.options().subject.name),

@@ -60,5 +60,5 @@ expect("hello +running" "run by name")
 
 # The checker tries what the kit has built.
 run("check" ${EMULATOR} ${WORK}/prefix/bin/ktcheck${SUFFIX} --quiet --lives 16 --rounds 8
-    --allocations 20 hello)
+    --failures 20 hello)
 expect("\npassed\n$" "check")

