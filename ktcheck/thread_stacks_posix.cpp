@@ -8,7 +8,9 @@
 #include <csignal>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <string_view>
 
 #include "ktcheck/thread_stacks.h"
 
@@ -47,6 +49,19 @@ void InstallOnce() {
   static_cast<void>(kDone);
 }
 
+// Whether the thread does not let itself be asked: helpers of some run-time libraries do not.
+bool BlocksAsking(std::uint64_t thread) {
+  constexpr std::string_view kBlocked = "SigBlk:\t";
+  std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (!line.starts_with(kBlocked)) continue;
+    std::uint64_t mask = 0;
+    std::from_chars(line.data() + kBlocked.size(), line.data() + line.size(), mask, 16);
+    return (mask >> static_cast<unsigned>(AskingSignal() - 1) & 1U) != 0;
+  }
+  return false;
+}
+
 bool WaitForAnswer() {
   timespec end{};
   clock_gettime(CLOCK_REALTIME, &end);
@@ -66,6 +81,7 @@ CallStack WithoutHandler(const CallStack& stack) {
 }
 
 CallStack Ask(std::uint64_t thread) {
+  if (BlocksAsking(thread)) return {};
   asked.store(thread);
   if (syscall(SYS_tgkill, getpid(), static_cast<pid_t>(thread), AskingSignal()) != 0) {
     asked.store(0);
