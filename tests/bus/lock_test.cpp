@@ -118,6 +118,7 @@ TEST_F(MemoryTest, BlocksAreAlignedForAnyValueAndWritable) {
 TEST_F(MemoryTest, ExhaustionIsNull) {
   // The sanitizers' allocators are told elsewhere to answer as the system's does.
   EXPECT_EQ(_KtAlloc(SIZE_MAX / 2), nullptr);
+  EXPECT_EQ(_KtAlloc(SIZE_MAX), nullptr);  // nothing is added to it and wraps
 }
 
 TEST_F(MemoryTest, FreeingNullDoesNothing) {
