@@ -69,7 +69,7 @@ inline KtStatus ChangeNotify(std::uint64_t /*a*/, std::uint64_t /*b*/, std::uint
   return 0;
 }
 inline KtStatus Version(KtWchar** out) {
-  static constexpr KtWchar kVersion[] = u"1.0";
+  static constexpr KtWchar kVersion[] = KT_W("1.0");
   auto* const copy = static_cast<KtWchar*>(_KtAlloc(sizeof(kVersion)));
   if (copy == nullptr) return 0x8007000E;
   std::char_traits<KtWchar>::copy(copy, kVersion, sizeof(kVersion) / sizeof(KtWchar));
