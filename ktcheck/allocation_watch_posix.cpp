@@ -17,7 +17,6 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
-#include <utility>
 
 #include "ktbus3/ktbus3_host.h"
 #include "ktcheck/memory_level.h"
@@ -133,13 +132,13 @@ Decision Decide() {
   return decision;
 }
 
-void KeepBlock(void* block, Block kept) {
+void KeepBlock(void* block, const Block& kept) {
   const Inside here;
   Watch& watch = TheWatch();
   const std::lock_guard lock(watch.mutex);
   if (!watch.remembers) return;
   watch.bytes += kept.size;
-  watch.blocks.insert_or_assign(block, std::move(kept));
+  watch.blocks.insert_or_assign(block, kept);
 }
 
 std::optional<Block> ForgetBlock(void* block) {

@@ -31,7 +31,7 @@ constexpr const char* kFailures = "60";
 #else
 constexpr const char* kLives = "50";
 constexpr const char* kRounds = "20";
-constexpr const char* kFailures = "300";
+constexpr const char* kFailures = "120";
 #endif
 
 class BuiltProvider : public testing::TestWithParam<const char*> {};
