@@ -20,21 +20,20 @@ void GiveBack(const KtBusCall& call) {
   const KtBusWord* const words = call.arguments;
   const std::string_view function = call.function;
   if (function == "PsFreeProperty") {
-    PsFreeProperty(reinterpret_cast<cuvo_property*>(words[0].value));
+    PsFreeProperty(PointerIn<cuvo_property*>(words[0]));
   } else if (function == "PsDestroyPropset") {
-    PsDestroyPropset(reinterpret_cast<KtPropset>(words[0].value));
+    PsDestroyPropset(PointerIn<KtPropset>(words[0]));
   } else if (function == "KtCloseHandle") {
-    KtCloseHandle(reinterpret_cast<void*>(words[0].value));
+    KtCloseHandle(PointerIn<void*>(words[0]));
   } else if (function == "DbUnlockDatabase") {
-    DbUnlockDatabase(reinterpret_cast<KtProvider>(words[0].value));
+    DbUnlockDatabase(PointerIn<KtProvider>(words[0]));
   } else if (function == "EvUnregisterEvent") {
-    EvUnregisterEvent(reinterpret_cast<KtDatabase>(words[0].value), words[1].value);
+    EvUnregisterEvent(PointerIn<KtDatabase>(words[0]), words[1].value);
   } else if (function == "ObUnregisterAlert") {
-    ObUnregisterAlert(reinterpret_cast<KtDatabase>(words[0].value), words[1].value);
+    ObUnregisterAlert(PointerIn<KtDatabase>(words[0]), words[1].value);
   } else if (function == "ObUnpublishAlert") {
-    ObUnpublishAlert(reinterpret_cast<KtDatabase>(words[0].value),
-                     reinterpret_cast<KtProvider>(words[1].value),
-                     reinterpret_cast<const char*>(words[2].value));
+    ObUnpublishAlert(PointerIn<KtDatabase>(words[0]), PointerIn<KtProvider>(words[1]),
+                     PointerIn<const char*>(words[2]));
   }
 }
 

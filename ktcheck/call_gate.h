@@ -43,6 +43,13 @@ bool IsRelease(const KtBusCall& call) noexcept;
 // Whether it answered well, and was made.
 bool Succeeded(const KtBusCall& call) noexcept;
 
+// The pointer or handle that the word of a call holds.
+template <typename Pointer>
+Pointer PointerIn(const KtBusWord& word) noexcept {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the framework shows pointers as numbers
+  return reinterpret_cast<Pointer>(word.value);
+}
+
 // The call by one of its names.
 bool IsCallOf(const KtBusCall& call, const char* function) noexcept;
 

@@ -51,6 +51,7 @@ std::optional<CodePlace> PlaceOf(std::uintptr_t address) {
   if (dl_iterate_phdr(&LookAt, &search) == 0) return std::nullopt;
   if (search.found.file.empty()) {
     Dl_info info{};
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an address of code, asked for and not followed
     if (dladdr(reinterpret_cast<void*>(address), &info) != 0 && info.dli_fname != nullptr) {
       search.found.file = info.dli_fname;
     }

@@ -18,7 +18,7 @@ bool ControlWatch::Before(KtBusCall& call) {
   ++calls_;
   if (IsCallOf(call, "PsFindProperty") && input_ != nullptr &&
       call.arguments[0].value == reinterpret_cast<std::uintptr_t>(input_)) {
-    const auto* const name = reinterpret_cast<const char*>(call.arguments[1].value);
+    const auto* const name = PointerIn<const char*>(call.arguments[1]);
     if (name != nullptr) names_.insert(name);
   }
   return false;

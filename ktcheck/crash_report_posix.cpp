@@ -38,6 +38,7 @@ void Tell(int signal) {
   // Without this function, and what the system called it through.
   for (std::size_t i = 2; i < stack.size; ++i) {
     Dl_info info{};
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an address of code, asked for and not followed
     const bool known = dladdr(reinterpret_cast<void*>(stack.frames[i]), &info) != 0;
     line.AddFrame(
         known && info.dli_fname != nullptr ? info.dli_fname : "?",

@@ -18,7 +18,7 @@ constexpr const char* kRegistrations = "registrations";
 
 // What the framework wrote into a place for it.
 std::uint64_t Pointed(const KtBusWord& word) noexcept {
-  const auto* const place = reinterpret_cast<const std::uint64_t*>(word.value);
+  const auto* const place = PointerIn<const std::uint64_t*>(word);
   return place == nullptr ? 0 : *place;
 }
 

@@ -121,8 +121,8 @@ bool Life::ThreadsAreGone() {
   const auto until = std::chrono::steady_clock::now() + around_.clock.patience() / kPartForThreads;
   for (;;) {
     std::vector<ThreadStack> left;
-    for (ThreadStack& thread : OtherThreads()) {
-      if (StandsInModule(thread.stack)) left.push_back(std::move(thread));
+    for (const ThreadStack& thread : OtherThreads()) {
+      if (StandsInModule(thread.stack)) left.push_back(thread);
     }
     if (left.empty()) return true;
     if (std::chrono::steady_clock::now() >= until) {
