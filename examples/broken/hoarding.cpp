@@ -3,19 +3,22 @@
 // A cache that is made in Initialize is forgotten when the module is unloaded, and made anew in the
 // next life. ktcheck says: memory-grows.
 
-#include <new>
-#include <string>
+#include <cstdlib>
+#include <cstring>
 
 #include "broken.h"
 
 namespace broken {
 namespace {
 
-std::string* g_cache = nullptr;
+char* g_cache = nullptr;
 
 KtStatus Begin(KtDatabase database, KtProvider provider) {
-  g_cache = new (std::nothrow) std::string(300, 'x');  // nobody deletes it
-  return g_cache == nullptr ? 0x8007000E : Initialize(database, provider);
+  constexpr std::size_t kSize = 300;
+  g_cache = static_cast<char*>(std::malloc(kSize));  // nobody frees it
+  if (g_cache == nullptr) return 0x8007000E;
+  std::memset(g_cache, 'x', kSize);
+  return Initialize(database, provider);
 }
 
 }  // namespace
