@@ -88,6 +88,11 @@ bool StandsInModule(const CallStack& stack) noexcept {
                      stack.frames.begin() + static_cast<std::ptrdiff_t>(stack.size), &IsInModule);
 }
 
+bool StandsInFramework(const CallStack& stack) {
+  return std::any_of(stack.frames.begin(),
+                     stack.frames.begin() + static_cast<std::ptrdiff_t>(stack.size), &IsOurs);
+}
+
 std::vector<std::string> AllFrames(const CallStack& stack) {
   std::vector<std::string> texts;
   for (std::size_t i = 0; i < stack.size; ++i) texts.push_back(FrameText(stack.frames[i]));

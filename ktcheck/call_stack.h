@@ -53,6 +53,9 @@ bool IsInModule(std::uintptr_t address) noexcept;
 // Whether any frame is.
 bool StandsInModule(const CallStack& stack) noexcept;
 
+// Whether any frame is in the framework or in this program.
+bool StandsInFramework(const CallStack& stack);
+
 // All frames as texts.
 std::vector<std::string> AllFrames(const CallStack& stack);
 

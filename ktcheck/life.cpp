@@ -20,6 +20,9 @@ namespace {
 // patience with a call.
 constexpr int kPartForThreads = 10;
 
+// How long one may take to show whether it is the module's at all.
+constexpr std::chrono::milliseconds kThreadShows{3000};
+
 struct Subscriptions {
   std::string provider;
   std::vector<std::string> names;
@@ -34,6 +37,7 @@ cuvo_bool AddSubscription(const KtBusSubscriptionInfo* info, void* context) {
 }  // namespace
 
 Life::Life(Surroundings surroundings) : around_(std::move(surroundings)) {
+  for (const ThreadStack& thread : OtherThreads()) threads_before_.insert(thread.thread);
   ktsvc::RequireOk(KtBusOpenDatabase(&database_), "KtBusOpenDatabase");
 }
 
@@ -118,24 +122,35 @@ void Life::TellSubscriptions() {
 }
 
 bool Life::ThreadsAreGone() {
-  const auto until = std::chrono::steady_clock::now() + around_.clock.patience() / kPartForThreads;
+  const std::chrono::milliseconds time = around_.clock.patience() / kPartForThreads;
+  const auto begin = std::chrono::steady_clock::now();
   for (;;) {
     std::vector<ThreadStack> left;
+    bool unclear = false;
     for (const ThreadStack& thread : OtherThreads()) {
-      if (StandsInModule(thread.stack)) left.push_back(thread);
-    }
-    if (left.empty()) return true;
-    if (std::chrono::steady_clock::now() >= until) {
-      for (const ThreadStack& thread : left) {
-        around_.sink({"thread-left",
-                      "a thread of the module still runs after Shutdown",
-                      {},
-                      {{"it stands here", AllFrames(thread.stack)}},
-                      1});
+      if (StandsInModule(thread.stack)) {
+        left.push_back(thread);
+      } else if (!threads_before_.contains(thread.thread) && !StandsInFramework(thread.stack)) {
+        unclear = true;  // it has hardly begun, or is about to end
       }
+    }
+    const auto passed = std::chrono::steady_clock::now() - begin;
+    if (left.empty() && (!unclear || passed >= std::min(kThreadShows, time))) return true;
+    if (!left.empty() && passed >= time) {
+      TellThreads(left);
       return false;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+void Life::TellThreads(const std::vector<ThreadStack>& threads) {
+  for (const ThreadStack& thread : threads) {
+    around_.sink({"thread-left",
+                  "a thread of the module still runs after Shutdown",
+                  {},
+                  {{"it stands here", AllFrames(thread.stack)}},
+                  1});
   }
 }
 

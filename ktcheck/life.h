@@ -11,10 +11,13 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "ktcheck/call_clock.h"
 #include "ktcheck/call_watch.h"
+#include "ktcheck/thread_stacks.h"
 #include "provider_module.h"
 
 namespace ktcheck {
@@ -59,14 +62,16 @@ class Life {
   bool Load();
   void Tell(const char* kind, const std::string& what);
   void TellSubscriptions();
-  // True when none is left.
+  // True when none is left; those that are left are told.
   bool ThreadsAreGone();
+  void TellThreads(const std::vector<ThreadStack>& threads);
   void Unload();
 
   Surroundings around_;
   KtDatabase database_ = nullptr;
   KtProvider provider_ = nullptr;
   std::unique_ptr<ktsvc::ProviderModule> module_;
+  std::set<std::uint64_t> threads_before_;  // the module was loaded
   bool tainted_ = false;
 };
 
