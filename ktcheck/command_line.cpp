@@ -1,7 +1,6 @@
 #include "ktcheck/command_line.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cstdint>
 #include <random>
 
@@ -119,27 +118,6 @@ std::string List() {
     kinds.Add({std::string(kind.name), std::string(kind.means)});
   }
   return "Checks:\n" + checks.Text("  ") + "\nFindings:\n" + kinds.Text("  ");
-}
-
-// "1,5-7" as ranges; nothing when it makes no sense.
-std::optional<std::vector<CodeRange>> RangesOf(const std::string& text) {
-  std::vector<CodeRange> ranges;
-  const char* at = text.data();
-  const char* const end = at + text.size();
-  for (;;) {
-    CodeRange range;
-    auto read = std::from_chars(at, end, range.first);
-    if (read.ec != std::errc()) return std::nullopt;
-    range.last = range.first;
-    if (read.ptr != end && *read.ptr == '-') {
-      read = std::from_chars(read.ptr + 1, end, range.last);
-      if (read.ec != std::errc() || range.last < range.first) return std::nullopt;
-    }
-    ranges.push_back(range);
-    if (read.ptr == end) return ranges;
-    if (*read.ptr != ',') return std::nullopt;
-    at = read.ptr + 1;
-  }
 }
 
 LastWords Wrong(const std::string& what) {

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace ktcheck {
@@ -11,6 +13,9 @@ struct CodeRange {
   std::uint32_t first = 0;
   std::uint32_t last = 0;
 };
+
+// "1,5-7" as ranges; nothing when it makes no sense.
+std::optional<std::vector<CodeRange>> RangesOf(const std::string& text);
 
 struct WalkOptions {
   std::vector<CodeRange> codes{{0, 63}, {11000, 11063}, {12000, 12063}, {20000, 20063}};
