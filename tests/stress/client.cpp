@@ -2,6 +2,7 @@
 
 #include <array>
 #include <boost/asio/local/stream_protocol.hpp>
+#include <thread>
 #include <utility>
 
 namespace stress {
@@ -49,6 +50,9 @@ void Client::Work() {
     Ask(Next());
     if (!lazy_ || field_.phase == 0) {
       ReadWhatIsThere();
+    }
+    if (field_.pause.count() != 0) {
+      std::this_thread::sleep_for(field_.pause);
     }
   }
 }
@@ -115,16 +119,17 @@ Client::Request Client::NextControl() {
     return {PostText("/v1/objects/" + field_.system + "/controls",
                      R"({"interface":"system","code":11005,)"
                      R"("input":[{"name":"tracelevel","type":"UINT32","value":4}]})"),
-            200, "\"tracelevel\""};
+            200, field_.failing ? "\"status\"" : "\"tracelevel\""};
   }
   std::string body = R"({"interface":"disk","code":)" + std::to_string(code);
   if (code == 1) {
     body += R"(,"input":[{"name":"text","type":"STR","value":")" + std::string(kEchoed) + "\"}]";
   }
   return {PostText(target, body + "}"), 200,
-          code == 1   ? kEchoed
-          : code == 4 ? "0x80070005"
-                      : "0x00000000"};
+          field_.failing ? "\"status\""
+          : code == 1    ? kEchoed
+          : code == 4    ? "0x80070005"
+                         : "0x00000000"};
 }
 
 Client::Request Client::NextRefusal() {
@@ -142,7 +147,12 @@ void Client::Ask(const Request& request) {
   const int phase = field_.phase;
   const auto begin = std::chrono::steady_clock::now();
   const HttpClient::Answer answer = requests_.Ask(request.text);
-  timings_.at(static_cast<std::size_t>(phase)).Add(std::chrono::steady_clock::now() - begin);
+  const auto time = std::chrono::steady_clock::now() - begin;
+  if (field_.took) {
+    field_.took(time);
+  } else {
+    timings_.at(static_cast<std::size_t>(phase)).Add(time);
+  }
   if (answer.status == 0) {
     broken_ = true;
     Fail("the connection ended");
@@ -163,6 +173,7 @@ void Client::ReadWhatIsThere() {
 }
 
 void Client::Fail(const std::string& what) {
+  ++field_.errors;
   if (errors_.size() < kMaxErrors) {
     errors_.push_back(what);
   }

@@ -7,7 +7,9 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <random>
 #include <string>
 #include <string_view>
@@ -26,6 +28,11 @@ struct Field {
   std::string system;             // the object of the built provider
   std::atomic<int> phase{0};      // 0 all read their streams, 1 one does not
   std::atomic<bool> done{false};  // the work is over
+  bool failing = false;           // providers' calls are made to fail: any status may come back
+  std::chrono::milliseconds pause{0};  // between two requests
+  // Is told how long each request took, on the clients' threads. Without one the clients keep it.
+  std::function<void(std::chrono::duration<double, std::milli>)> took;
+  mutable std::atomic<std::uint64_t> errors{0};  // of all clients so far
 };
 
 ktsvc::api::HttpClient Connect(const std::filesystem::path& socket);

@@ -49,10 +49,7 @@ int main(int argc, char** argv) {
     return app.exit(error) == 0 ? 0 : 2;
   }
   wish.time = std::chrono::seconds(seconds);
-  wish.service = std::filesystem::absolute(service);
-  const std::filesystem::path build = wish.service.parent_path().parent_path();
-  wish.modules = build / "modules";
-  wish.module = build / "tests" / "stress" / "modules" / "stress.so";
+  wish.build = stress::Build::Of(service);
   try {
     const std::vector<std::string> faults = stress::Run(wish);
     for (const std::string& fault : faults) {

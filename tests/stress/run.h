@@ -9,16 +9,15 @@
 
 #include <chrono>
 #include <cstddef>
-#include <filesystem>
 #include <string>
 #include <vector>
+
+#include "stress/service_under_test.h"
 
 namespace stress {
 
 struct Wish {
-  std::filesystem::path service;  // the program
-  std::filesystem::path modules;  // of the build that it is from, where "hostkit.so" stands
-  std::filesystem::path module;   // the busy provider's
+  Build build;
   std::chrono::seconds time{};
   std::size_t clients = 0;
 };
