@@ -6,6 +6,7 @@
 #include <fstream>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "soak/ids.h"
 #include "soak/load.h"
@@ -83,23 +84,29 @@ class Soak {
   // One life of the service.
   void Live(unsigned life) {
     setenv(kModulesVariable, wish_.build.modules.c_str(), 1);
-    stress::ServiceUnderTest service(
-        wish_.build,
-        {"hostkit", wish_.build.BusyModule().string(),
-         (wish_.build.tests / "soak" / "modules" / "soak.so").string()},
-        {"--trace-file", "/dev/null"}, true);
-    Tell("life " + std::to_string(life) + " of the service begins");
-    before_ = last_;
+    std::optional<stress::ServiceUnderTest> service;
     try {
-      Work(service, life);
+      service.emplace(
+          wish_.build,
+          std::vector<std::string>{"hostkit", wish_.build.BusyModule().string(),
+                                   (wish_.build.tests / "soak" / "modules" / "soak.so").string()},
+          std::vector<std::string>{"--trace-file", "/dev/null"}, true);
+      Tell("life " + std::to_string(life) + " of the service begins");
+      before_ = last_;
+      badRestarts_ = 0;
+      Work(*service, life);
     } catch (const std::exception& error) {
-      // The service may hang, and would then not stop either.
-      Fail(std::string(error.what()));
-      Fail("it was ended by force:\n" + service.Kill());
+      Fail(error.what());
       broken_ = true;
+    }
+    if (!service) {
       return;
     }
-    if (const std::string end = service.Stop(); !end.empty()) {
+    // One that does not answer may hang, and would not stop either.
+    if (broken_) {
+      Fail("the service was ended by force, if it had not ended by itself; it said:\n" +
+           service->Kill());
+    } else if (const std::string end = service->Stop(); !end.empty()) {
       Fail(end);
     }
   }
