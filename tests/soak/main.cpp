@@ -43,7 +43,8 @@ int main(int argc, char** argv) {
       ->required()
       ->type_name("")
       ->check(CLI::Range(0.0001, 10000.0).description(""));
-  app.add_option("--out", out, "The folder of soak.csv, soak.png, soak.txt and soak.json")
+  app.add_option("--out", out,
+                 "The folder of soak.csv, soak.png, soak.txt, soak.json and service.log")
       ->type_name("FOLDER")
       ->capture_default_str();
   app.add_option("--clients", wish.clients, "Clients that work at once")

@@ -109,6 +109,8 @@ class Soak {
     } else if (const std::string end = service->Stop(); !end.empty()) {
       Fail(end);
     }
+    std::ofstream(wish_.out / "service.log", life == 1 ? std::ios::trunc : std::ios::app)
+        << service->Errors();
   }
 
   void Work(const stress::ServiceUnderTest& service, unsigned life) {
@@ -152,7 +154,7 @@ class Soak {
   void CheckRestarts(std::uint64_t failures) {
     if (failures > badRestarts_) {
       Fail("a restart of the provider " + std::string(kRestarted) +
-           " went wrong; the service's standard error says how");
+           " went wrong; service.log says how");
     }
     badRestarts_ = failures;
   }

@@ -40,6 +40,9 @@ class ServiceUnderTest {
   // Drops what it has written into its audit log.
   void DropLogs() const;
 
+  // What it has said on standard error so far.
+  [[nodiscard]] std::string Errors() const { return program_->Errors(); }
+
   // Stops it. Empty when it ended with status 0 and nothing was kept, else all that it said.
   [[nodiscard]] std::string Stop();
 
