@@ -33,7 +33,7 @@ struct Verdict {
   [[nodiscard]] bool Passed() const;
 };
 
-// The judged columns of each life.
+// The judged columns of each life; not its memory where the allocator told nothing of it.
 std::vector<Verdict::Row> JudgeAll(const std::vector<Sample>& samples);
 
 std::string VerdictText(const Verdict& verdict);

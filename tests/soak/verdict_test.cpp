@@ -17,6 +17,7 @@ std::vector<Sample> Life(double number, double growth) {
     sample.lifeSeconds = time;
     sample.seconds = (number - 1) * 1800 + time;
     sample.resident = 40 + growth * time / 60;
+    sample.memory = 10;
     samples.push_back(sample);
   }
   return samples;
@@ -87,6 +88,17 @@ TEST(SoakVerdict, LeavesGrowthAloneWhenThatIsNotJudged) {
   EXPECT_TRUE(verdict.Passed());
   verdict.faultCount = 1;
   EXPECT_FALSE(verdict.Passed());
+}
+
+TEST(SoakVerdict, LeavesTheMemoryOfASanitizerAlone) {
+  std::vector<Sample> samples = Life(1, 1);
+  for (Sample& sample : samples) {
+    sample.memory = 0;
+  }
+  const Verdict verdict = VerdictOf(samples);
+  EXPECT_TRUE(verdict.Passed());
+  EXPECT_THAT(VerdictText(verdict), Not(HasSubstr("MiB")));
+  EXPECT_THAT(VerdictText(verdict), HasSubstr("open handles"));
 }
 
 TEST(SoakVerdict, SaysThatARunWasTooShort) {
