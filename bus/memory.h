@@ -1,6 +1,6 @@
 // The framework's memory: every block is known to a registry while it lives, so that a release is
-// checked before it happens. A pointer that is no live block is counted and left alone; a block that
-// was written past its end is counted and traced when it is released.
+// checked before it happens. A pointer that is no live block is counted and left alone; a block
+// that was written past its end is counted and traced when it is released.
 //
 // Threads: every function from any thread; the registry is cut into shards by address.
 #pragma once
