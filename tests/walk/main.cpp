@@ -72,8 +72,10 @@ void Add(CLI::App& app, Words& words) {
   app.add_option("--codes", words.codes,
                  "Control codes to look for (default: 0-63,11000-11063,12000-12063,20000-20063)")
       ->type_name("LIST");
-  app.add_option("--leave-out", words.wish.walk.left_out, "A control code that is not sent")
-      ->type_name("CODE");
+  app.add_option("--leave-out", words.wish.walk.left_out,
+                 "A control code that is not sent; once for each")
+      ->type_name("CODE")
+      ->allow_extra_args(false);
   app.add_option("--socket", words.place.socket, "The socket file of a service that runs already")
       ->type_name("FILE");
   app.add_option("--address", words.place.url, "Its address on the loopback")->type_name("URL");

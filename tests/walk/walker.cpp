@@ -1,6 +1,7 @@
 #include "walk/walker.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "access/interface_names.h"
@@ -41,6 +42,21 @@ Json RightProperties(const ktctl::KnownControl& control) {
   return right;
 }
 
+// Whether the number stands in the text, as a whole.
+bool Holds(const std::string& text, const std::string& number) {
+  constexpr std::string_view kDigits = "0123456789";
+  const auto isDigit = [&](std::size_t at) {
+    return at < text.size() && kDigits.find(text[at]) != std::string_view::npos;
+  };
+  for (std::size_t at = text.find(number); at != std::string::npos;
+       at = text.find(number, at + 1)) {
+    if ((at == 0 || !isDigit(at - 1)) && !isDigit(at + number.size())) {
+      return true;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 Walker::Walker(ktctl::Connection connection, const WalkWish& wish)
@@ -57,7 +73,7 @@ bool Walker::IsLeftOut(const Call& call) {
   }
   const auto& codes = wish_.walk.left_out;
   const bool isOff = std::any_of(codes.begin(), codes.end(), [&call](std::uint32_t code) {
-    return call.isControl && call.body.find(std::to_string(code)) != std::string::npos;
+    return call.isControl && Holds(call.body, std::to_string(code));
   });
   if (isOff) {
     ++report_.leftOut["codes that were left out on request"];
@@ -167,7 +183,7 @@ bool Walker::Explore(const std::function<bool()>& wanted) {
     }
     const auto id = ktsvc::access::InterfaceFromText(offer.interface);
     for (const ktctl::KnownControl& known : ktctl::kKnownControls) {
-      if (known.interface == offer.interface && id &&
+      if (known.interface == offer.interface && id && wish_.walk.MaySend(known.code) &&
           (wish_.destructive || FindDestructive(std::to_string(known.code)) == nullptr)) {
         report_.controls.insert({offer.type, offer.interface, known.selector, known.code});
       }
