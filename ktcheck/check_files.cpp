@@ -5,6 +5,8 @@
 #include <cctype>
 #include <exception>
 #include <set>
+#include <string>
+#include <utility>
 
 #include "bus_text.h"
 #include "ktbus3/ktbus3_host.h"
@@ -77,11 +79,9 @@ void AskNames(Bench& bench, Entry& entry) {
     KtProviderTable table{};
     const auto status = entry.Ask(wrong, table);
     if (status && !ktsvc::StatusFails(*status)) {
-      bench.Found({"wrong-name-taken",
-                   "ProviderEntry takes the name \"" + wrong + "\", though the module is " + name,
-                   {},
-                   {},
-                   1});
+      std::string what = "ProviderEntry takes the name \"";
+      what.append(wrong).append("\", though the module is ").append(name);
+      bench.Found({"wrong-name-taken", std::move(what), {}, {}, 1});
     }
   }
   KtProviderTable table{};

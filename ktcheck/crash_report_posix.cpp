@@ -49,7 +49,7 @@ void Tell(int signal) {
     _exit(1);  // nobody is left to be told
   }
   // The handler is gone by now: this ends the process as the signal does.
-  raise(signal);
+  static_cast<void>(raise(signal));
 }
 
 }  // namespace

@@ -18,6 +18,7 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
   std::vector<std::string> texts{program.string()};
   texts.insert(texts.end(), words.begin(), words.end());
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   posix_spawn_file_actions_t actions;

@@ -58,7 +58,7 @@ void RecordLife(const std::filesystem::path& file, const std::string& variant) {
     const ktsvc::OwnedSet set = ktsvc::MakePropertySet({{"who", TYPE_STR, 0, {"alice"}}});
     EXPECT_EQ(KtBusRaiseEvent(database, "site.opens", set.get()), 0U);
     EXPECT_EQ(KtBusRaiseEvent(database, "site.closes", nullptr), 0U);
-    EXPECT_EQ(KtBusWaitForDelivery(database, 20000), 0U);
+    EXPECT_EQ(KtBusWaitForDelivery(database, 600000), 0U);
   }
   const ktreplay::RecordingEnd end = recorder.Stop();
   EXPECT_EQ(end.failure, "");
