@@ -61,7 +61,7 @@ std::string WithoutParameters(const std::string& function) {
 // "name" and "folder/file.cpp:12" as the tool prints them, on one line; "" when it knows nothing.
 std::string Words(const std::string& function, const std::string& line) {
   if (function.empty() || function == "??") return {};
-  const std::string name = WithoutParameters(function);
+  std::string name = WithoutParameters(function);
   if (line.empty() || line.front() == '?' || line.starts_with(":?")) return name;
   const std::string place = line.substr(0, line.find(" (discriminator"));
   return name + " at " + LastName(place);

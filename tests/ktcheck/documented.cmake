@@ -1,7 +1,7 @@
 # Every check and every kind of finding that ktcheck lists has its place in its documentation.
-#   cmake -DPROGRAM=ktcheck -DDOCUMENT=ktcheck.md -P documented.cmake
+#   cmake -DPROGRAM=ktcheck -DDOCUMENT=ktcheck.md [-DEMULATOR=wine] -P documented.cmake
 cmake_minimum_required(VERSION 3.25)
-execute_process(COMMAND ${PROGRAM} --list OUTPUT_VARIABLE list COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND ${EMULATOR} ${PROGRAM} --list OUTPUT_VARIABLE list COMMAND_ERROR_IS_FATAL ANY)
 file(READ ${DOCUMENT} document)
 string(REGEX MATCHALL "\n  [a-z-]+ " lines "${list}")
 list(LENGTH lines count)
