@@ -43,10 +43,13 @@ struct KeptMemory {
   std::uint64_t bytes = 0;
   std::uint64_t blocks = 0;
   CallStack stack;
+  bool by_module = true;  // false: by another library, for it
 };
 
 // From now on what the module allocates is remembered until it is freed.
 void RememberAllocations();
+// What was allocated before is remembered no more.
+void ForgetAllocations();
 // What is there now, the most bytes first.
 std::vector<KeptMemory> MostKept();
 

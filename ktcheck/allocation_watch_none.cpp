@@ -15,6 +15,8 @@ AllocationCount AllocationsCounted() {
 
 void RememberAllocations() {}
 
+void ForgetAllocations() {}
+
 std::vector<KeptMemory> MostKept() {
   return {};
 }

@@ -38,6 +38,7 @@ namespace {
 struct Block {
   std::size_t size = 0;
   CallStack stack;
+  bool by_module = true;
 };
 
 struct Watch {
@@ -114,16 +115,18 @@ CallStack NearStack() noexcept {
 struct Decision {
   bool fails = false;
   bool is_kept_in_mind = false;
+  bool by_module = false;
   CallStack stack;
 };
 
 Decision Decide() {
   const Inside here;
-  Decision decision{false, false, NearStack()};
+  Decision decision{false, false, false, NearStack()};
   Watch& watch = TheWatch();
   const std::lock_guard lock(watch.mutex);
   const Maker maker = MakerOf(watch, decision.stack);
   decision.is_kept_in_mind = watch.remembers && maker != Maker::kSomebody;
+  decision.by_module = maker == Maker::kModule;
   if (!watch.counts || maker != Maker::kModule) return decision;
   if (++watch.count.made != watch.failing) return decision;
   decision.fails = true;
@@ -163,7 +166,9 @@ void* Allocate(std::size_t size, Function function) {
     return nullptr;
   }
   void* const block = function();
-  if (block != nullptr && decision.is_kept_in_mind) KeepBlock(block, {size, decision.stack});
+  if (block != nullptr && decision.is_kept_in_mind) {
+    KeepBlock(block, {size, decision.stack, decision.by_module});
+  }
   return block;
 }
 
@@ -180,7 +185,7 @@ void* Resize(void* block, std::size_t size) {
   if (resized == nullptr) {
     if (size != 0 && before) KeepBlock(block, *before);
   } else if (decision.is_kept_in_mind) {
-    KeepBlock(resized, {size, decision.stack});
+    KeepBlock(resized, {size, decision.stack, decision.by_module});
   }
   return resized;
 }
@@ -244,6 +249,14 @@ void RememberAllocations() {
   watching.store(true, std::memory_order_release);
 }
 
+void ForgetAllocations() {
+  Watch& watch = TheWatch();
+  const Inside here;
+  const std::lock_guard lock(watch.mutex);
+  watch.blocks.clear();
+  watch.bytes = 0;
+}
+
 std::vector<KeptMemory> MostKept() {
   std::vector<KeptMemory> most;
   const Inside here;
@@ -257,6 +270,7 @@ std::vector<KeptMemory> MostKept() {
       sum.bytes += kept.size;
       ++sum.blocks;
       sum.stack = kept.stack;
+      sum.by_module = kept.by_module;
     }
     for (const auto& [frames, sum] : by_place) most.push_back(sum);
   }

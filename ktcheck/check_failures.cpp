@@ -5,13 +5,17 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "ktcheck/allocation_watch.h"
+#include "ktcheck/call_stack.h"
 #include "ktcheck/checks.h"
 #include "ktcheck/disturbance.h"
 #include "ktcheck/failing_statuses.h"
+#include "ktcheck/learning.h"
 #include "ktcheck/walker.h"
 #include "ktcheck/watched_life.h"
 #include "status_text.h"
@@ -19,14 +23,7 @@
 namespace ktcheck {
 namespace {
 
-// Of the controls that the module knows, so many are sent in each life.
-constexpr std::size_t kMostControls = 24;
-
-// Without a life that can be lived again nothing can be tried.
-bool EndsTheCheck(const Finding& finding) {
-  return finding.kind == "not-loaded" || finding.kind == "initialize" ||
-         finding.kind == "thread-left";
-}
+constexpr const char* kMemoryKept = "memory-kept";
 
 // Of so many, each that is to be tried: all of them, or about as many as are asked for.
 class Chosen {
@@ -57,18 +54,10 @@ class FailingLives {
   // Learns what there is to do in a life, and how much could fail in it. Nothing when the module
   // does not live even undisturbed, which is told.
   std::optional<std::uint64_t> Learn(const MakeDisturbance& make) {
-    bench_.Trying("an undisturbed life, to learn what there is to do");
-    // What else is wrong in such a life the other checks tell.
-    WatchedLife watched(bench_, {[&](Finding finding) {
-                          if (EndsTheCheck(finding)) bench_.Found(std::move(finding));
-                        }});
-    if (!watched.Begin()) return std::nullopt;
-    Walker walker(watched.life(), watched.controls(), bench_.options().walk,
-                  [](const std::string&) {});
-    walker.Walk();
-    known_ = walker.known();
-    if (known_.size() > kMostControls) known_.resize(kMostControls);
-    if (!watched.End()) return std::nullopt;
+    auto known = LearnControls(bench_);
+    if (!known) return std::nullopt;
+    known_ = std::move(*known);
+    RememberAllocations();
     return CountChances(make);
   }
 
@@ -82,6 +71,7 @@ class FailingLives {
       std::vector<Finding> again;
       const auto second = make();
       const bool still_usable = Live(*second, true, again);
+      LeaveKeptTwice(found, again);
       Tell(again.empty() ? found : again, *second);
       if (!still_usable) bench_.EndHere();
       return;
@@ -109,8 +99,35 @@ class FailingLives {
       const auto counting = make();
       if (!Live(*counting, false, ignored)) return std::nullopt;
       chances = counting->chances();
+      for (const KeptMemory& kept : MostKept()) kept_always_.insert(ModuleFrames(kept.stack));
     }
     return chances;
+  }
+
+  // What the module has allocated in the last life and not freed, though it does in a life in
+  // which nothing fails. What it never frees the check "lives" tells.
+  void LookForKept(std::vector<Finding>& found) const {
+    for (const KeptMemory& kept : MostKept()) {
+      std::vector<std::string> frames = ModuleFrames(kept.stack);
+      if (!kept.by_module || kept_always_.contains(frames)) continue;
+      found.push_back({kMemoryKept,
+                       "memory that the module has allocated is not freed when something fails",
+                       {},
+                       {{"allocated here and never freed: " + std::to_string(kept.bytes) +
+                             " bytes in " + std::to_string(kept.blocks) + " blocks",
+                         std::move(frames)}},
+                       1});
+    }
+  }
+
+  // Of two lives alike: memory that is kept in one of them alone may be a cache's.
+  static void LeaveKeptTwice(std::vector<Finding>& found, std::vector<Finding>& again) {
+    std::erase_if(again, [&](const Finding& finding) {
+      return finding.kind == kMemoryKept &&
+             std::none_of(found.begin(), found.end(),
+                          [&](const Finding& first) { return SameThing(first, finding); });
+    });
+    std::erase_if(found, [](const Finding& finding) { return finding.kind == kMemoryKept; });
   }
 
   // False when the module cannot be used any more.
@@ -120,12 +137,15 @@ class FailingLives {
       const std::lock_guard lock(mutex);
       found.push_back(std::move(finding));
     };
+    ForgetAllocations();
     WatchedLife watched(bench_, {sink, stacks, &disturbance});
     if (watched.Begin()) {
       Walker(watched.life(), watched.controls(), bench_.options().walk, [](const std::string&) {
       }).Repeat(known_);
     }
-    return watched.End();
+    const bool usable = watched.End();
+    if (usable) LookForKept(found);
+    return usable;
   }
 
   void Tell(std::vector<Finding>& found, const Disturbance& disturbance) {
@@ -139,6 +159,7 @@ class FailingLives {
   Bench& bench_;
   const std::string figure_;
   std::vector<KnownControl> known_;
+  std::set<std::vector<std::string>> kept_always_;  // the places where that was allocated
 };
 
 }  // namespace

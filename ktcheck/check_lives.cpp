@@ -9,6 +9,7 @@
 
 #include "ktcheck/allocation_watch.h"
 #include "ktcheck/checks.h"
+#include "ktcheck/learning.h"
 #include "ktcheck/memory_level.h"
 #include "ktcheck/walker.h"
 #include "ktcheck/watched_life.h"
@@ -20,9 +21,10 @@ constexpr std::size_t kBlocksOfALife = 16384;
 constexpr std::size_t kWindows = 8;
 constexpr std::size_t kMostPlaces = 3;
 
-// What a service does with a provider at the least.
-void Work(Bench& bench, Life& life, ControlWatch& watch) {
-  Walker(life, watch, bench.options().walk, [](const std::string&) {}).Repeat({});
+// What a service does with a provider at the least, and these controls.
+void Work(Bench& bench, Life& life, ControlWatch& watch,
+          const std::vector<KnownControl>& known = {}) {
+  Walker(life, watch, bench.options().walk, [](const std::string&) {}).Repeat(known);
 }
 
 // Makes the framework's tables of memory as large as a life needs them at the most, so that they do
@@ -51,7 +53,7 @@ std::uint64_t BytesALife(const std::vector<std::uint64_t>& levels) {
 
 // Lives through all lives, and answers how many bytes each has kept; nothing when the module does
 // not live, which is told.
-std::optional<std::uint64_t> LiveThrough(Bench& bench) {
+std::optional<std::uint64_t> LiveThrough(Bench& bench, const std::vector<KnownControl>& known) {
   std::vector<std::uint64_t> levels;
   levels.reserve(bench.options().lives);
   ControlWatch nobody(bench.options().subject.name);
@@ -62,7 +64,7 @@ std::optional<std::uint64_t> LiveThrough(Bench& bench) {
     {
       Life life({bench.options().subject, bench.clock(), bench.Sink(), nullptr, false, {}, {}});
       begun = life.Begin();
-      if (begun) Work(bench, life, nobody);
+      if (begun) Work(bench, life, nobody, known);
       life.End();
       tainted = life.tainted();
     }
@@ -146,14 +148,16 @@ void CheckLate(Bench& bench) {
 }
 
 void CheckLives(Bench& bench) {
+  const auto known = LearnControls(bench);
+  if (!known) return;
   if (AllocationsAreSeen()) {
     RememberAllocations();
   } else {
     FillTables();
   }
-  std::optional<std::uint64_t> kept = LiveThrough(bench);
+  std::optional<std::uint64_t> kept = LiveThrough(bench, *known);
   // What grows once may have been growing to its size; what a module keeps it keeps again.
-  if (kept && *kept != 0) kept = LiveThrough(bench);
+  if (kept && *kept != 0) kept = LiveThrough(bench, *known);
   if (!kept) return;
   bench.Count("bytes kept by a life", *kept);
   if (*kept == 0) return;

@@ -6,7 +6,7 @@
 namespace ktcheck {
 namespace {
 
-constexpr std::array<FindingKind, 25> kKinds{{
+constexpr std::array<FindingKind, 26> kKinds{{
     {"not-loaded", "the module cannot be loaded or does not start",
      "Load it with \"ktsvc run --once\" and mend what that says first."},
     {"export-missing", "DllInit or ProviderEntry is not exported",
@@ -50,6 +50,8 @@ constexpr std::array<FindingKind, 25> kKinds{{
      "it."},
     {"memory-grows", "memory in use grows from life to life",
      "Free at DllInit (process detach) what statics and caches of the module hold."},
+    {"memory-kept", "memory of the module's own is not freed when something fails",
+     "Free it on every way out of the function, those of errors too: use a guard object."},
     {"unsteady", "the module does not come up again after a failed call",
      "A failed call may leave nothing behind: neither in the module nor in its statics."},
     {"crash", "the module crashed", "The stack shows where; what was tried is told beside it."},

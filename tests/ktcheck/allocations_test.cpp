@@ -40,6 +40,24 @@ TEST(Allocations, ThatAreKeptAreToldWithThePlaceWhereTheyWereMade) {
   EXPECT_THAT(places, Contains(HasSubstr("hoarding.so+0x"))) << grows;
 }
 
+TEST(Allocations, ThatAreKeptWhenACallFailsAreToldWithThePlaceWhereTheyWereMade) {
+  const Json verdict = VerdictOn(BrokenModule("hasty"), {"lives", "failures"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("memory-kept"));
+  const Json kept = FirstOf(verdict, "memory-kept");
+  EXPECT_THAT(kept.at("stacks").dump(), HasSubstr("hasty.so+0x")) << kept;
+  EXPECT_THAT(kept.at("stacks").dump(), HasSubstr("200 bytes in 1 blocks")) << kept;
+  EXPECT_THAT(kept.at("when").get<std::string>(), HasSubstr("fails with 0x8007000E"));
+}
+
+TEST(Allocations, ThatAreKeptInEveryLifeAreNotToldAgainWhereSomethingFails) {
+  EXPECT_THAT(KindsIn(VerdictOn(BrokenModule("hoarding"), {"failures"})), ElementsAre());
+}
+
+TEST(Allocations, ThatAControlKeepsAreToldWithThePlaceWhereTheyWereMade) {
+  const Json verdict = VerdictOn(BrokenModule("forgetful"), {"lives"}, {"--codes", "20000-20002"});
+  EXPECT_THAT(FirstOf(verdict, "memory-grows").dump(), HasSubstr("forgetful.so+0x"));
+}
+
 TEST(Allocations, OfThisProgramAreNotTheModules) {
   ktcheck::CountAllocations(1);
   const std::string long_enough(100, 'x');

@@ -138,6 +138,11 @@ TEST(BrokenModule, ThatKeepsMemoryOfItsOwnIsToldByTheSanitizerToo) {
   EXPECT_EQ(FirstOf(verdict, "sanitizer").at("what"), "LeakSanitizer: detected memory leaks");
 }
 
+TEST(BrokenModule, ThatLosesMemoryOfItsOwnWithAControlIsToldByTheSanitizerToo) {
+  const Json verdict = VerdictOn(BrokenModule("forgetful"), {"lives"}, {"--codes", "20000-20002"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("memory-grows", "sanitizer"));
+}
+
 // There are no guarding bytes then.
 TEST(BrokenModule, ThatWritesPastARecordIsToldByTheSanitizer) {
   const Json verdict = VerdictOn(BrokenModule("overrunning"), {"life"});
@@ -155,6 +160,12 @@ TEST(BrokenModule, ThatKeepsMemoryOfItsOwnIsToldHowMuch) {
   EXPECT_GE(verdict.at("checks").at(0).at("figures").at("bytes kept by a life"), 300) << verdict;
 }
 
+TEST(BrokenModule, ThatLosesMemoryOfItsOwnWithAControlIsToldHowMuch) {
+  const Json verdict = VerdictOn(BrokenModule("forgetful"), {"lives"}, {"--codes", "20000-20002"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("memory-grows"));
+  EXPECT_GE(verdict.at("checks").at(0).at("figures").at("bytes kept by a life"), 250) << verdict;
+}
+
 TEST(BrokenModule, ThatWritesPastARecordIsToldWhenTheRecordIsReleased) {
   const Json verdict = VerdictOn(BrokenModule("overrunning"), {"life"});
   EXPECT_THAT(KindsIn(verdict), ElementsAre("overrun"));
@@ -168,8 +179,9 @@ TEST(BrokenModule, ThatWritesPastARecordIsToldWhenTheRecordIsReleased) {
 
 TEST(BrokenModule, OfAnyKindHasItsFileInOrder) {
   for (const char* const name :
-       {"belated", "careless", "clinging", "crashing", "deadlocked", "disorderly", "hoarding",
-        "leaking", "mismatched", "overrunning", "restless", "stubborn", "throwing", "unwilling"}) {
+       {"belated", "careless", "clinging", "crashing", "deadlocked", "disorderly", "forgetful",
+        "hasty", "hoarding", "leaking", "mismatched", "overrunning", "restless", "stubborn",
+        "throwing", "unwilling"}) {
     EXPECT_THAT(KindsIn(VerdictOn(BrokenModule(name), {"exports", "names"})), ElementsAre())
         << name;
   }
