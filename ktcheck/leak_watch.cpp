@@ -1,6 +1,7 @@
 #include "ktcheck/leak_watch.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "ledger.h"
@@ -16,10 +17,14 @@ constexpr const char* kIterators = "iterators";
 constexpr const char* kLocks = "locks";
 constexpr const char* kRegistrations = "registrations";
 
-// What the framework wrote into a place for it.
+// What the framework wrote into a place for it: a handle or a pointer, all of one size.
 std::uint64_t Pointed(const KtBusWord& word) noexcept {
-  const auto* const place = PointerIn<const std::uint64_t*>(word);
-  return place == nullptr ? 0 : *place;
+  std::uint64_t written = 0;
+  static_assert(sizeof(written) == sizeof(KtPropset) && sizeof(written) == sizeof(KtCookie) &&
+                sizeof(written) == sizeof(void*));
+  const void* const place = PointerIn<const void*>(word);
+  if (place != nullptr) std::memcpy(&written, place, sizeof(written));
+  return written;
 }
 
 // What lies in a place of that kind; null for places whose contents need not be given back.
