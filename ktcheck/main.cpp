@@ -28,6 +28,20 @@ void OnSignal(int signal) {
   g_signal = signal;
 }
 
+// Asks to be told of the signal, unless whoever started this program wants it ignored.
+void Mind(int signal) {
+  if (std::signal(signal, &OnSignal) == SIG_IGN) static_cast<void>(std::signal(signal, SIG_IGN));
+}
+
+// All that ask this process to end.
+void MindSignals() {
+  Mind(SIGINT);
+  Mind(SIGTERM);
+#if defined(SIGHUP)
+  Mind(SIGHUP);  // the terminal is gone
+#endif
+}
+
 // One check, in the process that was started for it.
 int RunOne(const Options& options) {
   const ktcheck::Check* const check = ktcheck::CheckNamed(options.one);
@@ -45,10 +59,9 @@ int RunOne(const Options& options) {
 int RunAll(const Options& options) {
   std::vector<ktcheck::CheckResult> results;
   {
+    MindSignals();  // what is there from here on is put away again
     const ktcheck::ScratchFolder scratch;
     ktcheck::TakePrecautions(scratch.path(), options.registry);
-    static_cast<void>(std::signal(SIGINT, &OnSignal));
-    static_cast<void>(std::signal(SIGTERM, &OnSignal));
     const auto progress = [&](const std::string& what) {
       if (!options.quiet) static_cast<void>(std::fprintf(stderr, "%s\n", what.c_str()));
     };

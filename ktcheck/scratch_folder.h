@@ -1,4 +1,4 @@
-// ScratchFolder: a new folder for the files of one run.
+// ScratchFolder: a new folder for the files of one run, which nobody else can enter.
 //
 // Ownership: removed with all that is in it at the end, as far as that can be done.
 // Threads:   one thread.

@@ -11,16 +11,32 @@
 namespace ktcheck_test {
 namespace {
 
-TEST(KtcheckProgram, EndsBySignalAndLeavesNothingBehind) {
-  const ktsvc_test::ScratchFolder folder;
-  ktsvc_test::Program program({"--lives", "1000000", "--only", "lives", "hostkit"},
-                              {{"TMPDIR", folder.path().string()}},
-                              ktsvc_test::BuiltProgram().parent_path() / "ktcheck");
-  ASSERT_TRUE(program.WaitForError("lives: "));
-  program.Signal(SIGTERM);
-  EXPECT_EQ(program.Wait().status, -1);
-  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+class EndlessRun : public testing::TestWithParam<int> {
+ protected:
+  // Waits until it runs.
+  void SetUp() override { ASSERT_TRUE(program_.WaitForError("lives: ")); }
+  void TearDown() override { static_cast<void>(std::signal(GetParam(), former_)); }
+
+  // A program that was started with a signal ignored leaves it so, as this one may have been.
+  void (*const former_)(int) = std::signal(GetParam(), SIG_DFL);
+  ktsvc_test::ScratchFolder folder_;
+  ktsvc_test::Program program_{{"--lives", "1000000", "--only", "lives", "hostkit"},
+                               {{"TMPDIR", folder_.path().string()}},
+                               ktsvc_test::BuiltProgram().parent_path() / "ktcheck"};
+};
+
+TEST_P(EndlessRun, EndsBySignalAndLeavesNothingBehind) {
+  program_.Signal(GetParam());
+  EXPECT_EQ(program_.Wait().status, -1);
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
+
+TEST_P(EndlessRun, HasAFolderThatNobodyElseMayEnter) {
+  const std::filesystem::directory_iterator made(folder_.path());
+  EXPECT_EQ(std::filesystem::status(*made).permissions(), std::filesystem::perms::owner_all);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ktcheck, EndlessRun, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
 }  // namespace
 }  // namespace ktcheck_test
