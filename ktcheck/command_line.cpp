@@ -34,7 +34,8 @@ constexpr const char* kFooter =
     "  ktcheck --codes 5000-5020 mine.so    send the controls that it knows\n"
     "  ktcheck --replay life.ktrec mine.so  the first difference from a recorded life\n"
     "\n"
-    "Exit status: 0 passed, 1 there are findings, 2 wrong words here.";
+    "Exit status: 0 passed, 1 there are findings, 2 wrong words here, 3 no verdict: this program\n"
+    "could not do its work, or the verdict could not be written.";
 
 constexpr std::uint32_t kRestart = 11001;
 

@@ -79,7 +79,7 @@ int RunAll(const Options& options) {
                             : ktcheck::VerdictText(options, results));
   if (output.error() != 0) {
     static_cast<void>(std::fputs("ktcheck: the verdict cannot be written\n", stderr));
-    return ktcheck::kExitFindings;
+    return ktcheck::kExitNoVerdict;
   }
   return ktcheck::Passed(results) ? ktcheck::kExitPassed : ktcheck::kExitFindings;
 }
@@ -101,6 +101,6 @@ int main(int argc, char** argv) {
     return RunAll(options);
   } catch (const std::exception& error) {
     static_cast<void>(std::fprintf(stderr, "ktcheck: %s\n", error.what()));
-    return ktcheck::kExitWrongWords;
+    return ktcheck::kExitNoVerdict;
   }
 }

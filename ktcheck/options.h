@@ -15,6 +15,7 @@ namespace ktcheck {
 inline constexpr int kExitPassed = 0;
 inline constexpr int kExitFindings = 1;
 inline constexpr int kExitWrongWords = 2;
+inline constexpr int kExitNoVerdict = 3;
 
 struct Options {
   CheckOptions check;

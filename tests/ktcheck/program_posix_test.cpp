@@ -11,6 +11,25 @@
 namespace ktcheck_test {
 namespace {
 
+ktsvc_test::Result RunByShell(const std::string& line, const ktsvc_test::Environment& environment) {
+  const auto program = ktsvc_test::BuiltProgram().parent_path() / "ktcheck";
+  return ktsvc_test::Program({"-c", program.string() + " " + line}, environment, "/bin/sh").Wait();
+}
+
+TEST(KtcheckProgram, WhoseVerdictCannotBeWrittenHasNone) {
+  const auto result = RunByShell("--quiet --only names hostkit > /dev/full", {});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.errors, "ktcheck: the verdict cannot be written\n");
+}
+
+TEST(KtcheckProgram, ThatCannotDoItsWorkHasNoVerdict) {
+  const auto result =
+      RunByShell("--quiet --only names hostkit", {{"TMPDIR", "/proc/nobody/can/write/here"}});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_THAT(result.errors, testing::StartsWith("ktcheck: "));
+  EXPECT_EQ(result.output, "");
+}
+
 class EndlessRun : public testing::TestWithParam<int> {
  protected:
   // Waits until it runs.
