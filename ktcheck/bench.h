@@ -42,6 +42,9 @@ class Bench {
   void Found(Finding finding);
   void Count(const std::string& figure, std::uint64_t number) { report_.Count(figure, number); }
 
+  // What the check is there for could not be tried: it has not passed then.
+  void NotTried(const std::string& why) { report_.NotTried(why); }
+
   // Findings with that bench behind them.
   FindingSink Sink();
 

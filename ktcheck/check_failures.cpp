@@ -91,13 +91,18 @@ class FailingLives {
   }
 
  private:
-  std::optional<std::uint64_t> CountChances(const MakeDisturbance& make) {
+  std::uint64_t CountChances(const MakeDisturbance& make) {
     // The first life of its kind may have more to do than those after it.
     std::uint64_t chances = 0;
     for (int i = 0; i < 2; ++i) {
-      std::vector<Finding> ignored;
+      std::vector<Finding> found;
       const auto counting = make();
-      if (!Live(*counting, false, ignored)) return std::nullopt;
+      if (!Live(*counting, false, found)) {
+        // What else is wrong in such a life the other checks tell.
+        std::erase_if(found, [](const Finding& finding) { return !EndsTheCheck(finding); });
+        Tell(found, *counting);
+        bench_.EndHere();
+      }
       chances = counting->chances();
       for (const KeptMemory& kept : MostKept()) kept_always_.insert(ModuleFrames(kept.stack));
     }
@@ -170,6 +175,7 @@ void CheckFailures(Bench& bench) {
   const auto calls =
       lives.Learn([&] { return std::make_unique<FailingCall>(module, 0, KtStatus{0}); });
   if (!calls) return;
+  if (*calls == 0) bench.NotTried("the module makes no call in a life that could fail");
   bench.Count("calls in a life", bench.options().from == 0 ? *calls : 0);
   const Chosen chosen(*calls * kFailingStatuses.size(), bench.options());
   std::uint64_t step = 0;
@@ -188,7 +194,10 @@ void CheckFailures(Bench& bench) {
 void CheckRandomFailures(Bench& bench) {
   const std::string& module = bench.options().subject.name;
   FailingLives lives(bench, "calls failed");
-  if (!lives.Learn([&] { return std::make_unique<FailingCall>(module, 0, KtStatus{0}); })) return;
+  const auto calls =
+      lives.Learn([&] { return std::make_unique<FailingCall>(module, 0, KtStatus{0}); });
+  if (!calls) return;
+  if (*calls == 0) bench.NotTried("the module makes no call in a life that could fail");
   for (std::uint64_t round = 1; round <= bench.options().rounds; ++round) {
     if (round < bench.options().from) continue;
     const std::uint64_t seed = bench.options().walk.seed + round - 1;
@@ -208,6 +217,7 @@ void CheckMemory(Bench& bench) {
   FailingLives lives(bench, "allocations failed");
   const auto allocations = lives.Learn([] { return std::make_unique<FailingAllocation>(0); });
   if (!allocations) return;
+  if (*allocations == 0) bench.NotTried("the module allocates nothing in a life");
   bench.Count("allocations in a life", bench.options().from == 0 ? *allocations : 0);
   const Chosen chosen(*allocations, bench.options());
   for (std::uint64_t number = 1; number <= *allocations; ++number) {

@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::size_t kBlocksOfALife = 16384;
 constexpr std::size_t kWindows = 8;
+constexpr std::size_t kFewestLives = 11;  // so that each window has a life in it
 constexpr std::size_t kMostPlaces = 3;
 
 // What a service does with a provider at the least, and these controls.
@@ -37,12 +38,13 @@ void FillTables() {
 
 // How many bytes each life keeps. The first lives fill caches, and threads that are just ending
 // still have memory: so the rest is cut into windows of a few lives each, and unless there is more
-// at the end of each of them than at its beginning, nothing is kept.
-std::uint64_t BytesALife(const std::vector<std::uint64_t>& levels) {
-  if (levels.empty()) return 0;
+// at the end of each of them than at its beginning, nothing is kept. Nothing is answered where the
+// lives are too few to tell.
+std::optional<std::uint64_t> BytesALife(const std::vector<std::uint64_t>& levels) {
+  if (levels.empty()) return std::nullopt;
   const std::size_t first = levels.size() / 4;
   const std::size_t length = (levels.size() - 1 - first) / kWindows;
-  if (length == 0) return 0;
+  if (length == 0) return std::nullopt;
   for (std::size_t i = 0; i < kWindows; ++i) {
     const std::uint64_t begin = levels[first + i * length];
     const std::uint64_t end = levels[first + (i + 1) * length];
@@ -51,8 +53,8 @@ std::uint64_t BytesALife(const std::vector<std::uint64_t>& levels) {
   return (levels[first + kWindows * length] - levels[first]) / (kWindows * length);
 }
 
-// Lives through all lives, and answers how many bytes each has kept; nothing when the module does
-// not live, which is told.
+// Lives through all lives, and answers how many bytes each has kept; nothing when that is not
+// known: the module does not live, which is told, or the lives are too few.
 std::optional<std::uint64_t> LiveThrough(Bench& bench, const std::vector<KnownControl>& known) {
   std::vector<std::uint64_t> levels;
   levels.reserve(bench.options().lives);
@@ -74,7 +76,13 @@ std::optional<std::uint64_t> LiveThrough(Bench& bench, const std::vector<KnownCo
     if (const auto level = MemoryInUse()) levels.push_back(*level);
   }
   bench.Trying("");
-  return BytesALife(levels);
+  const auto kept = BytesALife(levels);
+  if (!kept) {
+    bench.NotTried("of " + std::to_string(bench.options().lives) +
+                   " lives the memory level says nothing; --lives " + std::to_string(kFewestLives) +
+                   " is the least");
+  }
+  return kept;
 }
 
 // Where that was allocated which is kept by most lives, where that is known.
@@ -123,6 +131,11 @@ void CheckWalk(Bench& bench) {
     bench.Count("controls sent", walker.controls());
     bench.Count("controls known", walker.known().size());
     bench.Count("events raised", walker.events());
+    if (walker.served() && walker.known().empty()) {
+      bench.NotTried("the module serves interfaces, but knows none of the " +
+                     std::to_string(walker.controls()) +
+                     " controls that were sent; give their codes with --codes");
+    }
   }
   bench.Trying("the end of the life");
   if (!watched.End()) bench.EndHere();

@@ -11,13 +11,12 @@ namespace {
 // So many are sent in each life that follows.
 constexpr std::size_t kMostControls = 24;
 
-// Without a life that can be lived again nothing can be tried.
+}  // namespace
+
 bool EndsTheCheck(const Finding& finding) {
   return finding.kind == "not-loaded" || finding.kind == "initialize" ||
          finding.kind == "thread-left";
 }
-
-}  // namespace
 
 std::optional<std::vector<KnownControl>> LearnControls(Bench& bench) {
   bench.Trying("an undisturbed life, to learn what there is to do");

@@ -16,4 +16,8 @@ namespace ktcheck {
 // "walk"'s to tell.
 std::optional<std::vector<KnownControl>> LearnControls(Bench& bench);
 
+// Whether the finding means that there will be no life in this process, so that nothing can be
+// tried.
+bool EndsTheCheck(const Finding& finding);
+
 }  // namespace ktcheck

@@ -81,7 +81,7 @@ int RunAll(const Options& options) {
     static_cast<void>(std::fputs("ktcheck: the verdict cannot be written\n", stderr));
     return ktcheck::kExitNoVerdict;
   }
-  return ktcheck::Passed(results) ? ktcheck::kExitPassed : ktcheck::kExitFindings;
+  return ktcheck::ExitStatus(ktcheck::VerdictOf(results));
 }
 
 }  // namespace

@@ -24,6 +24,8 @@ void ReadLine(const json& line, ReportRead& read) {
     }
   } else if (line.contains("count")) {
     read.figures[line.at("count").get<std::string>()] += line.at("number").get<std::uint64_t>();
+  } else if (line.contains("not tried")) {
+    read.not_tried = line.at("not tried").get<std::string>();
   } else if (line.contains("resume")) {
     read.resume = line.at("resume").get<std::uint64_t>();
   } else if (line.contains("crash")) {
@@ -62,6 +64,11 @@ void Report::Found(Finding finding) {
 void Report::Count(const std::string& figure, std::uint64_t number) {
   const std::lock_guard lock(mutex_);
   Write({{"count", figure}, {"number", number}});
+}
+
+void Report::NotTried(const std::string& why) {
+  const std::lock_guard lock(mutex_);
+  Write({{"not tried", why}});
 }
 
 void Report::Done() {

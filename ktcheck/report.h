@@ -2,7 +2,7 @@
 // told is there whatever becomes of the check.
 //
 // Each line is one JSON object; its first member says what it tells: "trying", "finding", "times",
-// "count", "resume", "crash" or "done".
+// "count", "not tried", "resume", "crash" or "done".
 //
 // Threads: everything from any thread.
 #pragma once
@@ -33,6 +33,9 @@ class Report {
   // Adds to a figure of the check: "calls failed".
   void Count(const std::string& figure, std::uint64_t number);
 
+  // What the check is there for could not be tried, for this reason.
+  void NotTried(const std::string& why);
+
   // The check is over, or (with a step) cannot go on in this process: what is left is to begin
   // there.
   void Done();
@@ -57,6 +60,7 @@ struct ReportRead {
   std::string trying;
   std::vector<Finding> findings;
   std::map<std::string, std::uint64_t> figures;
+  std::string not_tried;         // why, or ""
   std::optional<Finding> crash;  // told by the process as it crashed
 };
 

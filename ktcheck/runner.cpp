@@ -87,13 +87,15 @@ std::vector<CheckResult> Runner::Run() {
 }
 
 CheckResult Runner::RunCheck(const std::string& name) {
-  CheckResult result{name, {}, {}};
+  CheckResult result{name, {}, {}, {}};
   std::uint64_t from = 0;
   for (int i = 1;; ++i) {
     const Turn turn = RunProcess(name, from);
     if (turn.stopped) return result;
     for (const Finding& finding : turn.report.findings) Collect(result.findings, finding);
     for (const auto& [figure, number] : turn.report.figures) result.figures[figure] += number;
+    // What was begun in a process before was tried.
+    if (from == 0) result.not_tried = turn.report.not_tried;
     const auto ended = turn.EndFinding();
     if (ended) Collect(result.findings, *ended);
     if (turn.report.done || (!turn.report.resume && turn.report.step == 0)) break;

@@ -19,6 +19,7 @@ struct CheckResult {
   std::string name;
   std::vector<Finding> findings;
   std::map<std::string, std::uint64_t> figures;
+  std::string not_tried;  // why that was not tried which the check is there for, or ""
 };
 
 class Runner {

@@ -42,6 +42,13 @@ std::vector<Gathered> Gather(const std::vector<CheckResult>& results) {
   return gathered;
 }
 
+// What a check came to: "passed", "2 findings".
+std::string Outcome(const CheckResult& result) {
+  const std::size_t count = result.findings.size();
+  if (count == 0) return result.not_tried.empty() ? "passed" : "not tried";
+  return std::to_string(count) + (count == 1 ? " finding" : " findings");
+}
+
 std::string FindingText(std::size_t number, const Gathered& gathered) {
   const Finding& finding = gathered.finding;
   std::string text = "\n" + std::to_string(number) + ". " + finding.kind + ": " + finding.what;
@@ -59,25 +66,35 @@ std::string FindingText(std::size_t number, const Gathered& gathered) {
 
 }  // namespace
 
-bool Passed(const std::vector<CheckResult>& results) {
-  return std::all_of(results.begin(), results.end(),
-                     [](const CheckResult& result) { return result.findings.empty(); });
+Verdict VerdictOf(const std::vector<CheckResult>& results) {
+  const auto found = [](const CheckResult& result) { return !result.findings.empty(); };
+  const auto tried = [](const CheckResult& result) { return result.not_tried.empty(); };
+  if (std::any_of(results.begin(), results.end(), found)) return Verdict::kFindings;
+  const bool any = std::any_of(results.begin(), results.end(), tried);
+  return any ? Verdict::kPassed : Verdict::kNothingTried;
+}
+
+int ExitStatus(Verdict verdict) {
+  if (verdict == Verdict::kFindings) return kExitFindings;
+  return verdict == Verdict::kPassed ? kExitPassed : kExitNoVerdict;
 }
 
 std::string VerdictText(const Options& options, const std::vector<CheckResult>& results) {
   ktsvc::TextTable table;
   for (const CheckResult& result : results) {
-    const std::size_t count = result.findings.size();
-    table.Add(
-        {result.name,
-         count == 0 ? "passed" : std::to_string(count) + (count == 1 ? " finding" : " findings"),
-         Figures(result)});
+    table.Add({result.name, Outcome(result), Figures(result)});
   }
   std::string text = options.check.subject.name + ", " +
                      ktsvc::PathText(options.check.subject.file) + ", seed " +
                      std::to_string(options.check.walk.seed) + "\n\n" + table.Text("  ");
   std::size_t number = 0;
   for (const Gathered& gathered : Gather(results)) text += FindingText(++number, gathered);
+  for (const CheckResult& result : results) {
+    if (result.findings.empty() && !result.not_tried.empty()) {
+      text += "\n" + result.name + " was not tried: " + result.not_tried + "\n";
+    }
+  }
+  if (VerdictOf(results) == Verdict::kNothingTried) return text + "\nnothing was tried\n";
   if (number == 0) return text + "\npassed\n";
   return text + "\n" + std::to_string(number) + (number == 1 ? " finding" : " findings") +
          "; ktcheck.md in the documentation explains each kind and its usual cause\n";
@@ -93,15 +110,16 @@ std::string VerdictJson(const Options& options, const std::vector<CheckResult>& 
       findings.push_back(std::move(entry));
     }
     checks.push_back({{"name", result.name},
-                      {"passed", result.findings.empty()},
+                      {"passed", result.findings.empty() && result.not_tried.empty()},
+                      {"notTried", result.not_tried},
                       {"figures", result.figures},
                       {"findings", std::move(findings)}});
   }
   const nlohmann::json verdict{{"module", options.check.subject.name},
                                {"file", ktsvc::PathText(options.check.subject.file)},
                                {"seed", options.check.walk.seed},
-                               {"passed", Passed(results)},
-                               {"exitStatus", Passed(results) ? kExitPassed : kExitFindings},
+                               {"passed", VerdictOf(results) == Verdict::kPassed},
+                               {"exitStatus", ExitStatus(VerdictOf(results))},
                                {"checks", std::move(checks)}};
   return verdict.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }

@@ -11,8 +11,14 @@
 
 namespace ktcheck {
 
-// True when no check found anything.
-bool Passed(const std::vector<CheckResult>& results);
+enum class Verdict { kPassed, kFindings, kNothingTried };
+
+// What comes of all checks together. One that found nothing because it tried nothing is not enough
+// to pass; beside others that tried something it is.
+Verdict VerdictOf(const std::vector<CheckResult>& results);
+
+// The status with which the program ends on it.
+int ExitStatus(Verdict verdict);
 
 std::string VerdictText(const Options& options, const std::vector<CheckResult>& results);
 

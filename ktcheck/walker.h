@@ -40,6 +40,8 @@ class Walker {
   void Repeat(const std::vector<KnownControl>& known);
 
   [[nodiscard]] const std::vector<KnownControl>& known() const noexcept { return known_; }
+  // Whether there was anything that a control could be sent to.
+  [[nodiscard]] bool served() const noexcept { return controls_ != 0; }
   [[nodiscard]] std::uint64_t controls() const noexcept { return controls_; }
   [[nodiscard]] std::uint64_t events() const noexcept { return events_; }
 

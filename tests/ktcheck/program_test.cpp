@@ -73,6 +73,36 @@ TEST(KtcheckVerdict, OfAModuleThatPassesSaysSo) {
   EXPECT_EQ(result.errors, "");
 }
 
+TEST(KtcheckVerdict, OfAWalkThatKnowsNoControlIsNotThatItPassed) {
+  const Result result =
+      RunKtcheck({"--quiet", "--only", "walk", "--codes", "1-5", BrokenModule("leaking")});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_THAT(result.output, HasSubstr("  walk  not tried  "));
+  EXPECT_THAT(result.output, HasSubstr("walk was not tried: the module serves interfaces, but "
+                                       "knows none of the 6 controls that were sent"));
+  EXPECT_THAT(result.output, testing::EndsWith("\nnothing was tried\n"));
+}
+
+TEST(KtcheckVerdict, OfLivesThatAreTooFewIsNotThatMemoryIsFlat) {
+  const nlohmann::json verdict = VerdictOn("hostkit", {"lives"}, {"--lives", "8"});
+  const nlohmann::json& lives = verdict.at("checks").at(0);
+  EXPECT_THAT(lives.at("notTried").get<std::string>(), HasSubstr("--lives 11 is the least"));
+  EXPECT_FALSE(lives.at("figures").contains("bytes kept by a life"));
+}
+
+TEST(KtcheckVerdict, OfChecksOfWhichOneWasNotTriedIsThatOfTheOthers) {
+  const nlohmann::json verdict = VerdictOn("hostkit", {"names", "lives"}, {"--lives", "8"});
+  EXPECT_TRUE(verdict.at("passed").get<bool>());
+  EXPECT_EQ(verdict.at("checks").at(0).at("notTried"), "");
+  EXPECT_NE(verdict.at("checks").at(1).at("notTried"), "");
+}
+
+TEST(KtcheckVerdict, OfCallsNamesAModuleThatCannotBeLivedTwice) {
+  const nlohmann::json verdict =
+      VerdictOn(BrokenModule("restless"), {"failures"}, {"--patience", "30"});
+  EXPECT_THAT(KindsIn(verdict), testing::ElementsAre("thread-left"));
+}
+
 TEST(KtcheckWalk, LeavesTheRestartOut) {
   // The codes around it are sent, it is not: one control less.
   const auto sent = [](const std::string& codes) {
