@@ -37,8 +37,8 @@ cuvo_bool AddSubscription(const KtBusSubscriptionInfo* info, void* context) {
 }  // namespace
 
 Life::Life(Surroundings surroundings) : around_(std::move(surroundings)) {
-  for (const ThreadStack& thread : OtherThreads()) threads_before_.insert(thread.thread);
   ktsvc::RequireOk(KtBusOpenDatabase(&database_), "KtBusOpenDatabase");
+  for (const ThreadStack& thread : OtherThreads()) threads_before_.insert(thread.thread);
 }
 
 Life::~Life() {
@@ -128,9 +128,10 @@ bool Life::ThreadsAreGone() {
     std::vector<ThreadStack> left;
     bool unclear = false;
     for (const ThreadStack& thread : OtherThreads()) {
-      if (StandsInModule(thread.stack)) {
+      const bool began_here = !threads_before_.contains(thread.thread);
+      if (StandsInModule(thread.stack) || (began_here && thread.blocks_asking)) {
         left.push_back(thread);
-      } else if (!threads_before_.contains(thread.thread) && !StandsInFramework(thread.stack)) {
+      } else if (began_here && !StandsInFramework(thread.stack)) {
         unclear = true;  // it has hardly begun, or is about to end
       }
     }
@@ -146,6 +147,12 @@ bool Life::ThreadsAreGone() {
 
 void Life::TellThreads(const std::vector<ThreadStack>& threads) {
   for (const ThreadStack& thread : threads) {
+    if (thread.blocks_asking) {
+      Tell("thread-left",
+           "a thread that began in this life still runs after Shutdown; it blocks signals, and "
+           "cannot be asked where it stands");
+      continue;
+    }
     around_.sink({"thread-left",
                   "a thread of the module still runs after Shutdown",
                   {},

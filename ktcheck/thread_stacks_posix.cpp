@@ -81,7 +81,6 @@ CallStack WithoutHandler(const CallStack& stack) {
 }
 
 CallStack Ask(std::uint64_t thread) {
-  if (BlocksAsking(thread)) return {};
   asked.store(thread);
   if (syscall(SYS_tgkill, getpid(), static_cast<pid_t>(thread), AskingSignal()) != 0) {
     asked.store(0);
@@ -111,7 +110,8 @@ std::vector<ThreadStack> OtherThreads() {
     std::uint64_t thread = 0;
     std::from_chars(name.data(), name.data() + name.size(), thread);
     if (thread == 0 || thread == ThisThread()) continue;
-    threads.push_back({thread, Ask(thread)});
+    const bool blocks = BlocksAsking(thread);
+    threads.push_back({thread, blocks ? CallStack{} : Ask(thread), blocks});
   }
   return threads;
 }

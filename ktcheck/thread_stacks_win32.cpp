@@ -63,7 +63,7 @@ std::vector<ThreadStack> OtherThreads() {
        more = Thread32Next(snapshot, &entry)) {
     if (entry.th32OwnerProcessID == GetCurrentProcessId() &&
         entry.th32ThreadID != GetCurrentThreadId()) {
-      threads.push_back({entry.th32ThreadID, {}});
+      threads.push_back({entry.th32ThreadID, {}, false});
     }
   }
   CloseHandle(snapshot);

@@ -11,6 +11,14 @@
 namespace ktcheck_test {
 namespace {
 
+TEST(BrokenModule, WhoseThreadBlocksSignalsIsToldThatAThreadIsLeft) {
+  const nlohmann::json verdict =
+      VerdictOn(BrokenModule("deaf"), {"exports", "names", "life"}, {"--patience", "30"});
+  EXPECT_THAT(KindsIn(verdict), testing::ElementsAre("thread-left"));
+  EXPECT_THAT(FirstOf(verdict, "thread-left").at("what").get<std::string>(),
+              testing::HasSubstr("it blocks signals"));
+}
+
 ktsvc_test::Result RunByShell(const std::string& line, const ktsvc_test::Environment& environment) {
   const auto program = ktsvc_test::BuiltProgram().parent_path() / "ktcheck";
   return ktsvc_test::Program({"-c", program.string() + " " + line}, environment, "/bin/sh").Wait();
