@@ -113,6 +113,7 @@ class Player : public std::enable_shared_from_this<Player> {
   std::uint64_t progress_ = 0;
   std::uint64_t functions_ = 0;
   std::uint64_t calls_ = 0;
+  std::uint64_t given_up_ = 0;
 };
 
 }  // namespace ktreplay

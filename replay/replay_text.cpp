@@ -38,6 +38,11 @@ std::string ReplayText(const ReplayResult& result) {
     text +=
         "  expected  " + difference.expected + "\n  came      " + difference.came + "\n  " + counts;
   }
+  if (result.given_up != 0) {
+    text += "  the recorded order was given up " + std::to_string(result.given_up) +
+            (result.given_up == 1 ? " time" : " times") +
+            ": a thread that all waited for did not come\n";
+  }
   if (!result.incomplete.empty()) {
     text += "  the recording is not whole: " + result.incomplete + "; it was replayed so far\n";
   }

@@ -104,6 +104,7 @@ ReplayResult Player::Run() {
   result.functions = functions_;
   result.calls = calls_;
   result.difference = difference_;
+  result.given_up = given_up_;
   result.incomplete = recorded_.incomplete();
   result.stuck = stuck;
   return result;
@@ -228,6 +229,7 @@ void Player::KeepOrder(const Item& item, std::unique_lock<std::mutex>& lock) {
         lock, kOrderPatience, [&] { return order_.frontier() != stands || !Watching(); });
     if (!moved && sleeping_ == 0) {
       order_.GiveUpNext();
+      ++given_up_;
       changed_.notify_all();
     }
   }

@@ -54,6 +54,8 @@ struct ReplayResult {
   std::uint64_t functions = 0;  // calls of its functions that were made and compared
   std::uint64_t calls = 0;      // calls of the framework that were compared
   std::optional<Difference> difference;
+  // How often all waited in vain for a thread of the recording, and its order was given up.
+  std::uint64_t given_up = 0;
   std::string incomplete;  // why the recording has no end; it is replayed as far as it goes
   // The module has not come back: its threads still run, and the process can only be ended at once.
   bool stuck = false;

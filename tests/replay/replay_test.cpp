@@ -224,6 +224,19 @@ TEST_F(ReplayTest, FailsTheAllocationThatFailedThen) {
   EXPECT_THAT(result.difference->came, HasSubstr("= 0x8007000E"));
 }
 
+TEST_F(ReplayTest, SaysHowOftenTheRecordedOrderWasGivenUp) {
+  // The worker does one thing less than in the recording, and the others wait for it in vain.
+  const ReplayResult result = ReplayChanged([](std::vector<Item>& items) {
+    const Item more = FindItem(items, ItemKind::kCall, "EvRaiseEvent");
+    const auto last = std::find_if(items.rbegin(), items.rend(),
+                                   [&](const Item& item) { return item.thread == more.thread; });
+    items.insert(last.base(), more);
+  });
+  EXPECT_FALSE(result.difference.has_value()) << ReplayText(result);
+  EXPECT_EQ(result.given_up, 1U);
+  EXPECT_THAT(ReplayText(result), HasSubstr("the recorded order was given up 1 time: "));
+}
+
 TEST_F(ReplayTest, ReplaysARecordingThatIsCutOffAsFarAsItGoes) {
   const ReplayResult result = ReplayChanged(
       [](std::vector<Item>& items) {
