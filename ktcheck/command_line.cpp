@@ -99,10 +99,17 @@ void AddOutputOptions(CLI::App& app, Words& words) {
   app.add_flag("--list", words.list, "Show all checks and all that they can find, and end");
   app.add_flag("--json", words.options.json, "The verdict as one JSON document");
   app.add_flag("-q,--quiet", words.options.quiet, "No progress on standard error");
-  app.add_option("--replay", words.replay,
-                 "Run the module against a recording of \"ktsvc run --record FILE\" instead, and\n"
-                 "print the first difference")
-      ->type_name("FILE");
+  CLI::Option* const replay =
+      app.add_option(
+             "--replay", words.replay,
+             "Run the module against a recording of \"ktsvc run --record FILE\" instead, and\n"
+             "print the first difference")
+          ->type_name("FILE");
+  // No check runs then, so that what is said of checks would say nothing.
+  for (const char* const name : {"--only", "--lives", "--rounds", "--failures", "--seed",
+                                 "--patience", "--codes", "--leave-out", "--also", "--registry"}) {
+    replay->excludes(app.get_option(name));
+  }
   // For the processes that this program starts of itself.
   app.add_option("--one", words.options.one)->group("");
   app.add_option("--report", words.report)->group("");
@@ -232,6 +239,17 @@ std::vector<std::string> WordsForOne(const Options& options, const std::string& 
   if (what.walk.MaySend(kRestart)) words.insert(words.end(), {"--also", std::to_string(kRestart)});
   words.push_back(ktsvc::PathText(what.subject.file));
   return words;
+}
+
+std::vector<std::string> WordsForReplay(const Options& options,
+                                        const std::filesystem::path& report) {
+  return {"--one",
+          "replay",
+          "--report",
+          ktsvc::PathText(report),
+          "--replay",
+          ktsvc::PathText(options.replay),
+          ktsvc::PathText(options.check.subject.file)};
 }
 
 }  // namespace ktcheck

@@ -23,4 +23,8 @@ std::variant<Options, LastWords> ReadCommandLine(const std::vector<std::string>&
 std::vector<std::string> WordsForOne(const Options& options, const std::string& check,
                                      const std::filesystem::path& report, std::uint64_t from);
 
+// The words with which a process of the same options replays.
+std::vector<std::string> WordsForReplay(const Options& options,
+                                        const std::filesystem::path& report);
+
 }  // namespace ktcheck

@@ -56,6 +56,18 @@ int RunOne(const Options& options) {
   return ktcheck::kExitPassed;
 }
 
+bool Stopped() {
+  return g_signal != 0;
+}
+
+// Everything is put away; now it ends as it would have ended at once.
+void EndBySignal() {
+  if (!Stopped()) return;
+  const int signal = g_signal;
+  static_cast<void>(std::signal(signal, SIG_DFL));
+  static_cast<void>(std::raise(signal));
+}
+
 int RunAll(const Options& options) {
   std::vector<ktcheck::CheckResult> results;
   {
@@ -65,15 +77,9 @@ int RunAll(const Options& options) {
     const auto progress = [&](const std::string& what) {
       if (!options.quiet) static_cast<void>(std::fprintf(stderr, "%s\n", what.c_str()));
     };
-    results =
-        ktcheck::Runner(options, scratch.path(), progress, [] { return g_signal != 0; }).Run();
+    results = ktcheck::Runner(options, scratch.path(), progress, &Stopped).Run();
   }
-  if (g_signal != 0) {
-    // Everything is put away; now it ends as it would have ended at once.
-    const int signal = g_signal;
-    static_cast<void>(std::signal(signal, SIG_DFL));
-    static_cast<void>(std::raise(signal));
-  }
+  EndBySignal();
   ktsvc::Output output;
   output.Write(options.json ? ktcheck::VerdictJson(options, results)
                             : ktcheck::VerdictText(options, results));
@@ -82,6 +88,17 @@ int RunAll(const Options& options) {
     return ktcheck::kExitNoVerdict;
   }
   return ktcheck::ExitStatus(ktcheck::VerdictOf(results));
+}
+
+int Replay(const Options& options) {
+  int status = ktcheck::kExitNoVerdict;
+  {
+    MindSignals();
+    const ktcheck::ScratchFolder scratch;
+    status = ktcheck::RunReplay(options, scratch.path(), &Stopped);
+  }
+  EndBySignal();
+  return status;
 }
 
 }  // namespace
@@ -96,8 +113,9 @@ int main(int argc, char** argv) {
       return last->status;
     }
     const auto& options = std::get<Options>(read);
-    if (!options.one.empty()) return RunOne(options);
-    if (!options.replay.empty()) return ktcheck::RunReplay(options);
+    const bool replays = !options.replay.empty();
+    if (!options.one.empty()) return replays ? ktcheck::RunReplayHere(options) : RunOne(options);
+    if (replays) return Replay(options);
     return RunAll(options);
   } catch (const std::exception& error) {
     static_cast<void>(std::fprintf(stderr, "ktcheck: %s\n", error.what()));

@@ -26,6 +26,11 @@ void ReadLine(const json& line, ReportRead& read) {
     read.figures[line.at("count").get<std::string>()] += line.at("number").get<std::uint64_t>();
   } else if (line.contains("not tried")) {
     read.not_tried = line.at("not tried").get<std::string>();
+  } else if (line.contains("replayed")) {
+    read.replayed = line.at("replayed").get<std::string>();
+    read.replay_text = line.at("text").get<std::string>();
+  } else if (line.contains("refused")) {
+    read.refused = line.at("refused").get<std::string>();
   } else if (line.contains("resume")) {
     read.resume = line.at("resume").get<std::uint64_t>();
   } else if (line.contains("crash")) {
@@ -69,6 +74,16 @@ void Report::Count(const std::string& figure, std::uint64_t number) {
 void Report::NotTried(const std::string& why) {
   const std::lock_guard lock(mutex_);
   Write({{"not tried", why}});
+}
+
+void Report::Replayed(const std::string& result, const std::string& text) {
+  const std::lock_guard lock(mutex_);
+  Write({{"replayed", result}, {"text", text}});
+}
+
+void Report::Refused(const std::string& why) {
+  const std::lock_guard lock(mutex_);
+  Write({{"refused", why}});
 }
 
 void Report::Done() {

@@ -2,7 +2,7 @@
 // told is there whatever becomes of the check.
 //
 // Each line is one JSON object; its first member says what it tells: "trying", "finding", "times",
-// "count", "not tried", "resume", "crash" or "done".
+// "count", "not tried", "replayed", "refused", "resume", "crash" or "done".
 //
 // Threads: everything from any thread.
 #pragma once
@@ -36,6 +36,10 @@ class Report {
   // What the check is there for could not be tried, for this reason.
   void NotTried(const std::string& why);
 
+  // What came of a replay: a JSON object, and for people. Or why there was none.
+  void Replayed(const std::string& result, const std::string& text);
+  void Refused(const std::string& why);
+
   // The check is over, or (with a step) cannot go on in this process: what is left is to begin
   // there.
   void Done();
@@ -61,6 +65,9 @@ struct ReportRead {
   std::vector<Finding> findings;
   std::map<std::string, std::uint64_t> figures;
   std::string not_tried;         // why, or ""
+  std::string replayed;          // the JSON object of a replay, or ""
+  std::string replay_text;       // for people
+  std::string refused;           // why there was no replay, or ""
   std::optional<Finding> crash;  // told by the process as it crashed
 };
 

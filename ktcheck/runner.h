@@ -12,6 +12,7 @@
 
 #include "ktcheck/finding.h"
 #include "ktcheck/options.h"
+#include "ktcheck/turn.h"
 
 namespace ktcheck {
 
@@ -34,8 +35,6 @@ class Runner {
   std::vector<CheckResult> Run();
 
  private:
-  struct Turn;
-
   CheckResult RunCheck(const std::string& name);
   Turn RunProcess(const std::string& name, std::uint64_t from);
 

@@ -49,21 +49,6 @@ std::string Outcome(const CheckResult& result) {
   return std::to_string(count) + (count == 1 ? " finding" : " findings");
 }
 
-std::string FindingText(std::size_t number, const Gathered& gathered) {
-  const Finding& finding = gathered.finding;
-  std::string text = "\n" + std::to_string(number) + ". " + finding.kind + ": " + finding.what;
-  text += "\n   found by " + gathered.checks;
-  if (finding.times > 1) text += ", " + std::to_string(finding.times) + " times";
-  if (!finding.when.empty()) text += "; first: " + finding.when;
-  text += "\n";
-  for (const Trail& trail : finding.trails) {
-    if (trail.frames.empty()) continue;
-    text += "   " + trail.title + ":\n";
-    for (const std::string& frame : trail.frames) text += "     " + frame + "\n";
-  }
-  return text + "   What to do: " + std::string(KindNamed(finding.kind).todo) + "\n";
-}
-
 }  // namespace
 
 Verdict VerdictOf(const std::vector<CheckResult>& results) {
@@ -79,6 +64,20 @@ int ExitStatus(Verdict verdict) {
   return verdict == Verdict::kPassed ? kExitPassed : kExitNoVerdict;
 }
 
+std::string FindingText(std::size_t number, const Finding& finding, const std::string& checks) {
+  std::string text = "\n" + std::to_string(number) + ". " + finding.kind + ": " + finding.what;
+  text += "\n   found by " + checks;
+  if (finding.times > 1) text += ", " + std::to_string(finding.times) + " times";
+  if (!finding.when.empty()) text += "; first: " + finding.when;
+  text += "\n";
+  for (const Trail& trail : finding.trails) {
+    if (trail.frames.empty()) continue;
+    text += "   " + trail.title + ":\n";
+    for (const std::string& frame : trail.frames) text += "     " + frame + "\n";
+  }
+  return text + "   What to do: " + std::string(KindNamed(finding.kind).todo) + "\n";
+}
+
 std::string VerdictText(const Options& options, const std::vector<CheckResult>& results) {
   ktsvc::TextTable table;
   for (const CheckResult& result : results) {
@@ -88,7 +87,9 @@ std::string VerdictText(const Options& options, const std::vector<CheckResult>& 
                      ktsvc::PathText(options.check.subject.file) + ", seed " +
                      std::to_string(options.check.walk.seed) + "\n\n" + table.Text("  ");
   std::size_t number = 0;
-  for (const Gathered& gathered : Gather(results)) text += FindingText(++number, gathered);
+  for (const Gathered& gathered : Gather(results)) {
+    text += FindingText(++number, gathered.finding, gathered.checks);
+  }
   for (const CheckResult& result : results) {
     if (result.findings.empty() && !result.not_tried.empty()) {
       text += "\n" + result.name + " was not tried: " + result.not_tried + "\n";
@@ -100,14 +101,18 @@ std::string VerdictText(const Options& options, const std::vector<CheckResult>& 
          "; ktcheck.md in the documentation explains each kind and its usual cause\n";
 }
 
+nlohmann::json FindingJson(const Finding& finding) {
+  nlohmann::json entry = ToJson(finding);
+  entry["todo"] = KindNamed(finding.kind).todo;
+  return entry;
+}
+
 std::string VerdictJson(const Options& options, const std::vector<CheckResult>& results) {
   nlohmann::json checks = nlohmann::json::array();
   for (const CheckResult& result : results) {
     nlohmann::json findings = nlohmann::json::array();
     for (const Finding& finding : result.findings) {
-      nlohmann::json entry = ToJson(finding);
-      entry["todo"] = KindNamed(finding.kind).todo;
-      findings.push_back(std::move(entry));
+      findings.push_back(FindingJson(finding));
     }
     checks.push_back({{"name", result.name},
                       {"passed", result.findings.empty() && result.not_tried.empty()},

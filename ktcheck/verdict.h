@@ -3,6 +3,7 @@
 // Threads: pure functions.
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,10 @@ Verdict VerdictOf(const std::vector<CheckResult>& results);
 
 // The status with which the program ends on it.
 int ExitStatus(Verdict verdict);
+
+// One finding with its number, and by which checks it was found.
+std::string FindingText(std::size_t number, const Finding& finding, const std::string& checks);
+nlohmann::json FindingJson(const Finding& finding);
 
 std::string VerdictText(const Options& options, const std::vector<CheckResult>& results);
 

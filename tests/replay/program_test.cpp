@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "host_system.h"
 #include "replay/recordings.h"
 #include "service/program.h"
@@ -10,6 +12,7 @@ namespace replay_test {
 namespace {
 
 using ktreplay::ItemKind;
+using Json = nlohmann::json;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -23,12 +26,11 @@ class ReplayProgram : public testing::Test {
     return ktsvc_test::RunKtsvc(std::move(words), Surroundings());
   }
 
-  ktsvc_test::Result Replay(const std::string& module) {
+  ktsvc_test::Result Replay(const std::string& module, std::vector<std::string> words = {}) {
     std::filesystem::path program = ktsvc_test::BuiltProgram().parent_path() / "ktcheck";
     program += ktsvc_test::BuiltProgram().extension();
-    return ktsvc_test::Program({"--replay", ktsvc::PathText(File()), module}, Surroundings(),
-                               program)
-        .Wait();
+    words.insert(words.end(), {"--replay", ktsvc::PathText(File()), module});
+    return ktsvc_test::Program(std::move(words), Surroundings(), program).Wait();
   }
 
  private:
@@ -60,6 +62,50 @@ TEST_F(ReplayProgram, AChangedStatusIsTold) {
   EXPECT_EQ(replayed.status, 1) << replayed.output << replayed.errors;
   EXPECT_THAT(replayed.output, HasSubstr("hostkit: the first difference is at item "));
   EXPECT_THAT(replayed.output, HasSubstr("= 0xC1000002"));
+}
+
+TEST_F(ReplayProgram, TellsTheFirstDifferenceAsJson) {
+  RecordLife(File());
+  const auto replayed = Replay(ktsvc::PathText(Variant("output")), {"--json"});
+  EXPECT_EQ(replayed.status, 1) << replayed.errors;
+  const Json result = Json::parse(replayed.output, nullptr, false);
+  ASSERT_TRUE(result.is_object()) << replayed.output;
+  EXPECT_EQ(result.at("module"), "replayed");
+  EXPECT_FALSE(result.at("passed").get<bool>());
+  EXPECT_EQ(result.at("exitStatus"), 1);
+  EXPECT_THAT(result.at("difference").at("came").get<std::string>(), HasSubstr("{sum:UINT32=43}"));
+  EXPECT_TRUE(result.at("findings").empty());
+}
+
+TEST_F(ReplayProgram, TellsAsJsonThatThereIsNoDifference) {
+  RecordLife(File());
+  const auto replayed = Replay(ktsvc::PathText(Variant("same")), {"--json"});
+  EXPECT_EQ(replayed.status, 0) << replayed.output << replayed.errors;
+  const Json result = Json::parse(replayed.output, nullptr, false);
+  ASSERT_TRUE(result.is_object()) << replayed.output;
+  EXPECT_TRUE(result.at("passed").get<bool>());
+  EXPECT_TRUE(result.at("difference").is_null());
+  EXPECT_EQ(result.at("functions"), 8);
+}
+
+TEST_F(ReplayProgram, TellsWhereAModuleCrashesAndEndsAsWithADifference) {
+  RecordLife(File());
+  const auto replayed = Replay(ktsvc::PathText(Variant("crash")));
+  EXPECT_EQ(replayed.status, 1) << replayed.errors;
+  EXPECT_THAT(replayed.output, StartsWith("replayed: it did not come to the end"));
+  EXPECT_THAT(replayed.output, HasSubstr("crash: "));
+  EXPECT_THAT(replayed.output, HasSubstr("found by the replay"));
+}
+
+TEST_F(ReplayProgram, RefusesWordsThatAreOfChecks) {
+  RecordLife(File());
+  for (const auto& words : std::vector<std::vector<std::string>>{
+           {"--only", "life"}, {"--seed", "1"}, {"--codes", "1-5"}, {"--registry", "/"}}) {
+    const auto replayed = Replay(ktsvc::PathText(Variant("same")), words);
+    EXPECT_EQ(replayed.status, 2) << words.front();
+    EXPECT_THAT(replayed.errors, HasSubstr(words.front()));
+    EXPECT_EQ(replayed.output, "");
+  }
 }
 
 TEST_F(ReplayProgram, SaysWhatIsNoRecording) {

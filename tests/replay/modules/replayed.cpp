@@ -107,6 +107,10 @@ KtStatus Notice(std::uint64_t /*a*/, std::uint64_t /*b*/, std::uint64_t /*c*/, s
 }
 
 KtStatus Stop(std::uint64_t /*argument*/) {
+  if (kVariant == "crash") {
+    volatile int* volatile nowhere = nullptr;
+    *nowhere = 1;
+  }
   if (worker.joinable()) {
     worker.join();
   }
