@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "bus_text.h"
 #include "ktbus3/ktbus3_host.h"
@@ -21,6 +22,7 @@
 namespace ktcheck {
 namespace {
 
+constexpr std::size_t kMostExamples = 6;
 constexpr std::array<const char*, 2> kExports{"DllInit", "ProviderEntry"};
 
 using EntryFunction = KtStatus (*)(const KtWchar*, void*, KtProviderTable*);
@@ -98,6 +100,23 @@ void AskNames(Bench& bench, Entry& entry) {
   }
 }
 
+// All in one finding: a module without a version script exports dozens of things.
+void TellExtras(Bench& bench, const std::vector<std::string>& names) {
+  std::vector<std::string> extras;
+  for (const std::string& name : names) {
+    const bool ours = std::find(kExports.begin(), kExports.end(), name) != kExports.end();
+    if (!ours) extras.push_back(ReadableName(name));
+  }
+  if (extras.empty()) return;
+  std::sort(extras.begin(), extras.end());
+  const std::string what = extras.size() == 1
+                               ? "one more thing is exported"
+                               : std::to_string(extras.size()) + " more things are exported";
+  const bool all = extras.size() <= kMostExamples;
+  if (!all) extras.resize(kMostExamples);
+  bench.Found({"export-extra", what, {}, {{all ? "these" : "some of them", std::move(extras)}}, 1});
+}
+
 bool Attach(Bench& bench, ktsvc::ModuleLibrary& library) {
   const Timed timed(bench.clock(), "DllInit");
   try {
@@ -124,11 +143,7 @@ void CheckExports(Bench& bench) {
       bench.Found({"export-missing", std::string(name) + " is not exported", {}, {}, 1});
     }
   }
-  for (const std::string& name : exports.names) {
-    if (std::find(kExports.begin(), kExports.end(), name) == kExports.end()) {
-      bench.Found({"export-extra", name + " is exported", {}, {}, 1});
-    }
-  }
+  TellExtras(bench, exports.names);
   if (!exports.begins_at_init) {
     bench.Found({"entry-point", "the file does not start at DllInit", {}, {}, 1});
   }

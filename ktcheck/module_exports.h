@@ -18,4 +18,7 @@ struct ModuleExports {
 // Throws std::runtime_error for a file that cannot be read, or that is none.
 ModuleExports ExportsOf(const std::filesystem::path& file);
 
+// The name as its author wrote it: "kt::Sum(int)" for "_ZN2kt3SumEi".
+std::string ReadableName(const std::string& symbol);
+
 }  // namespace ktcheck

@@ -129,6 +129,16 @@ TEST(BrokenModule, WhoseShutdownFailsInAnOrdinaryLifeIsToldWithItsAnswer) {
               HasSubstr("Shutdown answers 0x"));
 }
 
+TEST(BrokenModule, ThatExportsItsInsidesIsToldInOneFindingWithReadableNames) {
+  const Json verdict = VerdictOn(BrokenModule("outspoken"), {"exports"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("export-extra"));
+  const Json extra = FirstOf(verdict, "export-extra");
+  EXPECT_EQ(verdict.at("checks").at(0).at("findings").size(), 1U) << verdict;
+  EXPECT_THAT(extra.at("what").get<std::string>(), HasSubstr(" more things are exported"));
+  EXPECT_THAT(extra.at("stacks").dump(), HasSubstr("broken::Half(int)"));
+  EXPECT_THAT(extra.at("stacks").dump(), HasSubstr("broken::Twice(int)"));
+}
+
 #if defined(OVERRUNS_END_THE_PROGRAM)
 
 // The sanitizer has a word of its own at the end of the process.
