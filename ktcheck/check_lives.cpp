@@ -28,6 +28,18 @@ void Work(Bench& bench, Life& life, ControlWatch& watch,
   Walker(life, watch, bench.options().walk, [](const std::string&) {}).Repeat(known);
 }
 
+// What is sent after Shutdown: the module's own controls, and one that it does not know.
+std::vector<CodeRange> CodesOf(const std::vector<KnownControl>& known) {
+  std::vector<CodeRange> codes{{0, 0}};
+  for (const KnownControl& control : known) {
+    const auto same = [&](const CodeRange& range) { return range.first == control.code; };
+    if (std::none_of(codes.begin(), codes.end(), same)) {
+      codes.push_back({control.code, control.code});
+    }
+  }
+  return codes;
+}
+
 // Makes the framework's tables of memory as large as a life needs them at the most, so that they do
 // not grow while the level is watched.
 void FillTables() {
@@ -142,19 +154,22 @@ void CheckWalk(Bench& bench) {
 }
 
 void CheckLate(Bench& bench) {
+  const auto known = LearnControls(bench);
+  if (!known) return;
   WatchedLife watched(bench, {bench.Sink()});
   if (!watched.Begin()) {
     watched.End();
     return;
   }
-  Work(bench, watched.life(), watched.controls());
+  Work(bench, watched.life(), watched.controls(), *known);
   WalkOptions few = bench.options().walk;
-  few.codes = {{0, 1}, {11002, 11005}};
+  few.codes = CodesOf(*known);
   const bool usable = watched.End([&] {
     Walker walker(watched.life(), watched.controls(), few,
                   [&](const std::string& what) { bench.Trying("after Shutdown: " + what); });
     walker.Walk();
-    bench.Count("late calls", walker.controls() + walker.events());
+    bench.Count("late controls", walker.controls());
+    bench.Count("late events", walker.events());
     bench.Trying("the end of the life");
   });
   if (!usable) bench.EndHere();

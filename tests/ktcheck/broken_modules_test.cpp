@@ -86,6 +86,13 @@ TEST(BrokenModule, ThatCallsAfterShutdownIsToldWhatAndFromWhere) {
             "a registration made by EvRegisterEvent is never given back");
 }
 
+TEST(BrokenModule, ThatUsesAfterShutdownWhatItDeletedThereIsToldWhichControlCameLate) {
+  const Json verdict = VerdictOn(BrokenModule("posthumous"), {"life", "late"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("crash"));
+  EXPECT_THAT(FirstOf(verdict, "crash").at("when").get<std::string>(),
+              HasSubstr("after Shutdown: control 20001, selector 0, "));
+}
+
 TEST(BrokenModule, ThatDeadlocksInACallBackIsToldWithTheStacksOfBothSides) {
   const Json verdict = VerdictOn(BrokenModule("deadlocked"), {"life"}, {"--patience", "10"});
   EXPECT_EQ(KindsIn(verdict).count("stuck"), 1U) << verdict;
@@ -190,8 +197,8 @@ TEST(BrokenModule, ThatWritesPastARecordIsToldWhenTheRecordIsReleased) {
 TEST(BrokenModule, OfAnyKindHasItsFileInOrder) {
   for (const char* const name :
        {"belated", "careless", "clinging", "crashing", "deadlocked", "disorderly", "forgetful",
-        "hasty", "hoarding", "leaking", "mismatched", "overrunning", "restless", "stubborn",
-        "throwing", "unwilling"}) {
+        "hasty", "hoarding", "leaking", "mismatched", "overrunning", "posthumous", "restless",
+        "stubborn", "throwing", "unwilling"}) {
     EXPECT_THAT(KindsIn(VerdictOn(BrokenModule(name), {"exports", "names"})), ElementsAre())
         << name;
   }
