@@ -23,6 +23,7 @@ namespace ktcheck {
 namespace {
 
 constexpr std::size_t kMostExamples = 6;
+constexpr KtStatus kWrongProvider = 0xC1000005;
 constexpr std::array<const char*, 2> kExports{"DllInit", "ProviderEntry"};
 
 using EntryFunction = KtStatus (*)(const KtWchar*, void*, KtProviderTable*);
@@ -75,6 +76,29 @@ void TellMissing(Bench& bench, const KtProviderTable& table) {
   look(table.Version != nullptr, "Version");
 }
 
+// A host tells "this is not that provider" from every other failure by the status.
+void LookAtRefusal(Bench& bench, const std::string& name, KtStatus status,
+                   const KtProviderTable& table) {
+  if (status != kWrongProvider) {
+    bench.Found({"wrong-refusal",
+                 "ProviderEntry answers " + ktsvc::StatusText(status) + " to the name \"" + name +
+                     "\" that is not its own, and not " + ktsvc::StatusText(kWrongProvider),
+                 {},
+                 {},
+                 1});
+  }
+  const bool untouched = table.Control == nullptr && table.Initialize == nullptr &&
+                         table.Shutdown == nullptr && table.GetAttr == nullptr &&
+                         table.ChangeNotify == nullptr && table.Version == nullptr;
+  if (untouched) return;
+  bench.Found(
+      {"wrong-refusal",
+       "ProviderEntry refuses the name \"" + name + "\", and fills in the table all the same",
+       {},
+       {},
+       1});
+}
+
 void AskNames(Bench& bench, Entry& entry) {
   const std::string& name = bench.options().subject.name;
   for (const std::string& wrong : WrongNames(name)) {
@@ -84,6 +108,8 @@ void AskNames(Bench& bench, Entry& entry) {
       std::string what = "ProviderEntry takes the name \"";
       what.append(wrong).append("\", though the module is ").append(name);
       bench.Found({"wrong-name-taken", std::move(what), {}, {}, 1});
+    } else if (status) {
+      LookAtRefusal(bench, wrong, *status, table);
     }
   }
   KtProviderTable table{};

@@ -6,7 +6,7 @@
 namespace ktcheck {
 namespace {
 
-constexpr std::array<FindingKind, 26> kKinds{{
+constexpr std::array<FindingKind, 27> kKinds{{
     {"not-loaded", "the module cannot be loaded or does not start",
      "Load it with \"ktsvc run --once\" and mend what that says first."},
     {"export-missing", "DllInit or ProviderEntry is not exported",
@@ -18,6 +18,8 @@ constexpr std::array<FindingKind, 26> kKinds{{
      "Link it with DllInit as the entry point; kt_add_provider does it."},
     {"wrong-name-taken", "ProviderEntry takes a name that is not the module's",
      "Compare the whole name, letter by letter, and answer 0xC1000005 for any other."},
+    {"wrong-refusal", "ProviderEntry refuses a name that is not the module's in a wrong way",
+     "Answer 0xC1000005 to any other name, and leave the table alone."},
     {"function-missing", "ProviderEntry leaves one of the six functions null",
      "Fill in all six; a function that does nothing answers 0x80004001."},
     {"initialize", "Initialize fails", "The trace says why: ktsvc run --once --trace-level 1."},

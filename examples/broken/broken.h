@@ -1,7 +1,8 @@
 // What the broken providers share: the two exports, a table that does nothing wrong, and one object
 // on the bus that takes controls.
 //
-// A module includes this once and defines its name and its table. Everything that is wrong stands
+// A module includes this once and defines its name and its table; with BROKEN_OWN_ENTRY it brings a
+// ProviderEntry as well. Everything that is wrong stands
 // in the module's own file.
 #pragma once
 
@@ -92,10 +93,12 @@ BROKEN_EXPORT int DllInit(void* instance, std::uint32_t reason, void* reserved) 
 #endif
 }
 
+#if !defined(BROKEN_OWN_ENTRY)
 BROKEN_EXPORT KtStatus ProviderEntry(const KtWchar* name, void* /*reserved*/,
                                      KtProviderTable* table) {
   if (std::basic_string<KtWchar>(name) != broken::kName) return 0xC1000005;
   *table = broken::kTable;
   return 0;
 }
+#endif
 // NOLINTEND(misc-definitions-in-headers)

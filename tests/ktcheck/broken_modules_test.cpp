@@ -136,6 +136,14 @@ TEST(BrokenModule, WhoseShutdownFailsInAnOrdinaryLifeIsToldWithItsAnswer) {
               HasSubstr("Shutdown answers 0x"));
 }
 
+TEST(BrokenModule, ThatRefusesOtherNamesInAWayOfItsOwnIsToldWithWhat) {
+  const Json verdict = VerdictOn(BrokenModule("grumbling"), {"names"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("wrong-refusal"));
+  const std::string findings = verdict.at("checks").at(0).at("findings").dump();
+  EXPECT_THAT(findings, HasSubstr("ProviderEntry answers 0xC1000001"));
+  EXPECT_THAT(findings, HasSubstr("and fills in the table all the same"));
+}
+
 TEST(BrokenModule, ThatExportsItsInsidesIsToldInOneFindingWithReadableNames) {
   const Json verdict = VerdictOn(BrokenModule("outspoken"), {"exports"});
   EXPECT_THAT(KindsIn(verdict), ElementsAre("export-extra"));
