@@ -9,6 +9,7 @@
 #include <string>
 
 #include "ktcheck/call_clock.h"
+#include "ktcheck/figures.h"
 #include "ktcheck/life.h"
 #include "ktcheck/report.h"
 #include "ktcheck/walk_options.h"
@@ -40,7 +41,9 @@ class Bench {
   [[nodiscard]] std::string trying() const;
   // A finding, under the circumstances that are tried.
   void Found(Finding finding);
-  void Count(const std::string& figure, std::uint64_t number) { report_.Count(figure, number); }
+  void Count(const Figure& figure, std::uint64_t number) {
+    report_.Count(std::string(figure.key), number);
+  }
 
   // What the check is there for could not be tried: it has not passed then.
   void NotTried(const std::string& why) { report_.NotTried(why); }

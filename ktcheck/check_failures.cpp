@@ -48,8 +48,8 @@ using MakeDisturbance = std::function<std::unique_ptr<Disturbance>()>;
 
 class FailingLives {
  public:
-  // `figure` is what each failure is counted as: "calls failed".
-  FailingLives(Bench& bench, std::string figure) : bench_(bench), figure_(std::move(figure)) {}
+  // `figure` is what each failure is counted as.
+  FailingLives(Bench& bench, const Figure& figure) : bench_(bench), figure_(figure) {}
 
   // Learns what there is to do in a life, and how much could fail in it. Nothing when the module
   // does not live even undisturbed, which is told.
@@ -162,7 +162,7 @@ class FailingLives {
   }
 
   Bench& bench_;
-  const std::string figure_;
+  const Figure figure_;
   std::vector<KnownControl> known_;
   std::set<std::vector<std::string>> kept_always_;  // the places where that was allocated
 };
@@ -171,12 +171,12 @@ class FailingLives {
 
 void CheckFailures(Bench& bench) {
   const std::string& module = bench.options().subject.name;
-  FailingLives lives(bench, "calls failed");
+  FailingLives lives(bench, kCallsFailed);
   const auto calls =
       lives.Learn([&] { return std::make_unique<FailingCall>(module, 0, KtStatus{0}); });
   if (!calls) return;
   if (*calls == 0) bench.NotTried("the module makes no call in a life that could fail");
-  bench.Count("calls in a life", bench.options().from == 0 ? *calls : 0);
+  bench.Count(kCallsInALife, bench.options().from == 0 ? *calls : 0);
   const Chosen chosen(*calls * kFailingStatuses.size(), bench.options());
   std::uint64_t step = 0;
   for (const KtStatus status : kFailingStatuses) {
@@ -193,7 +193,7 @@ void CheckFailures(Bench& bench) {
 
 void CheckRandomFailures(Bench& bench) {
   const std::string& module = bench.options().subject.name;
-  FailingLives lives(bench, "calls failed");
+  FailingLives lives(bench, kCallsFailed);
   const auto calls =
       lives.Learn([&] { return std::make_unique<FailingCall>(module, 0, KtStatus{0}); });
   if (!calls) return;
@@ -214,11 +214,11 @@ void CheckRandomFailures(Bench& bench) {
 }
 
 void CheckMemory(Bench& bench) {
-  FailingLives lives(bench, "allocations failed");
+  FailingLives lives(bench, kAllocationsFailed);
   const auto allocations = lives.Learn([] { return std::make_unique<FailingAllocation>(0); });
   if (!allocations) return;
   if (*allocations == 0) bench.NotTried("the module allocates nothing in a life");
-  bench.Count("allocations in a life", bench.options().from == 0 ? *allocations : 0);
+  bench.Count(kAllocationsInALife, bench.options().from == 0 ? *allocations : 0);
   const Chosen chosen(*allocations, bench.options());
   for (std::uint64_t number = 1; number <= *allocations; ++number) {
     if (!chosen.Has(number)) continue;

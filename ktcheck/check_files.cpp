@@ -173,7 +173,7 @@ void CheckExports(Bench& bench) {
   if (!exports.begins_at_init) {
     bench.Found({"entry-point", "the file does not start at DllInit", {}, {}, 1});
   }
-  bench.Count("exports", exports.names.size());
+  bench.Count(kExportsCounted, exports.names.size());
 }
 
 void CheckNames(Bench& bench) {
@@ -190,7 +190,7 @@ void CheckNames(Bench& bench) {
     if (!Attach(bench, library)) return;
     Entry asked(bench, entry);
     AskNames(bench, asked);
-    bench.Count("names", WrongNames(bench.options().subject.name).size() + 1);
+    bench.Count(kNamesAsked, WrongNames(bench.options().subject.name).size() + 1);
     bench.Trying("unloading the module");
     const Timed timed(bench.clock(), "DllInit");
     library.Detach();

@@ -82,7 +82,7 @@ std::optional<std::uint64_t> LiveThrough(Bench& bench, const std::vector<KnownCo
       life.End();
       tainted = life.tainted();
     }
-    bench.Count("lives", 1);
+    bench.Count(kLives, 1);
     if (tainted) bench.EndHere();
     if (!begun) return std::nullopt;
     if (const auto level = MemoryInUse()) levels.push_back(*level);
@@ -130,7 +130,7 @@ void CheckLife(Bench& bench) {
   WatchedLife watched(bench, {bench.Sink()});
   if (watched.Begin()) Work(bench, watched.life(), watched.controls());
   const bool usable = watched.End();
-  bench.Count("framework calls", watched.calls());
+  bench.Count(kFrameworkCalls, watched.calls());
   if (!usable) bench.EndHere();
 }
 
@@ -140,9 +140,9 @@ void CheckWalk(Bench& bench) {
     Walker walker(watched.life(), watched.controls(), bench.options().walk,
                   [&](const std::string& what) { bench.Trying(what); });
     walker.Walk();
-    bench.Count("controls sent", walker.controls());
-    bench.Count("controls known", walker.known().size());
-    bench.Count("events raised", walker.events());
+    bench.Count(kControlsSent, walker.controls());
+    bench.Count(kControlsKnown, walker.known().size());
+    bench.Count(kEventsRaised, walker.events());
     if (walker.served() && walker.known().empty()) {
       bench.NotTried("the module serves interfaces, but knows none of the " +
                      std::to_string(walker.controls()) +
@@ -168,8 +168,8 @@ void CheckLate(Bench& bench) {
     Walker walker(watched.life(), watched.controls(), few,
                   [&](const std::string& what) { bench.Trying("after Shutdown: " + what); });
     walker.Walk();
-    bench.Count("late controls", walker.controls());
-    bench.Count("late events", walker.events());
+    bench.Count(kLateControls, walker.controls());
+    bench.Count(kLateEvents, walker.events());
     bench.Trying("the end of the life");
   });
   if (!usable) bench.EndHere();
@@ -187,7 +187,7 @@ void CheckLives(Bench& bench) {
   // What grows once may have been growing to its size; what a module keeps it keeps again.
   if (kept && *kept != 0) kept = LiveThrough(bench, *known);
   if (!kept) return;
-  bench.Count("bytes kept by a life", *kept);
+  bench.Count(kBytesKept, *kept);
   if (*kept == 0) return;
   bench.Found({"memory-grows",
                "memory in use grows by about " + std::to_string(*kept) + " bytes with each life",

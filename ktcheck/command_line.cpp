@@ -7,6 +7,7 @@
 #include "apptext/text_verbs.h"
 #include "host_system.h"
 #include "ktcheck/checks.h"
+#include "ktcheck/figures.h"
 #include "ktcheck/finding_kinds.h"
 #include "ktcheck/precautions.h"
 #include "module_error.h"
@@ -96,7 +97,8 @@ void AddCheckOptions(CLI::App& app, Words& words) {
 }
 
 void AddOutputOptions(CLI::App& app, Words& words) {
-  app.add_flag("--list", words.list, "Show all checks and all that they can find, and end");
+  app.add_flag("--list", words.list,
+               "Show all checks, all that they can find and what they count, and end");
   app.add_flag("--json", words.options.json, "The verdict as one JSON document");
   app.add_flag("-q,--quiet", words.options.quiet, "No progress on standard error");
   CLI::Option* const replay =
@@ -125,7 +127,12 @@ std::string List() {
   for (const FindingKind& kind : FindingKinds()) {
     kinds.Add({std::string(kind.name), std::string(kind.means)});
   }
-  return "Checks:\n" + checks.Text("  ") + "\nFindings:\n" + kinds.Text("  ");
+  ktsvc::TextTable figures;
+  for (const Figure& figure : Figures()) {
+    figures.Add({std::string(figure.key), std::string(figure.means)});
+  }
+  return "Checks:\n" + checks.Text("  ") + "\nFindings:\n" + kinds.Text("  ") +
+         "\nFigures, as JSON names them:\n" + figures.Text("  ");
 }
 
 LastWords Wrong(const std::string& what) {

@@ -63,6 +63,8 @@ std::string ResultJson(const Options& options, const ReportRead& report,
                        const std::vector<Finding>& findings, int status) {
   json document = json::parse(report.replayed, nullptr, false);
   if (!document.is_object()) document = json::object();
+  document["format"] = kJsonFormat;
+  document["ktcheck"] = KTSVC_VERSION;
   document["module"] = options.check.subject.name;
   document["file"] = ktsvc::PathText(options.check.subject.file);
   document["recording"] = ktsvc::PathText(options.replay);

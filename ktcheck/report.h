@@ -30,7 +30,7 @@ class Report {
   void Trying(std::uint64_t step, const std::string& what);
   // The same thing is told once, and then how often.
   void Found(Finding finding);
-  // Adds to a figure of the check: "calls failed".
+  // Adds to a figure of the check, by its key: "callsFailed".
   void Count(const std::string& figure, std::uint64_t number);
 
   // What the check is there for could not be tried, for this reason.

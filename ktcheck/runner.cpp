@@ -6,6 +6,7 @@
 
 #include "ktcheck/checks.h"
 #include "ktcheck/command_line.h"
+#include "ktcheck/figures.h"
 #include "ktcheck/symbols.h"
 
 namespace ktcheck {
@@ -50,7 +51,7 @@ CheckResult Runner::RunCheck(const std::string& name) {
     if (ended) Collect(result.findings, *ended);
     if (turn.report.done || (!turn.report.resume && turn.report.step == 0)) break;
     if (i == kMostProcesses) {
-      result.figures["tried no further than step"] = turn.report.step;
+      result.figures[std::string(kLastStep.key)] = turn.report.step;
       break;
     }
     from = turn.report.resume ? *turn.report.resume : turn.report.step + 1;

@@ -19,7 +19,7 @@ namespace ktcheck {
 struct CheckResult {
   std::string name;
   std::vector<Finding> findings;
-  std::map<std::string, std::uint64_t> figures;
+  std::map<std::string, std::uint64_t> figures;  // by their keys
   std::string not_tried;  // why that was not tried which the check is there for, or ""
 };
 

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host_system.h"
+#include "ktcheck/figures.h"
 #include "ktcheck/finding_kinds.h"
 #include "text_table.h"
 
@@ -19,7 +20,8 @@ struct Gathered {
 std::string Figures(const CheckResult& result) {
   std::string text;
   for (const auto& [figure, number] : result.figures) {
-    text += (text.empty() ? "" : ", ") + figure + ": " + std::to_string(number);
+    text += (text.empty() ? "" : ", ") + std::string(WordsOfFigure(figure)) + ": " +
+            std::to_string(number);
   }
   return text;
 }
@@ -120,7 +122,9 @@ std::string VerdictJson(const Options& options, const std::vector<CheckResult>& 
                       {"figures", result.figures},
                       {"findings", std::move(findings)}});
   }
-  const nlohmann::json verdict{{"module", options.check.subject.name},
+  const nlohmann::json verdict{{"format", kJsonFormat},
+                               {"ktcheck", KTSVC_VERSION},
+                               {"module", options.check.subject.name},
                                {"file", ktsvc::PathText(options.check.subject.file)},
                                {"seed", options.check.walk.seed},
                                {"passed", VerdictOf(results) == Verdict::kPassed},

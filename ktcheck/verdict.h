@@ -27,6 +27,10 @@ nlohmann::json FindingJson(const Finding& finding);
 
 std::string VerdictText(const Options& options, const std::vector<CheckResult>& results);
 
+// The number of the form of JSON documents. It grows when a member goes or means something else;
+// new members may come at any time.
+inline constexpr int kJsonFormat = 1;
+
 // One JSON document with its line end.
 std::string VerdictJson(const Options& options, const std::vector<CheckResult>& results);
 

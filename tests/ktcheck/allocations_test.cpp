@@ -26,8 +26,8 @@ TEST(Allocations, OfAModuleThatDoesNotMindTheirFailureAreToldWhereItCrashes) {
 TEST(Allocations, ThatFailOneByOneAreCounted) {
   const Json verdict = VerdictOn(BrokenModule("hoarding"), {"memory"});
   const Json figures = verdict.at("checks").at(0).at("figures");
-  EXPECT_EQ(figures.at("allocations in a life"), 1);
-  EXPECT_EQ(figures.at("allocations failed"), 1);
+  EXPECT_EQ(figures.at("allocationsInALife"), 1);
+  EXPECT_EQ(figures.at("allocationsFailed"), 1);
   EXPECT_THAT(KindsIn(verdict), ElementsAre());
 }
 

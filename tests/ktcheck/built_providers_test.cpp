@@ -42,18 +42,18 @@ TEST_P(BuiltProvider, PassesEveryCheck) {
   EXPECT_THAT(KindsIn(verdict), testing::ElementsAre()) << verdict.dump(2);
   ASSERT_EQ(verdict.at("checks").size(), ktcheck::Checks().size());
   EXPECT_GE(FigureOf(verdict, "lives", "lives"), 16U);
-  EXPECT_GT(FigureOf(verdict, "walk", "controls known"), 0U);
+  EXPECT_GT(FigureOf(verdict, "walk", "controlsKnown"), 0U);
   // A life has a call more or less when its threads meet in another order, so a few may not come.
-  const std::uint64_t calls = FigureOf(verdict, "failures", "calls in a life");
-  const std::uint64_t failed = FigureOf(verdict, "failures", "calls failed");
+  const std::uint64_t calls = FigureOf(verdict, "failures", "callsInALife");
+  const std::uint64_t failed = FigureOf(verdict, "failures", "callsFailed");
   EXPECT_GT(calls, 20U);
   EXPECT_GT(failed, 50U);
   if (ktcheck::AllocationsAreSeen()) {
-    EXPECT_GE(FigureOf(verdict, "memory", "allocations failed"), 50U);
+    EXPECT_GE(FigureOf(verdict, "memory", "allocationsFailed"), 50U);
   }
   std::cout << GetParam() << ": " << failed << " framework calls failed one by one, "
-            << FigureOf(verdict, "random", "calls failed") << " at random, "
-            << FigureOf(verdict, "memory", "allocations failed") << " allocations one by one\n";
+            << FigureOf(verdict, "random", "callsFailed") << " at random, "
+            << FigureOf(verdict, "memory", "allocationsFailed") << " allocations one by one\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Ktcheck, BuiltProvider, testing::Values("hostkit", "blockdev"),

@@ -87,7 +87,7 @@ TEST(KtcheckVerdict, OfLivesThatAreTooFewIsNotThatMemoryIsFlat) {
   const nlohmann::json verdict = VerdictOn("hostkit", {"lives"}, {"--lives", "8"});
   const nlohmann::json& lives = verdict.at("checks").at(0);
   EXPECT_THAT(lives.at("notTried").get<std::string>(), HasSubstr("--lives 11 is the least"));
-  EXPECT_FALSE(lives.at("figures").contains("bytes kept by a life"));
+  EXPECT_FALSE(lives.at("figures").contains("bytesKept"));
 }
 
 TEST(KtcheckVerdict, OfChecksOfWhichOneWasNotTriedIsThatOfTheOthers) {
@@ -107,7 +107,7 @@ TEST(KtcheckWalk, LeavesTheRestartOut) {
   // The codes around it are sent, it is not: one control less.
   const auto sent = [](const std::string& codes) {
     const nlohmann::json verdict = VerdictOn(BrokenModule("belated"), {"walk"}, {"--codes", codes});
-    return verdict.at("checks").at(0).at("figures").at("controls sent").get<int>();
+    return verdict.at("checks").at(0).at("figures").at("controlsSent").get<int>();
   };
   EXPECT_EQ(sent("11000-11002"), sent("11003-11004"));
 }
