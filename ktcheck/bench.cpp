@@ -8,7 +8,12 @@ namespace ktcheck {
 Bench::Bench(const CheckOptions& options, Report& report)
     : options_(options),
       report_(report),
-      clock_(options.patience / 3, options.patience, Sink(), [this] { EndHere(); }) {}
+      clock_(
+          options.patience, Sink(),
+          [this](const std::string& what, std::chrono::milliseconds time) {
+            if (const Figure* const figure = SlowestOf(what)) Most(*figure, time.count());
+          },
+          [this] { EndHere(); }) {}
 
 void Bench::Trying(const std::string& what, std::uint64_t step) {
   {

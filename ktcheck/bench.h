@@ -44,6 +44,10 @@ class Bench {
   void Count(const Figure& figure, std::uint64_t number) {
     report_.Count(std::string(figure.key), number);
   }
+  // A figure of which the largest counts.
+  void Most(const Figure& figure, std::int64_t number) {
+    report_.Most(std::string(figure.key), static_cast<std::uint64_t>(number));
+  }
 
   // What the check is there for could not be tried: it has not passed then.
   void NotTried(const std::string& why) { report_.NotTried(why); }

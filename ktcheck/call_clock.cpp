@@ -1,6 +1,8 @@
 #include "ktcheck/call_clock.h"
 
-#include <optional>
+#include <algorithm>
+#include <array>
+#include <string_view>
 #include <utility>
 
 #include "ktcheck/thread_stacks.h"
@@ -10,13 +12,27 @@ namespace {
 
 constexpr std::chrono::milliseconds kLook{50};
 
+// Which part of the patience a call may take. A service and its clients wait for some longer than
+// for others: starting may look for hardware, a version is known.
+struct Budgeted {
+  std::string_view call;
+  int part;
+};
+constexpr std::array<Budgeted, 6> kBudgets{{{"ChangeNotify", 6},
+                                            {"GetAttr", 15},
+                                            {"Version", 15},
+                                            {"ProviderEntry", 15},
+                                            {"DllInit", 15},
+                                            {"unloading the module", 6}}};
+constexpr int kUsualPart = 3;
+
 }  // namespace
 
-CallClock::CallClock(std::chrono::milliseconds slow, std::chrono::milliseconds patience,
-                     FindingSink sink, std::function<void()> give_up)
-    : slow_(slow),
-      patience_(patience),
+CallClock::CallClock(std::chrono::milliseconds patience, FindingSink sink, Longest longest,
+                     std::function<void()> give_up)
+    : patience_(patience),
       sink_(std::move(sink)),
+      longest_(std::move(longest)),
       give_up_(std::move(give_up)),
       thread_([this] { Run(); }) {}
 
@@ -29,6 +45,13 @@ CallClock::~CallClock() {
   thread_.join();
 }
 
+std::chrono::milliseconds CallClock::Budget(const std::string& what) const {
+  const auto* const found =
+      std::find_if(kBudgets.begin(), kBudgets.end(),
+                   [&](const Budgeted& budgeted) { return budgeted.call == what; });
+  return patience_ / (found == kBudgets.end() ? kUsualPart : found->part);
+}
+
 std::uint64_t CallClock::Begin(const std::string& what) {
   const std::lock_guard lock(mutex_);
   calls_[++last_] = {what, ThisThread(), Clock::now()};
@@ -36,19 +59,24 @@ std::uint64_t CallClock::Begin(const std::string& what) {
 }
 
 void CallClock::End(std::uint64_t call) {
-  std::optional<Call> slow;
+  std::string what;
+  std::chrono::milliseconds time{};
+  bool longer = false;
   {
     const std::lock_guard lock(mutex_);
     const auto found = calls_.find(call);
     if (found == calls_.end()) return;
-    if (Clock::now() - found->second.begun > slow_) slow = found->second;
+    what = found->second.what;
+    time = std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - found->second.begun);
     calls_.erase(found);
+    const auto [longest, first] = longest_times_.emplace(what, time);
+    longer = first || time > longest->second;
+    if (longer) longest->second = time;
   }
-  if (slow) {
+  if (longer) longest_(what, time);
+  if (const auto budget = Budget(what); time > budget) {
     sink_({"slow",
-           slow->what + " took more than " +
-               std::to_string(std::chrono::duration_cast<std::chrono::seconds>(slow_).count()) +
-               " seconds",
+           what + " took more than " + std::to_string(budget.count()) + " milliseconds",
            {},
            {},
            1});

@@ -1,4 +1,5 @@
-// CallClock: sees to it that a call which does not come back does not end the run: it tells where
+// CallClock: how long calls take, each measured against a budget of its own: a part of the patience
+// with a call. It sees to it that one which does not come back does not end the run: it tells where
 // all threads stand, and ends this process.
 //
 // Threads:   everything from any thread; it watches on a thread of its own.
@@ -21,12 +22,18 @@ namespace ktcheck {
 
 class CallClock {
  public:
-  // A call is slow after `slow`, and given up after `patience`.
-  CallClock(std::chrono::milliseconds slow, std::chrono::milliseconds patience, FindingSink sink,
+  // Told of a call that took longer than all of its name before.
+  using Longest = std::function<void(const std::string& what, std::chrono::milliseconds time)>;
+
+  // A call is given up after `patience`.
+  CallClock(std::chrono::milliseconds patience, FindingSink sink, Longest longest,
             std::function<void()> give_up);
   ~CallClock();
   CallClock(const CallClock&) = delete;
   CallClock& operator=(const CallClock&) = delete;
+
+  // What a call of that name may take before it is slow.
+  [[nodiscard]] std::chrono::milliseconds Budget(const std::string& what) const;
 
   // A call begins, and ends. `what` is told: "Shutdown".
   std::uint64_t Begin(const std::string& what);
@@ -45,15 +52,16 @@ class CallClock {
   void Run();
   void TellStuck(const Call& call);
 
-  const std::chrono::milliseconds slow_;
   const std::chrono::milliseconds patience_;
   const FindingSink sink_;
+  const Longest longest_;
   const std::function<void()> give_up_;
   std::mutex mutex_;
   std::condition_variable changed_;
   bool over_ = false;
   std::uint64_t last_ = 0;
   std::map<std::uint64_t, Call> calls_;
+  std::map<std::string, std::chrono::milliseconds> longest_times_;  // by names
   std::thread thread_;
 };
 

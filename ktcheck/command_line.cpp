@@ -74,8 +74,8 @@ void AddCheckOptions(CLI::App& app, Words& words) {
                  "names it)")
       ->type_name("N");
   app.add_option("--patience", words.patience,
-                 "Seconds after which a call is given up (default 30); after a third of them it\n"
-                 "counts as slow")
+                 "Seconds after which a call is given up (default 30); after a third of them or\n"
+                 "less, as the function is, it counts as slow")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 3600).description(""));
   app.add_option("--codes", words.codes,

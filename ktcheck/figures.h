@@ -36,11 +36,22 @@ inline constexpr Figure kAllocationsInALife{"allocationsInALife", "allocations i
                                             "allocations that the module makes in a life"};
 inline constexpr Figure kAllocationsFailed{"allocationsFailed", "allocations failed",
                                            "allocations that were made to fail"};
+inline constexpr Figure kSlowestInitialize{"slowestInitialize", "Initialize",
+                                           "milliseconds that the longest call of it took"};
+inline constexpr Figure kSlowestShutdown{"slowestShutdown", "Shutdown", "the same"};
+inline constexpr Figure kSlowestControl{"slowestControl", "Control", "the same"};
+inline constexpr Figure kSlowestChangeNotify{"slowestChangeNotify", "ChangeNotify", "the same"};
+inline constexpr Figure kSlowestGetAttr{"slowestGetAttr", "GetAttr", "the same"};
+inline constexpr Figure kSlowestVersion{"slowestVersion", "Version", "the same"};
 inline constexpr Figure kLastStep{"lastStep", "tried no further than step",
                                   "the check was given up behind that step"};
 
 // All of them.
 std::span<const Figure> Figures() noexcept;
+
+// The figure that says how long the longest call of that function took; null for what has none.
+const Figure* SlowestOf(std::string_view function) noexcept;
+bool IsSlowest(std::string_view key) noexcept;
 
 // The words of that key; the key itself when there is no such figure.
 std::string_view WordsOfFigure(std::string_view key) noexcept;

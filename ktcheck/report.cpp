@@ -1,5 +1,6 @@
 #include "ktcheck/report.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
@@ -24,6 +25,9 @@ void ReadLine(const json& line, ReportRead& read) {
     }
   } else if (line.contains("count")) {
     read.figures[line.at("count").get<std::string>()] += line.at("number").get<std::uint64_t>();
+  } else if (line.contains("most")) {
+    std::uint64_t& most = read.most[line.at("most").get<std::string>()];
+    most = std::max(most, line.at("number").get<std::uint64_t>());
   } else if (line.contains("not tried")) {
     read.not_tried = line.at("not tried").get<std::string>();
   } else if (line.contains("replayed")) {
@@ -69,6 +73,11 @@ void Report::Found(Finding finding) {
 void Report::Count(const std::string& figure, std::uint64_t number) {
   const std::lock_guard lock(mutex_);
   Write({{"count", figure}, {"number", number}});
+}
+
+void Report::Most(const std::string& figure, std::uint64_t number) {
+  const std::lock_guard lock(mutex_);
+  Write({{"most", figure}, {"number", number}});
 }
 
 void Report::NotTried(const std::string& why) {

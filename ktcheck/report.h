@@ -2,7 +2,7 @@
 // told is there whatever becomes of the check.
 //
 // Each line is one JSON object; its first member says what it tells: "trying", "finding", "times",
-// "count", "not tried", "replayed", "refused", "resume", "crash" or "done".
+// "count", "most", "not tried", "replayed", "refused", "resume", "crash" or "done".
 //
 // Threads: everything from any thread.
 #pragma once
@@ -32,6 +32,9 @@ class Report {
   void Found(Finding finding);
   // Adds to a figure of the check, by its key: "callsFailed".
   void Count(const std::string& figure, std::uint64_t number);
+
+  // A figure of which the largest counts.
+  void Most(const std::string& figure, std::uint64_t number);
 
   // What the check is there for could not be tried, for this reason.
   void NotTried(const std::string& why);
@@ -64,6 +67,7 @@ struct ReportRead {
   std::string trying;
   std::vector<Finding> findings;
   std::map<std::string, std::uint64_t> figures;
+  std::map<std::string, std::uint64_t> most;
   std::string not_tried;         // why, or ""
   std::string replayed;          // the JSON object of a replay, or ""
   std::string replay_text;       // for people

@@ -45,6 +45,9 @@ CheckResult Runner::RunCheck(const std::string& name) {
     if (turn.stopped) return result;
     for (const Finding& finding : turn.report.findings) Collect(result.findings, finding);
     for (const auto& [figure, number] : turn.report.figures) result.figures[figure] += number;
+    for (const auto& [figure, number] : turn.report.most) {
+      result.figures[figure] = std::max(result.figures[figure], number);
+    }
     // What was begun in a process before was tried.
     if (from == 0) result.not_tried = turn.report.not_tried;
     const auto ended = turn.EndFinding();

@@ -1,6 +1,8 @@
 #include "ktcheck/verdict.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "host_system.h"
@@ -20,10 +22,29 @@ struct Gathered {
 std::string Figures(const CheckResult& result) {
   std::string text;
   for (const auto& [figure, number] : result.figures) {
+    if (IsSlowest(figure)) continue;  // of all checks together
     text += (text.empty() ? "" : ", ") + std::string(WordsOfFigure(figure)) + ": " +
             std::to_string(number);
   }
   return text;
+}
+
+// The longest calls that any check came upon; "" when there were none.
+std::string Slowest(const std::vector<CheckResult>& results) {
+  std::map<std::string_view, std::uint64_t> slowest;
+  for (const CheckResult& result : results) {
+    for (const auto& [figure, number] : result.figures) {
+      if (!IsSlowest(figure)) continue;
+      std::uint64_t& most = slowest[WordsOfFigure(figure)];
+      most = std::max(most, number);
+    }
+  }
+  std::string text;
+  for (const auto& [function, number] : slowest) {
+    text += (text.empty() ? "\nSlowest calls, in milliseconds: " : ", ") + std::string(function) +
+            " " + std::to_string(number);
+  }
+  return text.empty() ? text : text + "\n";
 }
 
 std::vector<Gathered> Gather(const std::vector<CheckResult>& results) {
@@ -85,9 +106,9 @@ std::string VerdictText(const Options& options, const std::vector<CheckResult>& 
   for (const CheckResult& result : results) {
     table.Add({result.name, Outcome(result), Figures(result)});
   }
-  std::string text = options.check.subject.name + ", " +
-                     ktsvc::PathText(options.check.subject.file) + ", seed " +
-                     std::to_string(options.check.walk.seed) + "\n\n" + table.Text("  ");
+  std::string text =
+      options.check.subject.name + ", " + ktsvc::PathText(options.check.subject.file) + ", seed " +
+      std::to_string(options.check.walk.seed) + "\n\n" + table.Text("  ") + Slowest(results);
   std::size_t number = 0;
   for (const Gathered& gathered : Gather(results)) {
     text += FindingText(++number, gathered.finding, gathered.checks);

@@ -66,6 +66,16 @@ TEST(KtcheckVerdict, ForPeopleNamesTheFindingThePlaceAndWhatToDo) {
   EXPECT_THAT(result.errors, HasSubstr("life: one life"));
 }
 
+TEST(KtcheckVerdict, NamesTheSlowestCallOfEachFunctionThatWasCalled) {
+  const Result result =
+      RunKtcheck({"--quiet", "--only", "walk", "--patience", "900", BrokenModule("leaking")});
+  EXPECT_THAT(result.output, HasSubstr("Slowest calls, in milliseconds: Control "));
+  EXPECT_THAT(result.output, HasSubstr(", GetAttr "));
+  EXPECT_THAT(result.output, HasSubstr(", Initialize "));
+  EXPECT_THAT(result.output, HasSubstr(", Shutdown "));
+  EXPECT_THAT(result.output, HasSubstr(", Version "));
+}
+
 TEST(KtcheckVerdict, OfAModuleThatPassesSaysSo) {
   const Result result = RunKtcheck({"--quiet", "--only", "names", "hostkit"});
   EXPECT_EQ(result.status, 0);

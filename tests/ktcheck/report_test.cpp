@@ -40,6 +40,13 @@ TEST_F(ReportTest, TellsFindingsFiguresAndThatItIsDone) {
   EXPECT_EQ(read.figures.at("lives"), 5U);
 }
 
+TEST_F(ReportTest, TellsTheLargestOfAFigureOfWhichThatCounts) {
+  Report report(file_);
+  report.Most("slowestControl", 7);
+  report.Most("slowestControl", 3);
+  EXPECT_EQ(ReadReport(file_).most.at("slowestControl"), 7U);
+}
+
 TEST_F(ReportTest, WithoutItsEndStillTellsWhatWasTriedAndFound) {
   Report report(file_);
   report.Trying(4, "the fourth");
