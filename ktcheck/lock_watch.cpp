@@ -1,7 +1,7 @@
 #include "ktcheck/lock_watch.h"
 
 #include <algorithm>
-#include <deque>
+#include <iterator>
 #include <string_view>
 
 namespace ktcheck {
@@ -9,6 +9,17 @@ namespace {
 
 constexpr const char* kEnter = "KtEnterCriticalSection";
 constexpr const char* kLeave = "KtLeaveCriticalSection";
+
+// Of locks in a circle: where there are many, each way through all of them would take for ever.
+constexpr std::size_t kLongestWay = 6;
+
+std::set<std::uint64_t> Common(const std::set<std::uint64_t>& left,
+                               const std::set<std::uint64_t>& right) {
+  std::set<std::uint64_t> common;
+  std::set_intersection(left.begin(), left.end(), right.begin(), right.end(),
+                        std::inserter(common, common.begin()));
+  return common;
+}
 
 }  // namespace
 
@@ -62,14 +73,27 @@ void LockWatch::Want(std::uint64_t number, LockId lock) {
   const Thread& thread = threads_[number];
   const auto is_it = [&](const Hold& hold) { return hold.lock == lock; };
   if (std::any_of(thread.holds.begin(), thread.holds.end(), is_it)) return;  // entered again
-  std::set<LockId> seen;
+  std::set<LockId> outside;  // of the lock that is looked at
   for (const Hold& hold : thread.holds) {
-    if (!seen.insert(hold.lock).second || orders_.contains({hold.lock, lock})) continue;
-    const Order order{hold.stack, Stack()};
-    const std::vector<LockId> way = Way(lock, hold.lock);
-    if (!way.empty()) TellCircle(way, order);
-    orders_.emplace(Pair{hold.lock, lock}, order);
+    if (outside.contains(hold.lock)) continue;
+    const Pair pair{hold.lock, lock};
+    const Order order{hold.stack, Stack(), outside};
+    outside.insert(hold.lock);
+    if (!Learn(pair, order)) continue;
+    const Order& learned = orders_.at(pair);
+    const std::vector<LockId> way = Way(lock, hold.lock, learned.gates);
+    if (!way.empty()) TellCircle(way, learned);
   }
+}
+
+// True when the order is new, or was never before taken with so few gates.
+bool LockWatch::Learn(const Pair& pair, const Order& order) {
+  const auto [known, is_new] = orders_.emplace(pair, order);
+  if (is_new) return true;
+  const std::set<LockId> common = Common(known->second.gates, order.gates);
+  if (common.size() == known->second.gates.size()) return false;
+  known->second = {order.outer, order.inner, common};
+  return true;
 }
 
 void LockWatch::Take(std::uint64_t number, LockId lock) {
@@ -105,25 +129,27 @@ void LockWatch::ComeBack(const KtBusCall& call) {
   }
 }
 
-// The locks from one to the other, each of which was taken under the one before; none when there
-// is no such way.
-std::vector<LockWatch::LockId> LockWatch::Way(LockId from, LockId to) const {
-  std::map<LockId, LockId> came_from{{from, from}};
-  std::deque<LockId> open{from};
-  while (!open.empty() && !came_from.contains(to)) {
-    const LockId here = open.front();
-    open.pop_front();
-    for (const auto& [pair, order] : orders_) {
-      if (pair.first == here && came_from.emplace(pair.second, here).second) {
-        open.push_back(pair.second);
-      }
-    }
-  }
-  if (!came_from.contains(to)) return {};
-  std::vector<LockId> way{to};
-  while (way.back() != from) way.push_back(came_from[way.back()]);
-  std::reverse(way.begin(), way.end());
+// The locks from one to the other, each of which was taken under the one before, and no lock around
+// all of it and these gates; none when there is no such way.
+std::vector<LockWatch::LockId> LockWatch::Way(LockId from, LockId to,
+                                              const std::set<LockId>& gates) const {
+  std::vector<LockId> way{from};
+  if (!Extend(way, to, gates)) way.clear();
   return way;
+}
+
+bool LockWatch::Extend(std::vector<LockId>& way, LockId to, const std::set<LockId>& gates) const {
+  const LockId here = way.back();
+  if (here == to) return gates.empty();
+  if (way.size() == kLongestWay) return false;
+  for (const auto& [pair, order] : orders_) {
+    const bool been = std::find(way.begin(), way.end(), pair.second) != way.end();
+    if (pair.first != here || been) continue;
+    way.push_back(pair.second);
+    if (Extend(way, to, Common(gates, order.gates))) return true;
+    way.pop_back();
+  }
+  return false;
 }
 
 void LockWatch::TellCircle(const std::vector<LockId>& way, const Order& closing) {

@@ -1,7 +1,11 @@
 // LockWatch: which locks each thread holds, whether a function of the module comes back with one
 // held, and whether locks are taken in orders that contradict each other.
 //
-// The database lock counts as one of them.
+// The database lock counts as one of them. Locks that the module has from elsewhere (std::mutex,
+// those of the system) are not seen.
+//
+// Two orders contradict each other only where two threads can be in both at once: not under a lock
+// that is always taken first, a gate.
 //
 // Threads: everything from any thread.
 #pragma once
@@ -41,6 +45,8 @@ class LockWatch : public CallListener {
   struct Order {
     CallStack outer;  // where the first was taken
     CallStack inner;  // where the second was taken under it
+    // Locks that were held around both each time. One that is gone stays in it: it did its duty.
+    std::set<LockId> gates;
   };
   using Pair = std::pair<LockId, LockId>;
 
@@ -49,7 +55,10 @@ class LockWatch : public CallListener {
   void Take(std::uint64_t thread, LockId lock);
   void Leave(std::uint64_t thread, LockId lock);
   void ComeBack(const KtBusCall& call);
-  [[nodiscard]] std::vector<LockId> Way(LockId from, LockId to) const;
+  bool Learn(const Pair& pair, const Order& order);
+  [[nodiscard]] std::vector<LockId> Way(LockId from, LockId to,
+                                        const std::set<LockId>& gates) const;
+  bool Extend(std::vector<LockId>& way, LockId to, const std::set<LockId>& gates) const;
   void TellCircle(const std::vector<LockId>& way, const Order& closing);
   [[nodiscard]] std::string NameOf(LockId lock) const;
 
