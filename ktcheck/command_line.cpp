@@ -79,7 +79,8 @@ void AddCheckOptions(CLI::App& app, Words& words) {
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 3600).description(""));
   app.add_option("--codes", words.codes,
-                 "Control codes to send (default: 0-63,11000-11063,12000-12063,20000-20063)")
+                 "Control codes to send (default: 0-63,11000-11063,12000-12063,20000-20063). One\n"
+                 "that stands alone, as 7001 in 1-5,7001, counts as known to the module")
       ->type_name("RANGES");
   app.add_option("--leave-out", words.leave_out, "A control code that destroys: do not send it")
       ->type_name("CODE")
@@ -236,8 +237,8 @@ std::vector<std::string> WordsForOne(const Options& options, const std::string& 
   }
   std::string codes;
   for (const CodeRange& range : what.walk.codes) {
-    codes +=
-        (codes.empty() ? "" : ",") + std::to_string(range.first) + "-" + std::to_string(range.last);
+    codes += (codes.empty() ? "" : ",") + std::to_string(range.first);
+    if (!range.alone) codes += "-" + std::to_string(range.last);
   }
   words.insert(words.end(), {"--codes", codes});
   for (const std::uint32_t code : what.walk.left_out) {

@@ -14,6 +14,7 @@ std::optional<std::vector<CodeRange>> RangesOf(const std::string& text) {
     auto read = std::from_chars(at, end, range.first);
     if (read.ec != std::errc()) return std::nullopt;
     range.last = range.first;
+    range.alone = read.ptr == end || *read.ptr != '-';
     if (read.ptr != end && *read.ptr == '-') {
       read = std::from_chars(read.ptr + 1, end, range.last);
       if (read.ec != std::errc() || range.last < range.first) return std::nullopt;

@@ -141,7 +141,8 @@ void Walker::Explore(const Target& target) {
   const auto look = [&](std::uint32_t selector, std::uint32_t code) {
     const Answer answer = Send(target, selector, code, &nothing);
     if (!options_.MaySend(code)) return;
-    if (answer.status != unknown.status || answer.calls != unknown.calls) {
+    if (answer.status != unknown.status || answer.calls != unknown.calls ||
+        (selector == 0 && options_.IsNamed(code))) {
       found.push_back({target.type, target.interface_id, selector, code, answer.names});
     }
   };

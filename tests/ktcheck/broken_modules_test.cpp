@@ -38,6 +38,14 @@ TEST(BrokenModule, ThatLeaksAPropertySetIsToldWhichCallMadeIt) {
   EXPECT_TRUE(LeadsInto(leak, "leaking")) << leak;
 }
 
+TEST(BrokenModule, ThatAnswersItsControlLikeAStrangerIsSeenThroughWhenTheCodeIsNamed) {
+  const auto walked = [](const std::string& codes) {
+    return KindsIn(VerdictOn(BrokenModule("reserved"), {"walk"}, {"--codes", codes}));
+  };
+  EXPECT_THAT(walked("20000-20002"), ElementsAre());
+  EXPECT_THAT(walked("20000,20001"), ElementsAre("leak"));
+}
+
 TEST(BrokenModule, ThatFreesWithTheWrongFunctionIsToldWhichCallItWas) {
   const Json verdict = VerdictOn(BrokenModule("mismatched"), {"life"});
   EXPECT_THAT(KindsIn(verdict), ElementsAre("leak", "wrong-free"));
@@ -205,8 +213,8 @@ TEST(BrokenModule, ThatWritesPastARecordIsToldWhenTheRecordIsReleased) {
 TEST(BrokenModule, OfAnyKindHasItsFileInOrder) {
   for (const char* const name :
        {"belated", "careless", "clinging", "crashing", "deadlocked", "disorderly", "forgetful",
-        "hasty", "hoarding", "leaking", "mismatched", "overrunning", "posthumous", "restless",
-        "stubborn", "throwing", "unwilling"}) {
+        "hasty", "hoarding", "leaking", "mismatched", "overrunning", "posthumous", "reserved",
+        "restless", "stubborn", "throwing", "unwilling"}) {
     EXPECT_THAT(KindsIn(VerdictOn(BrokenModule(name), {"exports", "names"})), ElementsAre())
         << name;
   }
