@@ -15,12 +15,12 @@ Bench::Bench(const CheckOptions& options, Report& report)
           },
           [this] { EndHere(); }) {}
 
-void Bench::Trying(const std::string& what, std::uint64_t step) {
+void Bench::Trying(const std::string& what, std::uint64_t step, const Figure& figure) {
   {
     const std::lock_guard lock(mutex_);
     trying_ = what;
   }
-  report_.Trying(step, what);
+  report_.Trying(step, what, std::string(figure.key));
 }
 
 std::string Bench::trying() const {

@@ -36,8 +36,9 @@ class Bench {
   [[nodiscard]] const CheckOptions& options() const noexcept { return options_; }
   [[nodiscard]] CallClock& clock() noexcept { return clock_; }
 
-  // What is tried from now on ("" for nothing in particular), and its number.
-  void Trying(const std::string& what, std::uint64_t step = 0);
+  // What is tried from now on ("" for nothing in particular), its number, and what it is counted as
+  // when the process ends in it.
+  void Trying(const std::string& what, std::uint64_t step = 0, const Figure& figure = {});
   [[nodiscard]] std::string trying() const;
   // A finding, under the circumstances that are tried.
   void Found(Finding finding);

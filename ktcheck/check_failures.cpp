@@ -184,7 +184,7 @@ void CheckFailures(Bench& bench) {
       if (!chosen.Has(++step)) continue;
       bench.Trying("framework call " + std::to_string(number) + " of " + std::to_string(*calls) +
                        " in a life fails with " + ktsvc::StatusText(status),
-                   step);
+                   step, kCallsFailed);
       lives.Try([&] { return std::make_unique<FailingCall>(module, number, status); });
     }
   }
@@ -206,7 +206,7 @@ void CheckRandomFailures(Bench& bench) {
     bench.Trying(std::string("every second framework call ") +
                      (from_the_beginning ? "" : "after Initialize ") +
                      "fails at random, with --seed " + std::to_string(seed) + " --rounds 1",
-                 round);
+                 round, kCallsFailed);
     lives.Try(
         [&] { return std::make_unique<RandomlyFailingCalls>(module, seed, from_the_beginning); });
   }
@@ -224,7 +224,7 @@ void CheckMemory(Bench& bench) {
     if (!chosen.Has(number)) continue;
     bench.Trying("allocation " + std::to_string(number) + " of " + std::to_string(*allocations) +
                      " that the module makes in a life fails",
-                 number);
+                 number, kAllocationsFailed);
     lives.Try([&] { return std::make_unique<FailingAllocation>(number); });
   }
   lives.LiveUndisturbed();

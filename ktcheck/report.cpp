@@ -12,10 +12,12 @@ namespace {
 
 using nlohmann::json;
 
-void ReadLine(const json& line, ReportRead& read) {
+// `open` is the figure of what is tried and has not been counted yet.
+void ReadLine(const json& line, ReportRead& read, std::string& open) {
   if (line.contains("trying")) {
     read.trying = line.at("trying").get<std::string>();
     read.step = line.at("step").get<std::uint64_t>();
+    open = line.at("counts").get<std::string>();
   } else if (line.contains("finding")) {
     Collect(read.findings, FromJson(line.at("finding")));
   } else if (line.contains("times")) {
@@ -24,7 +26,9 @@ void ReadLine(const json& line, ReportRead& read) {
       if (SameThing(finding, again)) finding.times = again.times;
     }
   } else if (line.contains("count")) {
-    read.figures[line.at("count").get<std::string>()] += line.at("number").get<std::uint64_t>();
+    const auto figure = line.at("count").get<std::string>();
+    read.figures[figure] += line.at("number").get<std::uint64_t>();
+    if (figure == open) open.clear();
   } else if (line.contains("most")) {
     std::uint64_t& most = read.most[line.at("most").get<std::string>()];
     most = std::max(most, line.at("number").get<std::uint64_t>());
@@ -52,10 +56,10 @@ Report::Report(const std::filesystem::path& file) : file_(file, std::ios::app | 
   if (!file_) throw std::runtime_error("cannot write the report " + ktsvc::PathText(file));
 }
 
-void Report::Trying(std::uint64_t step, const std::string& what) {
+void Report::Trying(std::uint64_t step, const std::string& what, const std::string& figure) {
   const std::lock_guard lock(mutex_);
   step_ = step;
-  Write({{"trying", what}, {"step", step}});
+  Write({{"trying", what}, {"step", step}, {"counts", figure}});
 }
 
 void Report::Found(Finding finding) {
@@ -117,16 +121,18 @@ void Report::Write(const json& line) {
 
 ReportRead ReadReport(const std::filesystem::path& file) {
   ReportRead read;
+  std::string open;
   std::ifstream stream(file, std::ios::binary);
   for (std::string text; std::getline(stream, text);) {
     const json line = json::parse(text, nullptr, false);
     if (!line.is_object()) continue;
     try {
-      ReadLine(line, read);
+      ReadLine(line, read, open);
     } catch (const json::exception&) {
       continue;  // a line that the end of the process has cut
     }
   }
+  if (!open.empty()) ++read.figures[open];
   return read;
 }
 

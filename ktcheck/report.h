@@ -26,8 +26,9 @@ class Report {
   // Appends to the file. Throws std::runtime_error when it cannot be opened.
   explicit Report(const std::filesystem::path& file);
 
-  // What is tried from now on; told when the check does not come to its end.
-  void Trying(std::uint64_t step, const std::string& what);
+  // What is tried from now on; told when the check does not come to its end. It is then counted as
+  // one of that figure ("": none), unless it has been before.
+  void Trying(std::uint64_t step, const std::string& what, const std::string& figure = {});
   // The same thing is told once, and then how often.
   void Found(Finding finding);
   // Adds to a figure of the check, by its key: "callsFailed".

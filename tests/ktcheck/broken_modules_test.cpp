@@ -127,6 +127,8 @@ TEST(BrokenModule, ThatCrashesWhenACallFailsIsToldWhereAndTheCheckGoesOn) {
   const Json crash = FirstOf(verdict, "crash");
   EXPECT_TRUE(LeadsInto(crash, "crashing")) << crash;
   EXPECT_EQ(crash.at("times"), 3);  // once with each status
+  const Json& figures = verdict.at("checks").at(0).at("figures");
+  EXPECT_EQ(figures.at("callsFailed"), 3 * figures.at("callsInALife").get<int>()) << verdict;
   EXPECT_THAT(crash.at("when").get<std::string>(), HasSubstr("fails with 0x8007000E"));
 }
 

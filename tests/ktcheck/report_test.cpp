@@ -47,6 +47,14 @@ TEST_F(ReportTest, TellsTheLargestOfAFigureOfWhichThatCounts) {
   EXPECT_EQ(ReadReport(file_).most.at("slowestControl"), 7U);
 }
 
+TEST_F(ReportTest, CountsWhatWasTriedWhenTheProcessEnded) {
+  Report report(file_);
+  report.Trying(1, "the first", "callsFailed");
+  report.Count("callsFailed", 1);
+  report.Trying(2, "the second", "callsFailed");
+  EXPECT_EQ(ReadReport(file_).figures.at("callsFailed"), 2U);
+}
+
 TEST_F(ReportTest, WithoutItsEndStillTellsWhatWasTriedAndFound) {
   Report report(file_);
   report.Trying(4, "the fourth");
