@@ -16,7 +16,7 @@
 #include <string>
 #include <thread>
 
-#include "ktcheck/leak_watch.h"
+#include "ktcheck/finding.h"
 
 namespace ktcheck {
 

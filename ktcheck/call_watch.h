@@ -10,7 +10,7 @@
 
 #include "ktcheck/call_clock.h"
 #include "ktcheck/call_gate.h"
-#include "ktcheck/leak_watch.h"
+#include "ktcheck/finding.h"
 
 namespace ktcheck {
 

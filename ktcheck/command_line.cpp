@@ -38,8 +38,6 @@ constexpr const char* kFooter =
     "Exit status: 0 passed, 1 there are findings, 2 wrong words here, 3 no verdict: this program\n"
     "could not do its work, or the verdict could not be written.";
 
-constexpr std::uint32_t kRestart = 11001;
-
 struct Words {
   Options options;
   std::string module;
@@ -140,7 +138,7 @@ LastWords Wrong(const std::string& what) {
   return {"ktcheck: " + what + "\nTry: ktcheck --help\n", kExitWrongWords};
 }
 
-std::string CheckNames() {
+std::string NamesOfChecks() {
   std::string names;
   for (const Check& check : Checks()) {
     names += (names.empty() ? "" : ", ") + std::string(check.name);
@@ -152,7 +150,7 @@ std::variant<Options, LastWords> Complete(Words& words) {
   Options& options = words.options;
   for (const std::string& name : options.only) {
     if (CheckNamed(name) == nullptr) {
-      return Wrong("--only: there is no check \"" + name + "\"; there are " + CheckNames());
+      return Wrong("--only: there is no check \"" + name + "\"; there are " + NamesOfChecks());
     }
   }
   if (!words.codes.empty()) {

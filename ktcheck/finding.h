@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
@@ -24,6 +25,9 @@ struct Finding {
   std::vector<Trail> trails;
   std::uint64_t times = 1;
 };
+
+// Takes what is found; from any thread.
+using FindingSink = std::function<void(Finding)>;
 
 // True when both are the same thing, found under whatever circumstances. Of a stack only that is
 // compared which does not stand in the system's libraries or in the framework, where there is more.

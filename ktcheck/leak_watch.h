@@ -20,8 +20,6 @@
 
 namespace ktcheck {
 
-using FindingSink = std::function<void(Finding)>;
-
 class LeakWatch : public CallListener {
  public:
   // What is tried at the moment.

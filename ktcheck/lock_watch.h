@@ -20,7 +20,7 @@
 
 #include "ktcheck/call_gate.h"
 #include "ktcheck/call_stack.h"
-#include "ktcheck/leak_watch.h"
+#include "ktcheck/finding.h"
 
 namespace ktcheck {
 

@@ -9,6 +9,9 @@
 
 namespace ktcheck {
 
+// The control that restarts the machine.
+inline constexpr std::uint32_t kRestart = 11001;
+
 struct CodeRange {
   std::uint32_t first = 0;
   std::uint32_t last = 0;
@@ -20,7 +23,7 @@ std::optional<std::vector<CodeRange>> RangesOf(const std::string& text);
 
 struct WalkOptions {
   std::vector<CodeRange> codes{{0, 63}, {11000, 11063}, {12000, 12063}, {20000, 20063}};
-  std::vector<std::uint32_t> left_out{11001};
+  std::vector<std::uint32_t> left_out{kRestart};
   std::uint64_t seed = 1;
 
   // Whether somebody named the code by itself, who will know that the module has it.
