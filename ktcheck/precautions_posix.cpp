@@ -1,3 +1,8 @@
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+
 #include "host_system.h"
 #include "ktcheck/precautions.h"
 #include "ktcheck/process.h"
@@ -6,6 +11,12 @@ namespace ktcheck {
 
 bool HasStandIns() noexcept {
   return true;
+}
+
+void EndWithParent() noexcept {
+  const pid_t parent = getppid();
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) static_cast<void>(raise(SIGKILL));  // it has just ended
 }
 
 void TakePrecautions(const std::filesystem::path& scratch, const std::filesystem::path& registry) {

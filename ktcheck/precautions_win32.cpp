@@ -6,6 +6,8 @@ bool HasStandIns() noexcept {
   return false;
 }
 
+void EndWithParent() noexcept {}
+
 void TakePrecautions(const std::filesystem::path& /*scratch*/,
                      const std::filesystem::path& /*registry*/) {}
 
