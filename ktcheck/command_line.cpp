@@ -115,6 +115,7 @@ void AddOutputOptions(CLI::App& app, Words& words) {
   app.add_option("--one", words.options.one)->group("");
   app.add_option("--report", words.report)->group("");
   app.add_option("--from", words.options.check.from)->group("");
+  app.add_option("--parent", words.options.parent)->group("");
 }
 
 std::string List() {
@@ -226,6 +227,7 @@ std::vector<std::string> WordsForOne(const Options& options, const std::string& 
   std::vector<std::string> words{"--one",      check,
                                  "--report",   ktsvc::PathText(report),
                                  "--from",     std::to_string(from),
+                                 "--parent",   std::to_string(ktsvc::ProcessNumber()),
                                  "--lives",    std::to_string(what.lives),
                                  "--rounds",   std::to_string(what.rounds),
                                  "--seed",     std::to_string(what.walk.seed),
@@ -253,6 +255,8 @@ std::vector<std::string> WordsForReplay(const Options& options,
           "replay",
           "--report",
           ktsvc::PathText(report),
+          "--parent",
+          std::to_string(ktsvc::ProcessNumber()),
           "--replay",
           ktsvc::PathText(options.replay),
           ktsvc::PathText(options.check.subject.file)};

@@ -114,7 +114,7 @@ int main(int argc, char** argv) {
     }
     const auto& options = std::get<Options>(read);
     const bool replays = !options.replay.empty();
-    if (!options.one.empty()) ktcheck::EndWithParent();
+    if (!options.one.empty()) ktcheck::EndWithParent(options.parent);
     if (!options.one.empty()) return replays ? ktcheck::RunReplayHere(options) : RunOne(options);
     if (replays) return Replay(options);
     return RunAll(options);

@@ -3,6 +3,7 @@
 // Threads: plain values.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -28,6 +29,7 @@ struct Options {
   // For the process of one check.
   std::string one;
   std::filesystem::path report;
+  std::uint64_t parent = 0;  // the number of the process that started it
 };
 
 }  // namespace ktcheck

@@ -3,6 +3,7 @@
 // Threads: before any other thread is started.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 
 namespace ktcheck {
@@ -10,9 +11,10 @@ namespace ktcheck {
 // Whether commands that restart the machine or touch its services can be made stand-ins.
 bool HasStandIns() noexcept;
 
-// From now on this process ends when the one that started it ends, however that comes to its end:
-// nobody would read what it tells, nor end it. Where the system has no such thing, nothing happens.
-void EndWithParent() noexcept;
+// From now on this process ends when the one that started it, of that number, ends, however that
+// comes to its end, and at once when it has ended already: nobody would read what it tells, nor end
+// it. Where the system has no such thing, nothing happens.
+void EndWithParent(std::uint64_t parent) noexcept;
 
 // From now on this process, and those that it starts, find stand-ins for such commands, and the
 // registry given (empty: an empty one). `scratch` is a folder that outlives them. Throws

@@ -13,10 +13,9 @@ bool HasStandIns() noexcept {
   return true;
 }
 
-void EndWithParent() noexcept {
-  const pid_t parent = getppid();
+void EndWithParent(std::uint64_t parent) noexcept {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) static_cast<void>(raise(SIGKILL));  // it has just ended
+  if (static_cast<std::uint64_t>(getppid()) != parent) static_cast<void>(raise(SIGKILL));
 }
 
 void TakePrecautions(const std::filesystem::path& scratch, const std::filesystem::path& registry) {

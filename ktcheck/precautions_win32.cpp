@@ -6,7 +6,7 @@ bool HasStandIns() noexcept {
   return false;
 }
 
-void EndWithParent() noexcept {}
+void EndWithParent(std::uint64_t /*parent*/) noexcept {}
 
 void TakePrecautions(const std::filesystem::path& /*scratch*/,
                      const std::filesystem::path& /*registry*/) {}
