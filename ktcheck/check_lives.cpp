@@ -62,7 +62,9 @@ std::optional<std::uint64_t> BytesALife(const std::vector<std::uint64_t>& levels
     const std::uint64_t end = levels[first + (i + 1) * length];
     if (end < begin + length) return 0;  // less than a byte with each life
   }
-  return (levels[first + kWindows * length] - levels[first]) / (kWindows * length);
+  const std::uint64_t kept =
+      (levels[first + kWindows * length] - levels[first]) / (kWindows * length);
+  return kept > kStaysAnyway ? kept : 0;
 }
 
 // Lives through all lives, and answers how many bytes each has kept; nothing when that is not
