@@ -8,10 +8,11 @@
 namespace ktcheck {
 namespace {
 
-constexpr std::array<Check, 9> kChecks{{
+constexpr std::array<Check, 10> kChecks{{
     {"exports", "DllInit and ProviderEntry are exported, and nothing else", &CheckExports},
     {"names", "ProviderEntry takes the module's name, refuses others, and fills in its table",
      &CheckNames},
+    {"early", "what may be asked before Initialize does no harm", &CheckEarly},
     {"life", "one life: load, initialise, work, shut down, unload, all calls watched", &CheckLife},
     {"walk", "controls, events and questions with generated values, all calls watched", &CheckWalk},
     {"late", "what still arrives after Shutdown does no harm", &CheckLate},

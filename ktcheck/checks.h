@@ -26,6 +26,7 @@ const Check* CheckNamed(std::string_view name) noexcept;
 
 void CheckExports(Bench& bench);
 void CheckNames(Bench& bench);
+void CheckEarly(Bench& bench);
 void CheckLife(Bench& bench);
 void CheckWalk(Bench& bench);
 void CheckLate(Bench& bench);

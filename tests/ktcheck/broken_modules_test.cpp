@@ -94,6 +94,12 @@ TEST(BrokenModule, ThatCallsAfterShutdownIsToldWhatAndFromWhere) {
             "a registration made by EvRegisterEvent is never given back");
 }
 
+TEST(BrokenModule, ThatNeedsInitializeForItsVersionIsToldThatItWasAskedBefore) {
+  const Json verdict = VerdictOn(BrokenModule("premature"), {"early", "life"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("crash"));
+  EXPECT_EQ(FirstOf(verdict, "crash").at("when"), "Version before Initialize");
+}
+
 TEST(BrokenModule, ThatUsesAfterShutdownWhatItDeletedThereIsToldWhichControlCameLate) {
   const Json verdict = VerdictOn(BrokenModule("posthumous"), {"life", "late"});
   EXPECT_THAT(KindsIn(verdict), ElementsAre("crash"));
@@ -215,8 +221,8 @@ TEST(BrokenModule, ThatWritesPastARecordIsToldWhenTheRecordIsReleased) {
 TEST(BrokenModule, OfAnyKindHasItsFileInOrder) {
   for (const char* const name :
        {"belated", "careless", "clinging", "crashing", "deadlocked", "disorderly", "forgetful",
-        "hasty", "hoarding", "leaking", "mismatched", "overrunning", "posthumous", "reserved",
-        "restless", "stubborn", "throwing", "unwilling"}) {
+        "hasty", "hoarding", "leaking", "mismatched", "overrunning", "posthumous", "premature",
+        "reserved", "restless", "stubborn", "throwing", "unwilling"}) {
     EXPECT_THAT(KindsIn(VerdictOn(BrokenModule(name), {"exports", "names"})), ElementsAre())
         << name;
   }
