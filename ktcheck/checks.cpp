@@ -8,13 +8,14 @@
 namespace ktcheck {
 namespace {
 
-constexpr std::array<Check, 10> kChecks{{
+constexpr std::array<Check, 11> kChecks{{
     {"exports", "DllInit and ProviderEntry are exported, and nothing else", &CheckExports},
     {"names", "ProviderEntry takes the module's name, refuses others, and fills in its table",
      &CheckNames},
     {"early", "what may be asked before Initialize does no harm", &CheckEarly},
     {"life", "one life: load, initialise, work, shut down, unload, all calls watched", &CheckLife},
     {"walk", "controls, events and questions with generated values, all calls watched", &CheckWalk},
+    {"threads", "clients on several threads at once, and Shutdown while they go on", &CheckThreads},
     {"late", "what still arrives after Shutdown does no harm", &CheckLate},
     {"lives", "life after life in one process, with the memory level flat", &CheckLives},
     {"failures", "every framework call of a life fails once with each of three statuses",

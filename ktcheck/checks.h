@@ -29,6 +29,7 @@ void CheckNames(Bench& bench);
 void CheckEarly(Bench& bench);
 void CheckLife(Bench& bench);
 void CheckWalk(Bench& bench);
+void CheckThreads(Bench& bench);
 void CheckLate(Bench& bench);
 void CheckLives(Bench& bench);
 void CheckFailures(Bench& bench);

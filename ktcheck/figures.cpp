@@ -6,13 +6,12 @@
 namespace ktcheck {
 namespace {
 
-constexpr std::array kFigures{kExportsCounted,     kNamesAsked,        kFrameworkCalls,
-                              kControlsSent,       kControlsKnown,     kEventsRaised,
-                              kLateControls,       kLateEvents,        kLives,
-                              kBytesKept,          kCallsInALife,      kCallsFailed,
-                              kAllocationsInALife, kAllocationsFailed, kSlowestInitialize,
-                              kSlowestShutdown,    kSlowestControl,    kSlowestChangeNotify,
-                              kSlowestGetAttr,     kSlowestVersion,    kLastStep};
+constexpr std::array kFigures{
+    kExportsCounted,    kNamesAsked,      kFrameworkCalls, kControlsSent,        kControlsKnown,
+    kEventsRaised,      kThreads,         kLateControls,   kLateEvents,          kLives,
+    kBytesKept,         kCallsInALife,    kCallsFailed,    kAllocationsInALife,  kAllocationsFailed,
+    kSlowestInitialize, kSlowestShutdown, kSlowestControl, kSlowestChangeNotify, kSlowestGetAttr,
+    kSlowestVersion,    kLastStep};
 
 constexpr std::array kSlowest{kSlowestInitialize,   kSlowestShutdown, kSlowestControl,
                               kSlowestChangeNotify, kSlowestGetAttr,  kSlowestVersion};

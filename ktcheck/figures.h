@@ -22,6 +22,7 @@ inline constexpr Figure kControlsSent{"controlsSent", "controls sent", "all that
 inline constexpr Figure kControlsKnown{"controlsKnown", "controls known",
                                        "those of them that the module knows"};
 inline constexpr Figure kEventsRaised{"eventsRaised", "events raised", "events for the module"};
+inline constexpr Figure kThreads{"threads", "threads", "clients that were there at once"};
 inline constexpr Figure kLateControls{"lateControls", "late controls",
                                       "controls that were sent after Shutdown"};
 inline constexpr Figure kLateEvents{"lateEvents", "late events", "events raised after Shutdown"};

@@ -100,6 +100,13 @@ TEST(BrokenModule, ThatNeedsInitializeForItsVersionIsToldThatItWasAskedBefore) {
   EXPECT_EQ(FirstOf(verdict, "crash").at("when"), "Version before Initialize");
 }
 
+TEST(BrokenModule, ThatExpectsOneClientAtATimeIsToldThatThereAreMore) {
+  const Json verdict =
+      VerdictOn(BrokenModule("unguarded"), {"life", "threads"}, {"--codes", "20000-20002"});
+  EXPECT_THAT(KindsIn(verdict), ElementsAre("crash"));
+  EXPECT_THAT(FirstOf(verdict, "crash").at("when").get<std::string>(), HasSubstr("4 clients"));
+}
+
 TEST(BrokenModule, ThatUsesAfterShutdownWhatItDeletedThereIsToldWhichControlCameLate) {
   const Json verdict = VerdictOn(BrokenModule("posthumous"), {"life", "late"});
   EXPECT_THAT(KindsIn(verdict), ElementsAre("crash"));
@@ -220,9 +227,9 @@ TEST(BrokenModule, ThatWritesPastARecordIsToldWhenTheRecordIsReleased) {
 
 TEST(BrokenModule, OfAnyKindHasItsFileInOrder) {
   for (const char* const name :
-       {"belated", "careless", "clinging", "crashing", "deadlocked", "disorderly", "forgetful",
-        "hasty", "hoarding", "leaking", "mismatched", "overrunning", "posthumous", "premature",
-        "reserved", "restless", "stubborn", "throwing", "unwilling"}) {
+       {"belated",  "careless", "clinging", "crashing",   "deadlocked",  "disorderly", "forgetful",
+        "hasty",    "hoarding", "leaking",  "mismatched", "overrunning", "posthumous", "premature",
+        "reserved", "restless", "stubborn", "throwing",   "unguarded",   "unwilling"}) {
     EXPECT_THAT(KindsIn(VerdictOn(BrokenModule(name), {"exports", "names"})), ElementsAre())
         << name;
   }
