@@ -3,12 +3,12 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <random>
 
 #include "bus/attribution.h"
 #include "bus/gate.h"
 #include "bus/memory.h"
-#include "bus/status.h"
 
 namespace kt::bus {
 namespace {
@@ -24,6 +24,17 @@ std::uint64_t Mix(std::uint64_t x) noexcept {
   x = (x ^ (x >> 27U)) * 0x94D049BB133111EBU;
   return x ^ (x >> 31U);
 }
+
+// The two digits of each byte.
+using HexPairs = std::array<std::array<char, 2>, 256>;
+constexpr HexPairs MakeHexPairs() {
+  constexpr std::array kDigits{'0', '1', '2', '3', '4', '5', '6', '7',
+                               '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'};
+  HexPairs pairs{};
+  for (std::size_t i = 0; i < pairs.size(); ++i) pairs[i] = {kDigits[i / 16], kDigits[i % 16]};
+  return pairs;
+}
+constexpr HexPairs kHexPairs = MakeHexPairs();
 
 }  // namespace
 
@@ -48,26 +59,31 @@ KtObjId NewId() {
 }
 
 std::string GuidText(const KtGuid& guid) {
-  static constexpr std::array kDigits{'0', '1', '2', '3', '4', '5', '6', '7',
-                                      '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'};
-  std::string text;
-  text.reserve(38);
-  const auto hex = [&](std::uint32_t number, std::uint32_t digits) {
-    while (digits != 0) text += kDigits[(number >> (4U * --digits)) & 0xFU];
+  std::array<char, kGuidTextSize> text{};
+  WriteGuidText(guid, text.data());
+  return {text.data(), kGuidTextSize - 1};
+}
+
+void WriteGuidText(const KtGuid& guid, char* room) noexcept {
+  // The bytes in the order in which they are read, highest digits first.
+  const auto byte = [](std::uint32_t number, std::uint32_t shift) {
+    return static_cast<std::uint8_t>(number >> shift);
   };
-  text += '{';
-  hex(guid.Data1, 8);
-  text += '-';
-  hex(guid.Data2, 4);
-  text += '-';
-  hex(guid.Data3, 4);
-  text += '-';
-  hex(guid.Data4[0], 2);
-  hex(guid.Data4[1], 2);
-  text += '-';
-  for (std::size_t i = 2; i < 8; ++i) hex(guid.Data4[i], 2);
-  text += '}';
-  return text;
+  const auto put = [&room](auto... bytes) {
+    ((std::memcpy(room, kHexPairs[bytes].data(), 2), room += 2), ...);
+  };
+  *room++ = '{';
+  put(byte(guid.Data1, 24), byte(guid.Data1, 16), byte(guid.Data1, 8), byte(guid.Data1, 0));
+  *room++ = '-';
+  put(byte(guid.Data2, 8), byte(guid.Data2, 0));
+  *room++ = '-';
+  put(byte(guid.Data3, 8), byte(guid.Data3, 0));
+  *room++ = '-';
+  put(guid.Data4[0], guid.Data4[1]);
+  *room++ = '-';
+  put(guid.Data4[2], guid.Data4[3], guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
+  *room++ = '}';
+  *room = '\0';
 }
 
 std::size_t ObjIdHash::operator()(const KtObjId& id) const noexcept {
@@ -83,12 +99,10 @@ std::size_t ObjIdHash::operator()(const KtObjId& id) const noexcept {
 char* KtGUIDToString(const KtGuid* guid) {
   KT_GATE(KtGUIDToString, guid);
   if (guid == nullptr) return nullptr;
-  kt::bus::Account& asker = kt::bus::Asker(KT_RETURN_ADDRESS());
-  char* text = nullptr;
-  static_cast<void>(kt::bus::Answer([&] {
-    text = kt::bus::AllocateText(kt::bus::GuidText(*guid), asker);
-    return kt::bus::kOk;
-  }));
+  // Written where it is handed out: no other memory is needed for it.
+  auto* const text = static_cast<char*>(kt::bus::AllocateBlock(
+      kt::bus::kGuidTextSize, kt::bus::Kind::kText, kt::bus::Asker(KT_RETURN_ADDRESS())));
+  if (text != nullptr) kt::bus::WriteGuidText(*guid, text);
   return text;
 }
 

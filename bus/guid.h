@@ -19,6 +19,11 @@ KtObjId NewId();
 // "{9452C1D7-9A89-4CDF-B3DF-1EE1D7D002D9}".
 std::string GuidText(const KtGuid& guid);
 
+// The same with its terminating zero, written into room for kGuidTextSize characters. Two are asked
+// for by every control, so it takes two digits at a time from a table.
+inline constexpr std::size_t kGuidTextSize = 39;
+void WriteGuidText(const KtGuid& guid, char* room) noexcept;
+
 struct ObjIdHash {
   std::size_t operator()(const KtObjId& id) const noexcept;
 };

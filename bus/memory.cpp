@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -69,7 +68,7 @@ Shard& ShardOf(const void* block) {
 
 void* AllocateBlock(std::size_t size, Kind kind, Account& account) noexcept {
   if (size > std::numeric_limits<std::size_t>::max() - kGuardSize - 1) return nullptr;
-  void* const block = std::malloc(std::max<std::size_t>(size + kGuardSize, 1));
+  void* const block = ::operator new(std::max<std::size_t>(size + kGuardSize, 1), std::nothrow);
   if (block == nullptr) return nullptr;
   SetGuard(block, size);
   try {
@@ -77,7 +76,7 @@ void* AllocateBlock(std::size_t size, Kind kind, Account& account) noexcept {
     const MutexGuard guard(shard.lock);
     shard.blocks.Add({block, &account, size, kind});
   } catch (const std::bad_alloc&) {
-    std::free(block);
+    ::operator delete(block);
     return nullptr;
   }
   account.HandOut(kind);
@@ -105,7 +104,7 @@ std::optional<BlockInfo> ClaimBlock(const void* block, std::optional<Kind> kind)
 void ReleaseClaimed(const BlockInfo& info) noexcept {
   if (!GuardIsWhole(info)) ReportOverrun(info);
   info.account->Return(info.kind);
-  std::free(info.block);
+  ::operator delete(info.block);
 }
 
 std::optional<Kind> KindOfBlock(const void* block) noexcept {
