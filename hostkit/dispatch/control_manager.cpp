@@ -1,6 +1,9 @@
 #include "dispatch/control_manager.h"
 
 #include <algorithm>
+#include <array>
+#include <span>
+#include <vector>
 
 #include "base/guid_order.h"
 #include "base/trace.h"
@@ -21,6 +24,28 @@ std::uint32_t LevelFor(const CKtControlRequest& request) {
   }
   return trace != 0 ? kt::kError : kt::kWarning;
 }
+
+// The filters as a request finds them: some may come and go while they run. So few as there are in
+// practice are copied to the stack, which is cheaper than a list with a count that all requests
+// share, and needs no memory when a filter is taken out.
+class FilterCopy {
+ public:
+  void Take(const std::vector<CKtControlFilter*>& filters) {
+    if (filters.size() > few_.size()) {
+      many_ = filters;
+      view_ = many_;
+    } else {
+      std::copy(filters.begin(), filters.end(), few_.begin());
+      view_ = {few_.data(), filters.size()};
+    }
+  }
+  [[nodiscard]] std::span<CKtControlFilter* const> View() const noexcept { return view_; }
+
+ private:
+  std::array<CKtControlFilter*, 8> few_{};
+  std::vector<CKtControlFilter*> many_;
+  std::span<CKtControlFilter* const> view_;
+};
 
 // Runs the handler with the lines about it. A handler that throws reports success to the host: only
 // its return writes the status. This is deliberate.
@@ -105,13 +130,13 @@ KtStatus CKtControlManager::RegisterPath(const std::shared_ptr<CKtControlMapEntr
               "%S: ERROR: CKtControlManager::RegisterPath() : no memory for the control path.");
     return E_OUTOFMEMORY;
   }
-  if (FindLocked(path.View()) != nullptr) {
+  if (paths_.Find(path.View()) != nullptr) {
     kt::Trace(kt::kError,
               "%S: ERROR: CKtControlManager::RegisterPath() : KTERROR_DUPLICATE_INTERFACE %s",
               path.Text());
     return KTERROR_DUPLICATE_INTERFACE;
   }
-  paths_.insert_or_assign(std::string(path.View()), entry);
+  paths_.Put(path.View(), entry);
   return 0;
 }
 
@@ -122,17 +147,11 @@ KtStatus CKtControlManager::UnRegisterPath(const KtGuid& interface_id,
   const kt::LockGuard guard(path_map_lock_);
   kt::ControlPath path;
   const bool built = path.Build(interface_id, selector, control_code, object_id);
-  const auto found = built ? paths_.find(path.View())
-                           : std::find_if(paths_.begin(), paths_.end(), [&](const auto& slot) {
-                               const auto entry = slot.second.lock();
-                               return entry != nullptr && entry->Matches(interface_id, selector,
-                                                                         control_code, object_id);
-                             });
-  if (found != paths_.end()) {
-    const bool stored = !found->second.expired();
-    paths_.erase(found);
-    if (stored) return 0;
-  }
+  const bool stood =
+      built ? paths_.Erase(path.View()) : paths_.EraseFirst([&](const CKtControlMapEntry& entry) {
+        return entry.Matches(interface_id, selector, control_code, object_id);
+      });
+  if (stood) return 0;
   if (!built) {
     kt::Trace(kt::kError,
               "%S: ERROR: CKtControlManager::UnRegisterPath() : no memory for the control path.");
@@ -242,13 +261,13 @@ void CKtControlManager::FlushQueuesLocked() noexcept {
 
 KtStatus CKtControlManager::RunFilters(CKtControlRequest& request) {
   if (!has_filters_.load(std::memory_order_acquire)) return KTSTATUS_CONTINUE;
-  std::vector<CKtControlFilter*> filters;
+  FilterCopy filters;
   {
     const kt::LockGuard guard(path_map_lock_);
-    filters = filters_;
+    filters.Take(filters_);
   }
   try {
-    for (CKtControlFilter* const filter : filters) {
+    for (CKtControlFilter* const filter : filters.View()) {
       const KtStatus status = filter->filter(request);
       if (status != KTSTATUS_CONTINUE) return status;
     }
@@ -269,14 +288,9 @@ std::shared_ptr<CKtControlMapEntry> CKtControlManager::FindHandler(const CKtCont
   const kt::LockGuard guard(path_map_lock_);
   built = path.Build(interface_id, request.selector, request.controlCode, request.target.Id());
   if (!built) return nullptr;
-  if (auto entry = FindLocked(path.View())) return entry;
+  if (auto entry = paths_.Find(path.View())) return entry;
   kt::ControlPath any_object;
   built = any_object.Build(interface_id, request.selector, request.controlCode, kt::kNullObjId);
   if (!built) return nullptr;
-  return FindLocked(any_object.View());
-}
-
-std::shared_ptr<CKtControlMapEntry> CKtControlManager::FindLocked(std::string_view path) const {
-  const auto found = paths_.find(path);
-  return found == paths_.end() ? nullptr : found->second.lock();
+  return paths_.Find(any_object.View());
 }

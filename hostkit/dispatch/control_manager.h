@@ -21,11 +21,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <memory>
-#include <string>
-#include <string_view>
 #include <vector>
 
 #include "base/lock.h"
@@ -33,6 +29,7 @@
 #include "dispatch/control_filter.h"
 #include "dispatch/control_map_entry.h"
 #include "dispatch/control_path.h"
+#include "dispatch/control_path_map.h"
 #include "dispatch/control_request.h"
 #include "dispatch/lazy_delete_queue.h"
 
@@ -106,7 +103,6 @@ class CKtControlManager {
  private:
   friend class CKtActivityScope;
   friend class kt::ActivityHold;
-  using EntrySlot = std::weak_ptr<CKtControlMapEntry>;  // expired: absent
 
   CKtControlManager() = default;
 
@@ -121,10 +117,8 @@ class CKtControlManager {
                                                                 kt::ControlPath& path,
                                                                 bool& built) const
       KT_EXCLUDES(path_map_lock_);
-  [[nodiscard]] std::shared_ptr<CKtControlMapEntry> FindLocked(std::string_view path) const
-      KT_REQUIRES(path_map_lock_);
 
-  std::map<std::string, EntrySlot, std::less<>> paths_ KT_GUARDED_BY(path_map_lock_);
+  kt::ControlPathMap paths_ KT_GUARDED_BY(path_map_lock_);
   std::vector<CKtControlFilter*> filters_ KT_GUARDED_BY(path_map_lock_);
   std::vector<CKtLazyDeleteQueue*> queues_ KT_GUARDED_BY(queue_list_lock_);
 

@@ -1,12 +1,25 @@
 #include "dispatch/control_path.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstring>
 
 #include "base/owned.h"
 
 namespace kt {
+namespace {
+
+// Each writes behind what stands there and returns the new end. There is room for all of them.
+char* Append(char* end, std::string_view piece) noexcept {
+  std::memcpy(end, piece.data(), piece.size());
+  return end + piece.size();
+}
+
+char* AppendNumber(char* end, std::uint32_t number) noexcept {
+  constexpr std::ptrdiff_t kDigits = 11;
+  return std::to_chars(end, end + kDigits, static_cast<std::int32_t>(number)).ptr;
+}
+
+}  // namespace
 
 bool ControlPath::Build(const KtGuid& interface_id, std::uint32_t selector,
                         std::uint32_t control_code, const KtObjId& object_id) noexcept {
@@ -15,29 +28,17 @@ bool ControlPath::Build(const KtGuid& interface_id, std::uint32_t selector,
   const FrameworkText interface_text(KtGUIDToString(&interface_id));
   const FrameworkText object_text(KtGUIDToString(&object_id.guid));
   if (interface_text == nullptr || object_text == nullptr) return false;
-  Append("OBJ:");
-  Append(object_text.get());
-  Append(",INTF:");
-  Append(interface_text.get());
-  Append(",MJ:");
-  AppendNumber(selector);
-  Append(",MN:");
-  AppendNumber(control_code);
-  text_[size_] = '\0';
+  char* end = Append(text_.data(), "OBJ:");
+  end = Append(end, std::string_view(object_text.get()).substr(0, kLongestId));
+  end = Append(end, ",INTF:");
+  end = Append(end, std::string_view(interface_text.get()).substr(0, kLongestId));
+  end = Append(end, ",MJ:");
+  end = AppendNumber(end, selector);
+  end = Append(end, ",MN:");
+  end = AppendNumber(end, control_code);
+  *end = '\0';
+  size_ = static_cast<std::size_t>(end - text_.data());
   return true;
-}
-
-void ControlPath::Append(std::string_view piece) noexcept {
-  const std::size_t count = std::min(piece.size(), text_.size() - 1 - size_);
-  std::memcpy(text_.data() + size_, piece.data(), count);
-  size_ += count;
-}
-
-void ControlPath::AppendNumber(std::uint32_t number) noexcept {
-  std::array<char, 12> digits{};
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(),
-                                 static_cast<std::int32_t>(number));
-  Append({digits.data(), static_cast<std::size_t>(end.ptr - digits.data())});
 }
 
 }  // namespace kt

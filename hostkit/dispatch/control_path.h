@@ -31,11 +31,11 @@ class ControlPath {
   [[nodiscard]] const char* Text() const noexcept { return text_.data(); }
 
  private:
-  void Append(std::string_view piece) noexcept;
-  void AppendNumber(std::uint32_t number) noexcept;
+  // An id's text has 38 characters. A framework's longer ones are cut off, at registration and
+  // look-up alike; with two of them, 19 characters of the format and two numbers of up to 11 there
+  // is room for all, so that no step has to look whether there is.
+  static constexpr std::size_t kLongestId = 100;
 
-  // Two ids of 38 characters, two numbers of up to 11 and 19 of the format need 117; a framework
-  // with longer id texts is cut off, at registration and look-up alike.
   std::array<char, 256> text_{};
   std::size_t size_ = 0;
 };
