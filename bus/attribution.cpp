@@ -6,7 +6,15 @@
 namespace kt::bus {
 namespace {
 
-thread_local Account* running_account = nullptr;
+// What a thread knows of itself.
+struct ThisThread {
+  Account* running = nullptr;  // whose function runs here; null: nobody's that is known
+  // The module that was found last, and by how many changes of the table.
+  std::uint64_t changes = 0;
+  ModuleRange range;
+  Account* account = nullptr;
+};
+thread_local ThisThread this_thread;
 
 std::uintptr_t Number(const void* address) noexcept {
   return std::bit_cast<std::uintptr_t>(address);
@@ -22,6 +30,7 @@ ModuleTable& ModuleTable::Get() {
 void ModuleTable::Add(ModuleRange range, Account& account) {
   const WriteGuard guard(lock_);
   entries_.reserve(entries_.size() + 1);
+  changes_.fetch_add(1, std::memory_order_release);
   std::erase_if(entries_, [&](const Entry& entry) {
     return entry.range.begin < range.end && range.begin < entry.range.end;
   });
@@ -31,6 +40,7 @@ void ModuleTable::Add(ModuleRange range, Account& account) {
 bool ModuleTable::Forget(const void* address) {
   const std::uintptr_t number = Number(address);
   const WriteGuard guard(lock_);
+  changes_.fetch_add(1, std::memory_order_release);
   return std::erase_if(entries_, [&](const Entry& entry) {
            return entry.range.begin <= number && number < entry.range.end;
          }) != 0;
@@ -38,25 +48,34 @@ bool ModuleTable::Forget(const void* address) {
 
 Account* ModuleTable::Find(const void* address) const {
   const std::uintptr_t number = Number(address);
+  ThisThread& known = this_thread;
+  if (known.range.begin <= number && number < known.range.end &&
+      known.changes == changes_.load(std::memory_order_acquire)) {
+    return known.account;
+  }
   const ReadGuard guard(lock_);
   for (const Entry& entry : entries_) {
-    if (entry.range.begin <= number && number < entry.range.end) return entry.account;
+    if (number < entry.range.begin || entry.range.end <= number) continue;
+    known.range = entry.range;
+    known.account = entry.account;
+    known.changes = changes_.load(std::memory_order_relaxed);
+    return entry.account;
   }
   return nullptr;
 }
 
 Account& Asker(const void* return_address) {
-  if (running_account != nullptr) return *running_account;
+  if (Account* const running = this_thread.running) return *running;
   if (Account* const account = ModuleTable::Get().Find(return_address)) return *account;
   return Ledger::Get().host();
 }
 
-RunningAs::RunningAs(Account& account) noexcept : previous_(running_account) {
-  running_account = &account;
+RunningAs::RunningAs(Account& account) noexcept : previous_(this_thread.running) {
+  this_thread.running = &account;
 }
 
 RunningAs::~RunningAs() {
-  running_account = previous_;
+  this_thread.running = previous_;
 }
 
 }  // namespace kt::bus

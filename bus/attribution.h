@@ -5,6 +5,7 @@
 // up among the address ranges of the known modules. Whatever is left is the host's.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -42,7 +43,8 @@ class ModuleTable {
   // Forgets the range around the address; false when there is none.
   bool Forget(const void* address) KT_EXCLUDES(lock_);
 
-  // The account of the module around the address, or null.
+  // The account of the module around the address, or null. A thread's calls come from one module
+  // for long: it remembers the range that it found last, and takes no lock while that one holds.
   Account* Find(const void* address) const KT_EXCLUDES(lock_);
 
  private:
@@ -50,6 +52,9 @@ class ModuleTable {
     ModuleRange range;
     Account* account;
   };
+  // Counts the changes, so that what a thread remembers can be told to be old. From 1: what a new
+  // thread remembers, nothing, is old from the start.
+  std::atomic<std::uint64_t> changes_{1};
   mutable SharedMutex lock_;
   std::vector<Entry> entries_ KT_GUARDED_BY(lock_);
 };

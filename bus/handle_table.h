@@ -4,8 +4,9 @@
 // A handle's 64 bits: 16 of a tag that no user-space address has (0xB10 and the handle kind), 24 of
 // a generation, 24 of a slot. A slot whose generations are used up is not used again.
 //
-// Threads: everything from any thread; the table is cut into shards, a look-up is a shared lock and
-// a counted reference, so the thing lives at least as long as the call that looked it up.
+// Threads: everything from any thread; the table is cut into shards, a look-up is a lock and a
+// counted reference, so the thing lives at least as long as the call that looked it up. The lock is
+// a plain one: it is held for a few steps, and one that knows readers costs each of them more.
 #pragma once
 
 #include <array>
@@ -40,7 +41,7 @@ class HandleTable {
   Handle Insert(std::shared_ptr<T> thing, Account* account) {
     const std::uint32_t number = next_shard_.fetch_add(1, std::memory_order_relaxed) % kShards;
     Shard& shard = shards_[number];
-    const WriteGuard guard(shard.lock);
+    const MutexGuard guard(shard.lock);
     if (shard.free.empty()) {
       if (shard.slots.size() >= kSlotsPerShard) throw std::bad_alloc();
       shard.free.reserve(shard.slots.size() + 1);  // so that Remove never allocates
@@ -58,8 +59,8 @@ class HandleTable {
   [[nodiscard]] std::shared_ptr<T> Find(Handle handle) const {
     Key key;
     if (!Decode(handle, key)) return nullptr;
-    const Shard& shard = shards_[key.shard];
-    const ReadGuard guard(shard.lock);
+    Shard& shard = shards_[key.shard];
+    const MutexGuard guard(shard.lock);
     if (key.index >= shard.slots.size()) return nullptr;
     const Slot& slot = shard.slots[key.index];
     return slot.generation == key.generation ? slot.entry.thing : nullptr;
@@ -70,7 +71,7 @@ class HandleTable {
     Key key;
     if (!Decode(handle, key)) return {};
     Shard& shard = shards_[key.shard];
-    const WriteGuard guard(shard.lock);
+    const MutexGuard guard(shard.lock);
     if (key.index >= shard.slots.size()) return {};
     Slot& slot = shard.slots[key.index];
     if (slot.generation != key.generation || !slot.entry) return {};
@@ -90,7 +91,7 @@ class HandleTable {
     Entry entry;
   };
   struct Shard {
-    mutable SharedMutex lock;
+    Mutex lock;
     std::vector<Slot> slots KT_GUARDED_BY(lock);
     std::vector<std::uint32_t> free KT_GUARDED_BY(lock);
   };
@@ -116,7 +117,7 @@ class HandleTable {
     return true;
   }
 
-  std::array<Shard, kShards> shards_;
+  mutable std::array<Shard, kShards> shards_;
   std::atomic<std::uint32_t> next_shard_{0};
 };
 

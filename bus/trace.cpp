@@ -180,7 +180,7 @@ void WriteWatched(std::uint32_t level, const char* format, Arguments& arguments,
                          }) == kOk;
   const std::array words{Word(level), Word(format), Word(formatted ? text.c_str() : nullptr)};
   GatedCall call("KtTrace", false, asker, words.data(), words.size(), KTBUS_WORD_NONE);
-  if (!call.Answered() && formatted && Trace::Get().Wants(level)) {
+  if (!call.Answered() && formatted && Trace::Wants(level)) {
     const Unseen inside;
     const RunningAs caller(asker);
     static_cast<void>(Answer([&] {
@@ -194,7 +194,7 @@ void WriteWatched(std::uint32_t level, const char* format, Arguments& arguments,
 }  // namespace
 
 void WriteTrace(std::uint32_t level, const char* format, ...) noexcept {
-  if (!Trace::Get().Wants(level)) return;
+  if (!Trace::Wants(level)) return;
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): va_start fills it.
   Arguments arguments;
   va_start(arguments.list, format);
@@ -206,7 +206,7 @@ void WriteTrace(std::uint32_t level, const char* format, ...) noexcept {
 
 void KtTrace(uint32_t level, const char* format, ...) {
   const bool watched = kt::bus::GateWatches();
-  if (!watched && !kt::bus::Trace::Get().Wants(level)) return;
+  if (!watched && !kt::bus::Trace::Wants(level)) return;
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): va_start fills it.
   kt::bus::Arguments arguments;
   va_start(arguments.list, format);
@@ -220,11 +220,11 @@ void KtTrace(uint32_t level, const char* format, ...) {
 
 uint32_t KtSetTraceLevel(uint32_t level) {
   KT_GATE(KtSetTraceLevel, level);
-  return kt::bus::Trace::Get().SetLevel(level);
+  return kt::bus::Trace::SetLevel(level);
 }
 
 uint32_t KtBusTraceLevel(void) {
-  return kt::bus::Trace::Get().level();
+  return kt::bus::Trace::level();
 }
 
 void KtBusTraceToStderr(cuvo_bool on) {

@@ -1,6 +1,6 @@
 // The trace: a level, and the sinks that a line goes to.
 //
-// Threads: everything from any thread. A line below the level costs one comparison.
+// Threads: everything from any thread.
 #pragma once
 
 #include <atomic>
@@ -23,11 +23,12 @@ class Trace {
   // Never destroyed: modules trace until the process ends.
   static Trace& Get();
 
-  [[nodiscard]] bool Wants(std::uint32_t level) const noexcept {
+  // Whether a line of that level is written: most are not, and cost a load and a comparison.
+  [[nodiscard]] static bool Wants(std::uint32_t level) noexcept {
     return level >= level_.load(std::memory_order_relaxed);
   }
-  [[nodiscard]] std::uint32_t level() const noexcept { return level_.load(); }
-  std::uint32_t SetLevel(std::uint32_t level) noexcept { return level_.exchange(level); }
+  [[nodiscard]] static std::uint32_t level() noexcept { return level_.load(); }
+  static std::uint32_t SetLevel(std::uint32_t level) noexcept { return level_.exchange(level); }
 
   // Hands a text to every sink that is on.
   void Write(std::uint32_t level, const std::string& text) KT_EXCLUDES(sinks_lock_, call_lock_);
@@ -46,7 +47,7 @@ class Trace {
   void WriteLine(std::uint32_t level, const std::string& text) KT_EXCLUDES(sinks_lock_);
   void Call(std::uint32_t level, const std::string& text) KT_EXCLUDES(call_lock_);
 
-  std::atomic<std::uint32_t> level_{4};
+  static inline constinit std::atomic<std::uint32_t> level_{4};
   std::atomic<bool> stderr_{false};
   std::atomic<bool> has_file_{false};
   std::atomic<bool> has_callback_{false};
