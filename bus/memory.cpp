@@ -10,6 +10,7 @@
 #include "bus/attribution.h"
 #include "bus/gate.h"
 #include "bus/property_set.h"
+#include "bus/small_blocks.h"
 #include "bus/trace.h"
 #include "bus/wrong_free.h"
 #include "ktbus3/ktbus3.h"
@@ -68,7 +69,15 @@ Shard& ShardOf(const void* block) {
 
 void* AllocateBlock(std::size_t size, Kind kind, Account& account) noexcept {
   if (size > std::numeric_limits<std::size_t>::max() - kGuardSize - 1) return nullptr;
-  void* const block = ::operator new(std::max<std::size_t>(size + kGuardSize, 1), std::nothrow);
+  const std::size_t room = size + kGuardSize;
+  if (small_blocks::kThereAreAny && room <= small_blocks::kLargest) {
+    if (void* const block = small_blocks::Allocate(size, room, kind, account)) {
+      SetGuard(block, size);
+      account.HandOut(kind);
+      return block;
+    }
+  }
+  void* const block = ::operator new(std::max<std::size_t>(room, 1), std::nothrow);
   if (block == nullptr) return nullptr;
   SetGuard(block, size);
   try {
@@ -92,6 +101,7 @@ char* AllocateText(std::string_view text, Account& account) noexcept {
 }
 
 std::optional<BlockInfo> ClaimBlock(const void* block, std::optional<Kind> kind) noexcept {
+  if (auto small = small_blocks::Claim(block, kind)) return small;
   Shard& shard = ShardOf(block);
   const MutexGuard guard(shard.lock);
   const BlockInfo* const found = shard.blocks.Find(block);
@@ -104,10 +114,15 @@ std::optional<BlockInfo> ClaimBlock(const void* block, std::optional<Kind> kind)
 void ReleaseClaimed(const BlockInfo& info) noexcept {
   if (!GuardIsWhole(info)) ReportOverrun(info);
   info.account->Return(info.kind);
-  ::operator delete(info.block);
+  if (info.small) {
+    small_blocks::Release(info.block);
+  } else {
+    ::operator delete(info.block);
+  }
 }
 
 std::optional<Kind> KindOfBlock(const void* block) noexcept {
+  if (const auto small = small_blocks::KindOf(block)) return small;
   Shard& shard = ShardOf(block);
   const MutexGuard guard(shard.lock);
   const BlockInfo* const found = shard.blocks.Find(block);

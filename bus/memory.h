@@ -2,7 +2,10 @@
 // checked before it happens. A pointer that is no live block is counted and left alone; a block
 // that was written past its end is counted and traced when it is released.
 //
-// Threads: every function from any thread; the registry is cut into shards by address.
+// Small blocks know it themselves (bus/small_blocks.h); for the others, and where a small one
+// cannot be had, there is a table of addresses.
+//
+// Threads: every function from any thread; the table is cut into shards by address.
 #pragma once
 
 #include <cstddef>

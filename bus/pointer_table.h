@@ -18,6 +18,7 @@ struct BlockInfo {
   Account* account = nullptr;
   std::size_t size = 0;
   Kind kind{};
+  bool small = false;  // in a slab (small_blocks.h), and in no table of pointers
 };
 
 class PointerTable {
