@@ -1,9 +1,10 @@
 // Which handler stands under which control path.
 //
-// Two structures for one content. An ordered map holds the paths, by plain byte comparison: it is
-// what is walked where the order counts, and its texts stay where they are. Beside it stands a hash
-// of those texts, since each control looks one up: in the map that is a comparison of texts, and a
-// line of memory that is in no cache, for each doubling of the number of handlers.
+// Two structures over one content. An ordered set keeps the paths by plain byte comparison: it is
+// what is walked where their order counts. Beside it stands a hash, since each control looks a path
+// up: in an ordered tree that is a comparison of texts, and memory that is in no cache, for each
+// doubling of the number of handlers. What a look-up needs of a path, its text and its handler, is
+// one piece of memory.
 //
 // Threads:   none of its own; the control manager's path-map lock is around it.
 // Ownership: owns the paths and no handler. A handler that has gone counts as absent, though its
@@ -11,12 +12,11 @@
 // Failure:   Put() alone needs memory.
 #pragma once
 
-#include <functional>
-#include <map>
+#include <cstddef>
 #include <memory>
-#include <string>
+#include <set>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "dispatch/control_map_entry.h"
 
@@ -24,6 +24,11 @@ namespace kt {
 
 class ControlPathMap {
  public:
+  ControlPathMap() = default;
+  ~ControlPathMap();
+  ControlPathMap(const ControlPathMap&) = delete;
+  ControlPathMap& operator=(const ControlPathMap&) = delete;
+
   // The handler under the path, or null.
   [[nodiscard]] std::shared_ptr<CKtControlMapEntry> Find(std::string_view path) const noexcept;
 
@@ -38,22 +43,45 @@ class ControlPathMap {
   // tells. Returns whether there was one. Needs no path, and hence no memory.
   template <typename Predicate>
   bool EraseFirst(const Predicate& matches) noexcept {
-    for (auto place = paths_.begin(); place != paths_.end(); ++place) {
-      const auto handler = place->second.lock();
+    for (Node* const node : in_order_) {
+      const auto handler = node->handler.lock();
       if (handler == nullptr || !matches(*handler)) continue;
-      EraseAt(place);
+      Drop(node);
       return true;
     }
     return false;
   }
 
  private:
-  using Paths = std::map<std::string, std::weak_ptr<CKtControlMapEntry>, std::less<>>;
+  // A path. Its text follows in the same piece of memory.
+  struct Node {
+    Node* next = nullptr;  // with another path that hashes to the same place
+    std::size_t hash = 0;
+    std::size_t size = 0;
+    std::weak_ptr<CKtControlMapEntry> handler;
 
-  void EraseAt(Paths::iterator place) noexcept;
+    [[nodiscard]] std::string_view Text() const noexcept {
+      return {reinterpret_cast<const char*>(this + 1), size};
+    }
+  };
+  struct Release {
+    void operator()(Node* node) const noexcept;
+  };
+  struct ByText {
+    bool operator()(const Node* left, const Node* right) const noexcept {
+      return left->Text() < right->Text();
+    }
+  };
 
-  Paths paths_;
-  std::unordered_map<std::string_view, Paths::iterator> index_;  // its keys are the texts of paths_
+  static std::unique_ptr<Node, Release> MakeNode(std::string_view path, std::size_t hash);
+
+  [[nodiscard]] Node* FindNode(std::string_view path, std::size_t hash) const noexcept;
+  [[nodiscard]] std::size_t PlaceOf(std::size_t hash) const noexcept;
+  void GrowFor(std::size_t paths);
+  void Drop(Node* node) noexcept;
+
+  std::set<Node*, ByText> in_order_;  // owns its nodes
+  std::vector<Node*> places_;         // a power of two of them, or none
 };
 
 }  // namespace kt
