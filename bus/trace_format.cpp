@@ -18,6 +18,9 @@ namespace {
 // A width or precision that a mistaken argument made absurd must not exhaust the memory.
 constexpr int kWidest = 65536;
 
+// Room for most lines, so that a line does not grow piece by piece.
+constexpr std::size_t kUsualLine = 256;
+
 enum class Size { kInt, kShort, kChar, kLong, kWide, kLongLong };
 
 // One conversion as it stands in the format.
@@ -71,6 +74,8 @@ void ReadFlags(const char*& at, Conversion& conversion) noexcept {
 }
 
 Size ReadSize(const char*& at) noexcept {
+  // Most conversions have no prefix.
+  if (std::strchr("hlIwjzt", *at) == nullptr) return Size::kInt;
   struct Prefix {
     std::string_view text;
     Size size;
@@ -350,6 +355,7 @@ void Print(Conversion& conversion, Arguments& arguments, std::string& out) {
 
 std::string FormatTrace(const char* format, Arguments& arguments) {
   std::string out;
+  out.reserve(kUsualLine);
   const char* at = format;
   while (*at != '\0') {
     const char* const plain_end = at + std::strcspn(at, "%");
