@@ -1,4 +1,6 @@
 // The ledger: by provider, by kind, wrong releases; and what a visit of the database shows.
+#include <atomic>
+#include <cstdint>
 #include <string>
 #include <thread>
 #include <vector>
@@ -234,6 +236,36 @@ TEST_F(WrongFreeTest, ABlockFreedTwiceIsCountedOnceAsWrong) {
   _KtFree(block);
   _KtFree(block);
   EXPECT_EQ(New("blocks"), 1U);
+}
+
+TEST_F(WrongFreeTest, OfTwoThreadsThatFreeABlockAtOnceOneMakesAMistake) {
+  constexpr int kRounds = 500;
+  const auto before = Row("", "blocks");
+  for (int i = 0; i < kRounds; ++i) {
+    void* const block = _KtAlloc(static_cast<std::size_t>(i) % 300);
+    std::atomic<int> ready{0};
+    const auto release = [&] {
+      ++ready;
+      while (ready != 2) std::this_thread::yield();
+      _KtFree(block);
+    };
+    std::thread other(release);
+    release();
+    other.join();
+  }
+  EXPECT_EQ(New("blocks"), std::uint64_t{kRounds});
+  EXPECT_EQ(Row("", "blocks").outstanding, before.outstanding);
+}
+
+TEST_F(WrongFreeTest, AnAddressBetweenBlocksIsForeign) {
+  char* const block = static_cast<char*>(_KtAlloc(32));
+  const auto begin = reinterpret_cast<std::uintptr_t>(block) & ~std::uintptr_t{0xFFFF};
+  // No block begins at any of these, whatever stands around it.
+  for (const std::uintptr_t offset : {1U, 8U, 24U, 40U}) {
+    _KtFree(reinterpret_cast<void*>(begin + offset));
+  }
+  EXPECT_EQ(New("blocks"), 4U);
+  _KtFree(block);
 }
 
 TEST_F(WrongFreeTest, APointerIntoABlockIsForeign) {

@@ -174,6 +174,53 @@ TEST_F(MemoryTest, EightThreadsShareIt) {
   EXPECT_EQ(Row("", "blocks").wrongFrees, before.wrongFrees);
 }
 
+TEST_F(MemoryTest, BlocksAreReleasedByOtherThreadsThanTookThem) {
+  const auto before = Row("", "blocks");
+  std::vector<unsigned char*> blocks;
+  for (int round = 0; round < 20; ++round) {
+    std::thread([&] {
+      for (std::size_t i = 0; i < 300; ++i) {
+        blocks.push_back(static_cast<unsigned char*>(_KtAlloc(1 + i)));
+        std::memset(blocks.back(), static_cast<int>(i % 251), 1 + i);
+      }
+    }).join();
+    std::thread([&] {
+      for (std::size_t i = 0; i < 300; ++i) {
+        EXPECT_EQ(blocks[i][0], i % 251);
+        EXPECT_EQ(blocks[i][i], i % 251) << "two blocks overlap";
+        _KtFree(blocks[i]);
+      }
+    }).join();
+    blocks.clear();
+  }
+  EXPECT_EQ(Row("", "blocks").total, before.total + 6000);
+  EXPECT_EQ(Row("", "blocks").outstanding, before.outstanding);
+  EXPECT_EQ(Row("", "blocks").wrongFrees, before.wrongFrees);
+}
+
+// What a thread still does with memory while its thread-local objects go.
+struct LastDeed {
+  ~LastDeed() {
+    _KtFree(block);
+    _KtFree(_KtAlloc(20));
+  }
+  void* block = nullptr;
+};
+
+TEST_F(MemoryTest, BlocksComeAndGoWhileTheirThreadEnds) {
+  const auto before = Row("", "blocks");
+  for (int i = 0; i < 100; ++i) {
+    std::thread([] {
+      // Made before the thread's first block, so that it goes after whatever keeps blocks.
+      thread_local LastDeed deed;
+      deed.block = _KtAlloc(20);
+    }).join();
+  }
+  EXPECT_EQ(Row("", "blocks").total, before.total + 200);
+  EXPECT_EQ(Row("", "blocks").outstanding, before.outstanding);
+  EXPECT_EQ(Row("", "blocks").wrongFrees, before.wrongFrees);
+}
+
 TEST(Sleeping, LastsAtLeastAsLongAsAsked) {
   const auto start = std::chrono::steady_clock::now();
   KtSleep(20);

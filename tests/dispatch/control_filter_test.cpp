@@ -1,6 +1,7 @@
 #include "dispatch/control_filter.h"
 
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -58,6 +59,20 @@ TEST_F(ControlFilterTest, LetsARequestGoOnThatEveryFilterLetsGoOn) {
   manager().AddFilter(second);
   EXPECT_EQ(Invoke(), 0u);
   EXPECT_EQ(log_, (std::vector<std::string>{"1", "2", "handler"}));
+}
+
+TEST_F(ControlFilterTest, RunsEveryOneOfManyFiltersInTheirOrder) {
+  std::vector<std::unique_ptr<Filter>> filters;
+  std::vector<std::string> expected;
+  for (int i = 0; i < 20; ++i) {
+    expected.push_back(std::to_string(i));
+    filters.push_back(std::make_unique<Filter>(
+        [this, i] { return log_.emplace_back(std::to_string(i)), KTSTATUS_CONTINUE; }));
+    manager().AddFilter(*filters.back());
+  }
+  expected.emplace_back("handler");
+  EXPECT_EQ(Invoke(), 0u);
+  EXPECT_EQ(log_, expected);
 }
 
 TEST_F(ControlFilterTest, EndsTheRequestWithTheStatusOfAFilterUnchanged) {
