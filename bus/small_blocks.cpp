@@ -39,7 +39,7 @@ Kind KindIn(Word word) noexcept {
 
 // ---- Slabs -----------------------------------------------------------------------------------
 
-constexpr std::size_t kSlabSize = 64U * 1024;
+constexpr std::size_t kSlabSize = std::size_t{64} * 1024;
 constexpr std::size_t kClasses = 4;  // 32, 64, 128 and 256 bytes
 constexpr unsigned kFirstShift = 5;
 static_assert(kLargest == std::size_t{1} << (kFirstShift + kClasses - 1));
