@@ -86,16 +86,17 @@ class SnprintfControl {
  private:
   static std::string GuidText(const KtGuid& guid) {
     std::array<char, 40> text{};
-    std::snprintf(text.data(), text.size(), "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
-                  guid.Data1, guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2],
-                  guid.Data4[3], guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
+    static_cast<void>(std::snprintf(
+        text.data(), text.size(), "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.Data1,
+        guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3],
+        guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]));
     return text.data();
   }
   static std::string Path(const KtObjId& object) {
     std::array<char, 256> text{};
-    std::snprintf(text.data(), text.size(), "OBJ:%s,INTF:%s,MJ:%u,MN:%u",
-                  GuidText(object.guid).c_str(), GuidText(kWorkInterface).c_str(), kSelector,
-                  kWork);
+    static_cast<void>(std::snprintf(text.data(), text.size(), "OBJ:%s,INTF:%s,MJ:%u,MN:%u",
+                                    GuidText(object.guid).c_str(), GuidText(kWorkInterface).c_str(),
+                                    kSelector, kWork));
     return text.data();
   }
   KtStatus Send(std::size_t index) {

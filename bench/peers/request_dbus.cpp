@@ -96,7 +96,7 @@ class Daemon {
     sd_bus_message* reply = nullptr;
     std::uint32_t status = 1;
     std::uint32_t before = ~0U;
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
     if (sd_bus_call_method(bus_, kName, "/system", kName, "SetLevel", &error, &reply, "a{sv}", 1,
                            "tracelevel", "u", 7U) < 0) {
       const std::string message = error.message == nullptr ? "no answer" : error.message;

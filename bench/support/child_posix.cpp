@@ -1,7 +1,6 @@
 #include "bench/support/child.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -12,15 +11,17 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 
 namespace kt::bench {
 namespace {
 
 [[noreturn]] void Fail(const std::string& what) {
-  throw std::runtime_error(what + ": " + std::strerror(errno));
+  throw std::runtime_error(what + ": " + std::generic_category().message(errno));
 }
 
 sockaddr_un AddressOf(const std::string& socket) {
@@ -33,6 +34,7 @@ sockaddr_un AddressOf(const std::string& socket) {
 
 std::vector<char*> Pointers(std::vector<std::string>& words) {
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
   return pointers;

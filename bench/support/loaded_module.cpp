@@ -43,9 +43,8 @@ class Set {
 
 std::filesystem::path Copy() {
   static std::atomic<int> count{0};
-  const auto copy =
-      std::filesystem::temp_directory_path() /
-      ("bench-" + std::to_string(getpid()) + "-" + std::to_string(count.fetch_add(1)) + ".so");
+  auto copy = std::filesystem::temp_directory_path() / ("bench-" + std::to_string(getpid()) + "-" +
+                                                        std::to_string(count.fetch_add(1)) + ".so");
   std::filesystem::copy_file(BENCH_MODULE_FILE, copy,
                              std::filesystem::copy_options::overwrite_existing);
   return copy;

@@ -83,13 +83,13 @@ int Count(std::string_view name, std::size_t times) {
   const auto found = std::find_if(Entries().begin(), Entries().end(),
                                   [&](const auto& entry) { return entry->name() == name; });
   if (found == Entries().end() || times == 0) {
-    std::fprintf(stderr, "no operation \"%.*s\" here: --list names them\n",
-                 static_cast<int>(name.size()), name.data());
+    static_cast<void>(std::fprintf(stderr, "no operation \"%.*s\" here: --list names them\n",
+                                   static_cast<int>(name.size()), name.data()));
     return 2;
   }
   Entry& entry = **found;
   if (!entry.Works()) {
-    std::fprintf(stderr, "%s does not work\n", entry.name().c_str());
+    static_cast<void>(std::fprintf(stderr, "%s does not work\n", entry.name().c_str()));
     return 1;
   }
   entry.RunTimes(times);  // warm
@@ -134,7 +134,7 @@ bool Entry::Ready(benchmark::State& state) {
     try {
       failed_ = !Works();
     } catch (const std::exception& error) {
-      std::fprintf(stderr, "%s: %s\n", name_.c_str(), error.what());
+      static_cast<void>(std::fprintf(stderr, "%s: %s\n", name_.c_str(), error.what()));
       failed_ = true;
     }
   }
@@ -158,7 +158,7 @@ int main(int argc, char** argv) {
   try {
     status = kt::bench::Run(argc, argv);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s\n", error.what());
+    static_cast<void>(std::fprintf(stderr, "%s\n", error.what()));
   }
   // What the operations hold goes before the libraries do.
   kt::bench::Entries().clear();

@@ -24,7 +24,7 @@ ServiceProgram::ServiceProgram() {
   if (bind(notify_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
     throw std::runtime_error("no socket to be told at");
   }
-  const char* const path = std::getenv("PATH");
+  const char* const path = std::getenv("PATH");  // NOLINT(concurrency-mt-unsafe): one thread
   child_.emplace(
       std::vector<std::string>{KTSVC_FILE, "run", "--quiet", "--socket", socket(), "--registry",
                                folder_.File("registry"), "--module-folder", MODULE_FOLDER,
