@@ -1,5 +1,7 @@
 // bench_table: results of the benchmark programs in, the table out.
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -27,9 +29,7 @@ void WriteFile(const std::string& file, const std::string& text) {
   if (!stream) throw std::runtime_error(file + ": cannot be written");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
   CLI::App app{"Turns results of the benchmark programs into the table of bench/run."};
   std::vector<std::string> results;
   std::string rows = "bench/rows.json";
@@ -42,18 +42,24 @@ int main(int argc, char** argv) {
   app.add_option("--json", json, "writes the table for programs there");
   app.add_option("--svg", picture, "writes the picture there");
   CLI11_PARSE(app, argc, argv);
+  kt::bench::Samples samples;
+  for (const std::string& result : results) samples.Add(ReadJson(result));
+  const auto judged = kt::bench::Judge(kt::bench::ReadRows(ReadJson(rows)), samples);
+  const std::string table = kt::bench::TextReport(judged, samples.faults());
+  std::cout << table << std::flush;
+  if (!text.empty()) WriteFile(text, table);
+  if (!json.empty()) WriteFile(json, kt::bench::JsonReport(judged, samples.faults()));
+  if (!picture.empty()) WriteFile(picture, kt::bench::Picture(judged));
+  return samples.faults().empty() ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    kt::bench::Samples samples;
-    for (const std::string& result : results) samples.Add(ReadJson(result));
-    const auto judged = kt::bench::Judge(kt::bench::ReadRows(ReadJson(rows)), samples);
-    const std::string table = kt::bench::TextReport(judged, samples.faults());
-    std::cout << table << std::flush;
-    if (!text.empty()) WriteFile(text, table);
-    if (!json.empty()) WriteFile(json, kt::bench::JsonReport(judged, samples.faults()));
-    if (!picture.empty()) WriteFile(picture, kt::bench::Picture(judged));
-    return samples.faults().empty() ? 0 : 1;
+    return Run(argc, argv);
   } catch (const std::exception& error) {
-    std::cerr << "bench_table: " << error.what() << "\n";
+    static_cast<void>(std::fprintf(stderr, "bench_table: %s\n", error.what()));
     return 1;
   }
 }
