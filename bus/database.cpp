@@ -21,6 +21,10 @@ DatabaseTable& Databases() {
   return *table;
 }
 
+// Counts what was closed, after its handle has become stale. From 1: what a new thread remembers,
+// nothing, is old from the start.
+std::atomic<std::uint64_t> closings{1};
+
 ProviderHandles& ProviderTable() {
   static ProviderHandles* const table = new ProviderHandles;
   return *table;
@@ -63,7 +67,21 @@ KtStatus Database::Close(KtDatabase handle) {
   for (const auto& provider : providers) database->Detach(provider);
   database->observers_.Close();
   Databases().Remove(handle);
+  closings.fetch_add(1);
   return kOk;
+}
+
+bool Database::IsOpen(KtDatabase handle) noexcept {
+  struct Last {
+    KtDatabase handle;
+    std::uint64_t closings;
+  };
+  thread_local Last last{nullptr, 0};
+  const std::uint64_t now = closings.load(std::memory_order_acquire);
+  if (last.handle == handle && last.closings == now) return true;
+  if (Databases().Find(handle) == nullptr) return false;
+  last = {handle, now};
+  return true;
 }
 
 std::shared_ptr<Database> Database::Find(KtDatabase handle) {
@@ -231,10 +249,11 @@ bool Database::Deliver(Provider& provider, const Notice& notice) {
   const KtStatus status = Answer([&] {
     // What waited in the queue while its last subscription was taken back is not wanted any more.
     if (!subscriptions_.Wants(provider, notice)) return kOk;
-    const LentPropset properties(*notice.properties);
+    static const PropertyMap none;
+    const LentPropset properties(notice.properties == nullptr ? none : *notice.properties);
     KtEventRecord record{};
     record.kind = notice.kind;
-    record.name = notice.name.c_str();
+    record.name = notice.name();
     record.properties = properties.get();
     record.database = handle_;
     // The provider's own status says only whether anybody there listened.
@@ -242,7 +261,7 @@ bool Database::Deliver(Provider& provider, const Notice& notice) {
     return kOk;
   });
   if (status != kOk) {
-    WriteTrace(kTraceError, "ktbus3: notice %s for provider %s is lost, 0x%x", notice.name.c_str(),
+    WriteTrace(kTraceError, "ktbus3: notice %s for provider %s is lost, 0x%x", notice.name(),
                provider.name().c_str(), status);
   }
   return reached;

@@ -1,5 +1,6 @@
 #include "bus/delivery_queue.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kt::bus {
@@ -11,12 +12,24 @@ void DeliveryQueue::Start(Deliver deliver) {
   thread_ = std::thread([this] { Run(); });
 }
 
-void DeliveryQueue::Push(Place& place) noexcept {
+void DeliveryQueue::Reserve() {
   const MutexGuard guard(lock_);
-  if (stopped_) return;
-  pushed_ += place.size();
-  waiting_.splice(waiting_.end(), place);
-  pushed_signal_.notify_one();
+  waiting_.Reserve();
+  promised_ = true;
+}
+
+void DeliveryQueue::Push(const Notice& notice) {
+  bool wake = false;
+  {
+    const MutexGuard guard(lock_);
+    promised_ = false;
+    if (stopped_) return;
+    waiting_.Reserve();
+    waiting_.Put(notice);
+    ++pushed_;
+    wake = std::exchange(asleep_, false);
+  }
+  if (wake) pushed_signal_.notify_one();
 }
 
 void DeliveryQueue::Stop() {
@@ -25,7 +38,7 @@ void DeliveryQueue::Stop() {
     const MutexGuard guard(lock_);
     stopped_ = true;
     done_ += waiting_.size();
-    waiting_.clear();
+    waiting_.Clear();
     thread = std::move(thread_);
     pushed_signal_.notify_all();
     done_signal_.notify_all();
@@ -41,6 +54,7 @@ std::uint64_t DeliveryQueue::Pushed() const {
 bool DeliveryQueue::WaitFor(std::uint64_t count, std::chrono::steady_clock::time_point deadline) {
   const MutexGuard guard(lock_);
   while (done_ < count) {
+    wanted_ = std::min(wanted_, count);
     if (done_signal_.wait_until(lock_, deadline) == std::cv_status::timeout) {
       return done_ >= count;
     }
@@ -59,21 +73,44 @@ std::uint64_t DeliveryQueue::Delivered() const {
 }
 
 void DeliveryQueue::Run() {
-  for (;;) {
-    std::shared_ptr<const Notice> notice;
+  std::optional<bool> reached;
+  for (Notice notice; Next(notice, reached);) {
+    reached = deliver_(notice);
+    notice = {};
+  }
+}
+
+// Counts the former notice, if there was one, and takes the next. False when the queue has ended.
+bool DeliveryQueue::Next(Notice& notice, std::optional<bool> former) {
+  for (int yields = 0;; ++yields) {
     {
       const MutexGuard guard(lock_);
-      while (waiting_.empty() && !stopped_) pushed_signal_.wait(lock_);
-      if (stopped_) return;
-      notice = std::move(waiting_.front());
-      waiting_.pop_front();
+      if (former) CountLocked(*std::exchange(former, std::nullopt));
+      if (yields >= kYields) {
+        if (!promised_) waiting_.Shrink();
+        while (waiting_.empty() && !stopped_) {
+          asleep_ = true;
+          pushed_signal_.wait(lock_);
+        }
+        asleep_ = false;
+      }
+      if (stopped_) return false;
+      if (!waiting_.empty()) {
+        notice = waiting_.Take();
+        return true;
+      }
     }
-    const bool reached = deliver_(*notice);
-    const MutexGuard guard(lock_);
-    ++done_;
-    if (reached) ++delivered_;
-    done_signal_.notify_all();
+    std::this_thread::yield();
   }
+}
+
+// Those who wait are woken when what they wait for is there, not with each notice.
+void DeliveryQueue::CountLocked(bool reached) {
+  ++done_;
+  if (reached) ++delivered_;
+  if (done_ < wanted_) return;
+  wanted_ = kNobody;
+  done_signal_.notify_all();
 }
 
 }  // namespace kt::bus

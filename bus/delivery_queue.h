@@ -2,6 +2,7 @@
 // of its own. The thread starts with the first subscription.
 //
 // Threads:   everything from any thread but Stop, which must not run on the delivery thread.
+//            Reserve and Push from one thread at a time: whoever raises holds a lock.
 // Ownership: notices are copied in. Stop() drops what waits and joins the thread.
 #pragma once
 
@@ -9,24 +10,14 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <list>
-#include <memory>
-#include <string>
+#include <optional>
 #include <thread>
 
 #include "bus/lock.h"
-#include "bus/property_map.h"
+#include "bus/notice.h"
+#include "bus/notice_ring.h"
 
 namespace kt::bus {
-
-// What was raised, shared by all queues that it waits in.
-struct Notice {
-  std::uintptr_t kind = 0;
-  std::string name;        // as the provider sees it
-  std::string alert_name;  // of an alert: its own name
-  std::shared_ptr<const PropertyMap> properties;
-  std::uint64_t sequence = 0;  // counts all that is raised in the database
-};
 
 class DeliveryQueue {
  public:
@@ -42,11 +33,12 @@ class DeliveryQueue {
   // Starts the thread unless it runs. Throws when the system has no thread to give.
   void Start(Deliver deliver) KT_EXCLUDES(lock_);
 
-  // A notice and the memory for its place in a queue.
-  using Place = std::list<std::shared_ptr<const Notice>>;
+  // Makes room for one notice, so that the next Push cannot fail. Throws std::bad_alloc.
+  void Reserve() KT_EXCLUDES(lock_);
 
-  // Appends what is in the place, without allocating; after Stop() it is dropped.
-  void Push(Place& place) noexcept KT_EXCLUDES(lock_);
+  // Appends the notice; after Stop() it is dropped. The thread is woken only when it sleeps. Throws
+  // std::bad_alloc with nothing changed, and never after Reserve().
+  void Push(const Notice& notice) KT_EXCLUDES(lock_);
 
   // Ends for good. Waits for the notice that is being delivered.
   void Stop() KT_EXCLUDES(lock_);
@@ -61,15 +53,25 @@ class DeliveryQueue {
   [[nodiscard]] std::uint64_t Delivered() const KT_EXCLUDES(lock_);
 
  private:
+  // How often the thread lets others run before it sleeps: whoever raises is seldom done with one,
+  // and a thread that is awake costs it no call of the system.
+  static constexpr int kYields = 3;
+  static constexpr std::uint64_t kNobody = ~std::uint64_t{0};
+
   void Run() KT_EXCLUDES(lock_);
+  bool Next(Notice& notice, std::optional<bool> former) KT_EXCLUDES(lock_);
+  void CountLocked(bool reached) KT_REQUIRES(lock_);
 
   mutable Mutex lock_;
   std::condition_variable_any pushed_signal_;
   std::condition_variable_any done_signal_;
-  Place waiting_ KT_GUARDED_BY(lock_);
+  NoticeRing waiting_ KT_GUARDED_BY(lock_);
+  bool promised_ KT_GUARDED_BY(lock_) = false;  // room that a Push will use
+  bool asleep_ KT_GUARDED_BY(lock_) = false;
   std::uint64_t pushed_ KT_GUARDED_BY(lock_) = 0;
   std::uint64_t done_ KT_GUARDED_BY(lock_) = 0;  // delivered or dropped
   std::uint64_t delivered_ KT_GUARDED_BY(lock_) = 0;
+  std::uint64_t wanted_ KT_GUARDED_BY(lock_) = kNobody;  // the least that somebody waits for
   bool stopped_ KT_GUARDED_BY(lock_) = false;
   std::thread thread_ KT_GUARDED_BY(lock_);
   Deliver deliver_;  // set before the thread starts, never changed

@@ -37,18 +37,30 @@ KtStatus Unsubscribe(KtDatabase database, KtCookie cookie, bool alert, const voi
   });
 }
 
-KtStatus RaiseEvent(Database& database, const std::string& raiser, const char* name,
-                    KtPropset properties) {
+std::shared_ptr<const PropertyMap> NoProperties() {
+  static const auto none = std::make_shared<const PropertyMap>();
+  return none;
+}
+
+// A copy of what a handle holds; null for the null handle.
+std::shared_ptr<const PropertyMap> PropertiesOf(KtPropset handle) {
+  return handle == nullptr ? nullptr : FindPropset(handle)->Snapshot();
+}
+
+KtStatus RaiseEvent(Database& database, std::string_view raiser, const char* name,
+                    KtPropset handle) {
   if (name == nullptr || *name == '\0') return kInvalidArgument;
-  Notice notice;
-  notice.kind = KTBUS_NOTICE_EVENT;
-  notice.name = name;
-  notice.properties = std::make_shared<const PropertyMap>(CopyProperties(properties));
+  auto properties = PropertiesOf(handle);
   Observation observation;
-  observation.what = KTBUS_OBSERVED_EVENT;
-  observation.name = name;
-  observation.provider = raiser;
-  database.subscriptions().Raise(std::move(notice), database.observers(), std::move(observation));
+  const bool observed = database.observers().Active();
+  if (observed) {
+    observation.what = KTBUS_OBSERVED_EVENT;
+    observation.name = name;
+    observation.provider = raiser;
+    observation.properties = properties == nullptr ? NoProperties() : properties;
+  }
+  database.subscriptions().Raise(KTBUS_NOTICE_EVENT, name, std::move(properties),
+                                 database.observers(), observed ? &observation : nullptr);
   return kOk;
 }
 
@@ -102,8 +114,7 @@ cuvo_bool EvMatch(KtDatabase database, const char* eventName, const char* patter
   bool matches = false;
   static_cast<void>(Answer([&] {
     if (eventName == nullptr || pattern == nullptr) return kInvalidArgument;
-    static_cast<void>(Database::Find(database));
-    matches = kt::bus::MatchesPattern(eventName, pattern);
+    matches = Database::IsOpen(database) && kt::bus::MatchesPattern(eventName, pattern);
     return kOk;
   }));
   return matches ? 1 : 0;
@@ -173,13 +184,11 @@ KtStatus ObRaiseAlert(KtDatabase database, KtProvider provider, const char* name
     observation.provider = raiser->name();
     observation.description = definition->description;
     observation.severity = definition->severity;
-    kt::bus::Notice notice;
-    notice.kind = KTBUS_NOTICE_ALERT;
-    notice.name = kt::bus::kAlertNotice;
-    notice.alert_name = definition->name;
-    notice.properties = std::make_shared<const kt::bus::PropertyMap>(
+    observation.properties = std::make_shared<const kt::bus::PropertyMap>(
         kt::bus::AlertProperties(*definition, properties, object));
-    found->subscriptions().Raise(std::move(notice), found->observers(), std::move(observation));
+    auto shared = observation.properties;
+    found->subscriptions().Raise(KTBUS_NOTICE_ALERT, definition->name, std::move(shared),
+                                 found->observers(), &observation);
     return kOk;
   });
 }

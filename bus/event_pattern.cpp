@@ -1,32 +1,32 @@
 #include "bus/event_pattern.h"
 
-#include <algorithm>
-
-#include "ktbus3/ktbus3.h"
-
 namespace kt::bus {
 namespace {
 
-// Takes the first part off; `more` says whether another follows.
-std::string_view TakePart(std::string_view& rest, bool& more) noexcept {
-  const std::size_t dot = rest.find('.');
-  more = dot != std::string_view::npos;
-  const std::string_view part = rest.substr(0, dot);
-  rest = more ? rest.substr(dot + 1) : std::string_view();
-  return part;
+constexpr bool EndsPart(char character) noexcept {
+  return character == '.' || character == '\0';
 }
 
 }  // namespace
 
-bool MatchesPattern(std::string_view name, std::string_view pattern) noexcept {
-  bool more_name = true;
-  bool more_pattern = true;
-  while (more_name && more_pattern) {
-    const std::string_view part = TakePart(name, more_name);
-    const std::string_view wanted = TakePart(pattern, more_pattern);
-    if (wanted == "*" ? part.empty() : part != wanted) return false;
+bool MatchesPattern(const char* name, const char* pattern) noexcept {
+  for (;;) {
+    // At the beginning of a part of each.
+    if (*pattern == '*' && EndsPart(pattern[1])) {
+      if (EndsPart(*name)) return false;
+      while (!EndsPart(*name)) ++name;
+      ++pattern;
+    } else {
+      while (*name == *pattern && !EndsPart(*name)) {
+        ++name;
+        ++pattern;
+      }
+    }
+    if (*name != *pattern) return false;
+    if (*name == '\0') return true;
+    ++name;
+    ++pattern;
   }
-  return more_name == more_pattern;
 }
 
 bool IsPattern(std::string_view text) noexcept {
@@ -37,8 +37,12 @@ bool IsPattern(std::string_view text) noexcept {
   return false;
 }
 
-std::size_t CountParts(std::string_view text) noexcept {
-  return 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), '.'));
+std::string_view TakePart(std::string_view& rest, bool& more) noexcept {
+  const std::size_t dot = rest.find('.');
+  more = dot != std::string_view::npos;
+  const std::string_view part = rest.substr(0, dot);
+  rest = more ? rest.substr(dot + 1) : std::string_view();
+  return part;
 }
 
 }  // namespace kt::bus

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 
-#include "bus/event_pattern.h"
 #include "bus/status.h"
 #include "ktbus3/ktbus3_host.h"
 
@@ -18,40 +17,6 @@ KtCookie NextCookie() noexcept {
 }
 
 }  // namespace
-
-void SubscriptionIndex::Add(const std::shared_ptr<const Subscription>& subscription) {
-  if (IsPattern(subscription->name)) {
-    patterns_[CountParts(subscription->name)].push_back(subscription);
-  } else {
-    exact_[subscription->name].push_back(subscription);
-  }
-}
-
-void SubscriptionIndex::Remove(const Subscription& subscription) {
-  const auto is_it = [&](const auto& entry) { return entry.get() == &subscription; };
-  if (IsPattern(subscription.name)) {
-    const auto found = patterns_.find(CountParts(subscription.name));
-    if (found == patterns_.end()) return;
-    std::erase_if(found->second, is_it);
-    if (found->second.empty()) patterns_.erase(found);
-  } else {
-    const auto found = exact_.find(subscription.name);
-    if (found == exact_.end()) return;
-    std::erase_if(found->second, is_it);
-    if (found->second.empty()) exact_.erase(found);
-  }
-}
-
-void SubscriptionIndex::AppendMatching(std::string_view name, Entries& out) const {
-  if (const auto found = exact_.find(std::string(name)); found != exact_.end()) {
-    out.insert(out.end(), found->second.begin(), found->second.end());
-  }
-  if (const auto found = patterns_.find(CountParts(name)); found != patterns_.end()) {
-    for (const auto& entry : found->second) {
-      if (MatchesPattern(name, entry->name)) out.push_back(entry);
-    }
-  }
-}
 
 KtStatus Subscriptions::Register(const std::shared_ptr<Provider>& provider, std::string name,
                                  bool alert, KtCookie& cookie) {
@@ -71,6 +36,7 @@ KtStatus Subscriptions::Register(const std::shared_ptr<Provider>& provider, std:
     by_cookie_.erase(subscription->cookie);
     throw;
   }
+  ForgetRoutes();
   provider->account().HandOut(Kind::kRegistration);
   cookie = subscription->cookie;
   return kOk;
@@ -86,6 +52,7 @@ Subscriptions::Found Subscriptions::Unregister(KtCookie cookie, bool alert) {
   subscription = found->second;
   by_cookie_.erase(found);
   (alert ? alerts_ : events_).Remove(*subscription);
+  Removed();
   subscription->provider->account().Return(Kind::kRegistration);
   return Found::kRemoved;
 }
@@ -103,44 +70,78 @@ std::size_t Subscriptions::DropAll(const Provider& provider) {
     (subscription->alert ? alerts_ : events_).Remove(*subscription);
     ++dropped;
   }
+  if (dropped != 0) Removed();
   return dropped;
 }
 
-SubscriptionIndex::Entries Subscriptions::Matching(const Notice& notice) const {
-  SubscriptionIndex::Entries matching;
-  if (notice.kind == KTBUS_NOTICE_ALERT) {
-    alerts_.AppendMatching(notice.alert_name, matching);
-    alerts_.AppendMatching(kAlertNotice, matching);
-  } else {
-    events_.AppendMatching(notice.name, matching);
-  }
-  return matching;
+void Subscriptions::ForgetRoutes() noexcept {
+  event_routes_.Forget();
+  alert_routes_.Forget();
 }
 
-void Subscriptions::Raise(Notice notice, Observers& observers, Observation observation) {
-  observation.properties = notice.properties;
-  auto shared = std::make_shared<Notice>(std::move(notice));
-  const MutexGuard guard(lock_);
-  shared->sequence = sequence_ + 1;
+void Subscriptions::Removed() noexcept {
+  removals_.fetch_add(1);
+  ForgetRoutes();
+}
+
+void Subscriptions::AppendMatching(std::uint32_t kind, std::string_view name, Lists& out) const {
+  if (kind == KTBUS_NOTICE_ALERT) {
+    alerts_.AppendMatching(name, out);
+    alerts_.AppendMatching(kAlertNotice, out);
+  } else {
+    events_.AppendMatching(name, out);
+  }
+}
+
+std::shared_ptr<const Route> Subscriptions::RouteOf(std::uint32_t kind, std::string_view name) {
+  RouteCache& routes = kind == KTBUS_NOTICE_ALERT ? alert_routes_ : event_routes_;
+  const RouteCache::Key key(name);
+  if (auto kept = routes.Find(key)) return kept;
+  lists_.clear();
+  AppendMatching(kind, name, lists_);
   std::vector<Provider*> providers;
-  for (const auto& subscription : Matching(*shared)) {
-    providers.push_back(subscription->provider.get());
+  for (const SubscriptionIndex::Entries* const list : lists_) {
+    for (const auto& subscription : *list) {
+      Provider* const provider = subscription->provider.get();
+      if (providers.empty() || providers.back() != provider) providers.push_back(provider);
+    }
   }
   std::sort(providers.begin(), providers.end());
   providers.erase(std::unique(providers.begin(), providers.end()), providers.end());
-  // A place in every queue first: all that wait for the notice get it, or none does.
-  std::vector<DeliveryQueue::Place> places(providers.size());
-  for (auto& place : places) place.push_back(shared);
+  auto route = std::make_shared<const Route>(Route{std::string(name), std::move(providers)});
+  routes.Keep(key, route);
+  return route;
+}
+
+void Subscriptions::Raise(std::uint32_t kind, std::string_view name,
+                          std::shared_ptr<const PropertyMap> properties, Observers& observers,
+                          Observation* observation) {
+  Notice notice;
+  notice.kind = kind;
+  notice.properties = std::move(properties);
+  const MutexGuard guard(lock_);
+  notice.route = RouteOf(kind, name);
+  notice.sequence = sequence_ + 1;
+  notice.removals = removals_.load(std::memory_order_relaxed);
+  // Room in every queue first: all that wait for the notice get it, or none does.
+  const std::vector<Provider*>& providers = notice.route->providers;
+  if (providers.size() > 1) {
+    for (Provider* const provider : providers) provider->queue().Reserve();
+  }
+  for (Provider* const provider : providers) provider->queue().Push(notice);
   ++sequence_;
-  for (std::size_t i = 0; i < providers.size(); ++i) providers[i]->queue().Push(places[i]);
-  observers.Tell(std::move(observation));
+  if (observation != nullptr) observers.Tell(std::move(*observation));
 }
 
 bool Subscriptions::Wants(const Provider& provider, const Notice& notice) const {
+  if (removals_.load(std::memory_order_acquire) == notice.removals) return true;
   const MutexGuard guard(lock_);
-  const SubscriptionIndex::Entries matching = Matching(notice);
-  return std::any_of(matching.begin(), matching.end(), [&](const auto& subscription) {
-    return subscription->provider.get() == &provider && subscription->since < notice.sequence;
+  Lists matching;
+  AppendMatching(notice.kind, notice.route->name, matching);
+  return std::any_of(matching.begin(), matching.end(), [&](const auto* list) {
+    return std::any_of(list->begin(), list->end(), [&](const auto& subscription) {
+      return subscription->provider.get() == &provider && subscription->since < notice.sequence;
+    });
   });
 }
 

@@ -5,44 +5,22 @@
 // Ownership: a subscription keeps its provider alive until it is taken back or dropped.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
-#include "bus/delivery_queue.h"
 #include "bus/lock.h"
+#include "bus/notice.h"
 #include "bus/observers.h"
 #include "bus/provider.h"
+#include "bus/route_cache.h"
+#include "bus/subscription_index.h"
 
 namespace kt::bus {
-
-struct Subscription {
-  KtCookie cookie = 0;
-  bool alert = false;
-  std::string name;
-  std::shared_ptr<Provider> provider;
-  std::uint64_t since = 0;  // what was raised up to here is not for it
-};
-
-// Finds the subscriptions that match a name without looking at all: exact names by hash, patterns
-// among those with as many parts.
-class SubscriptionIndex {
- public:
-  using Entries = std::vector<std::shared_ptr<const Subscription>>;
-
-  void Add(const std::shared_ptr<const Subscription>& subscription);
-  void Remove(const Subscription& subscription);
-  void AppendMatching(std::string_view name, Entries& out) const;
-
- private:
-  std::unordered_map<std::string, Entries> exact_;
-  std::unordered_map<std::size_t, Entries> patterns_;
-};
 
 class Subscriptions {
  public:
@@ -58,11 +36,15 @@ class Subscriptions {
   // since the provider never gave them back. Needs no memory: going must not fail.
   std::size_t DropAll(const Provider& provider) KT_EXCLUDES(lock_);
 
-  // Puts the notice into the queue of every provider that waits for it, once each, and tells the
-  // observer. Throws std::bad_alloc with nothing raised.
-  void Raise(Notice notice, Observers& observers, Observation observation) KT_EXCLUDES(lock_);
+  // Raises an event (KTBUS_NOTICE_EVENT) or an alert (KTBUS_NOTICE_ALERT) of that name: puts a
+  // notice into the queue of every provider that waits for it, once each, and tells the observer
+  // what is given for it (null: nothing). Throws std::bad_alloc with nothing raised.
+  void Raise(std::uint32_t kind, std::string_view name,
+             std::shared_ptr<const PropertyMap> properties, Observers& observers,
+             Observation* observation) KT_EXCLUDES(lock_);
 
-  // Whether a subscription from before the notice still waits for it.
+  // Whether a subscription from before the notice still waits for it. Looked up only when a
+  // subscription has gone since.
   bool Wants(const Provider& provider, const Notice& notice) const KT_EXCLUDES(lock_);
 
   // All, in the order of registration.
@@ -70,16 +52,25 @@ class Subscriptions {
   std::size_t CountOf(const Provider& provider) const KT_EXCLUDES(lock_);
 
  private:
-  SubscriptionIndex::Entries Matching(const Notice& notice) const KT_REQUIRES(lock_);
+  using Lists = std::vector<const SubscriptionIndex::Entries*>;
+
+  // Appends the lists of those that wait for it.
+  void AppendMatching(std::uint32_t kind, std::string_view name, Lists& out) const
+      KT_REQUIRES(lock_);
+  [[nodiscard]] std::shared_ptr<const Route> RouteOf(std::uint32_t kind, std::string_view name)
+      KT_REQUIRES(lock_);
+  void Removed() noexcept KT_REQUIRES(lock_);
+  void ForgetRoutes() noexcept KT_REQUIRES(lock_);
 
   mutable Mutex lock_;
   std::uint64_t sequence_ KT_GUARDED_BY(lock_) = 0;
   std::map<KtCookie, std::shared_ptr<const Subscription>> by_cookie_ KT_GUARDED_BY(lock_);
   SubscriptionIndex events_ KT_GUARDED_BY(lock_);
   SubscriptionIndex alerts_ KT_GUARDED_BY(lock_);
+  RouteCache event_routes_ KT_GUARDED_BY(lock_);
+  RouteCache alert_routes_ KT_GUARDED_BY(lock_);
+  Lists lists_ KT_GUARDED_BY(lock_);        // empty between calls, for its memory
+  std::atomic<std::uint64_t> removals_{0};  // changed under the lock
 };
-
-// The name of an alert's notice, and the registration that stands for all alerts.
-inline constexpr const char* kAlertNotice = "event.alert";
 
 }  // namespace kt::bus
