@@ -21,10 +21,6 @@ DatabaseTable& Databases() {
   return *table;
 }
 
-// Counts what was closed, after its handle has become stale. From 1: what a new thread remembers,
-// nothing, is old from the start.
-std::atomic<std::uint64_t> closings{1};
-
 ProviderHandles& ProviderTable() {
   static ProviderHandles* const table = new ProviderHandles;
   return *table;
@@ -67,21 +63,7 @@ KtStatus Database::Close(KtDatabase handle) {
   for (const auto& provider : providers) database->Detach(provider);
   database->observers_.Close();
   Databases().Remove(handle);
-  closings.fetch_add(1);
   return kOk;
-}
-
-bool Database::IsOpen(KtDatabase handle) noexcept {
-  struct Last {
-    KtDatabase handle;
-    std::uint64_t closings;
-  };
-  thread_local Last last{nullptr, 0};
-  const std::uint64_t now = closings.load(std::memory_order_acquire);
-  if (last.handle == handle && last.closings == now) return true;
-  if (Databases().Find(handle) == nullptr) return false;
-  last = {handle, now};
-  return true;
 }
 
 std::shared_ptr<Database> Database::Find(KtDatabase handle) {

@@ -35,10 +35,6 @@ class Database : public std::enable_shared_from_this<Database> {
   // The database behind a handle; throws StatusError(kNoObject) for a handle that is none.
   static std::shared_ptr<Database> Find(KtDatabase handle);
 
-  // Whether the handle is a database's. A thread remembers the one that it found last, and takes no
-  // lock for it until a database is closed.
-  static bool IsOpen(KtDatabase handle) noexcept;
-
   Database() = default;
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;

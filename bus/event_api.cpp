@@ -111,13 +111,14 @@ KtStatus ObUnregisterAlert(KtDatabase database, KtCookie cookie) {
 
 cuvo_bool EvMatch(KtDatabase database, const char* eventName, const char* pattern) {
   KT_GATE(EvMatch, database, eventName, pattern);
-  bool matches = false;
-  static_cast<void>(Answer([&] {
-    if (eventName == nullptr || pattern == nullptr) return kInvalidArgument;
-    matches = Database::IsOpen(database) && kt::bus::MatchesPattern(eventName, pattern);
+  // Most names do not match, and then it is all the same whether there is such a database.
+  if (eventName == nullptr || pattern == nullptr) return 0;
+  if (!kt::bus::MatchesPattern(eventName, pattern)) return 0;
+  const KtStatus found = Answer([database] {
+    static_cast<void>(Database::Find(database));
     return kOk;
-  }));
-  return matches ? 1 : 0;
+  });
+  return found == kOk ? 1 : 0;
 }
 
 KtStatus EvRaiseEvent(KtDatabase database, KtProvider provider, const char* name,

@@ -7,25 +7,32 @@ constexpr bool EndsPart(char character) noexcept {
   return character == '.' || character == '\0';
 }
 
+// Whether the character, of a text that begins there, is a part that is "*".
+constexpr bool IsStar(const char* character, const char* begin) noexcept {
+  return *character == '*' && EndsPart(character[1]) &&
+         (character == begin || character[-1] == '.');
+}
+
 }  // namespace
 
 bool MatchesPattern(const char* name, const char* pattern) noexcept {
+  const char* const begin = pattern;
   for (;;) {
-    // At the beginning of a part of each.
-    if (*pattern == '*' && EndsPart(pattern[1])) {
-      if (EndsPart(*name)) return false;
-      while (!EndsPart(*name)) ++name;
+    while (*name == *pattern) {
+      if (*name == '\0') return true;
+      ++name;
       ++pattern;
-    } else {
-      while (*name == *pattern && !EndsPart(*name)) {
-        ++name;
-        ++pattern;
-      }
     }
+    // They differ here. A "*" may stand for what does: one that is here, and then for something, or
+    // one that has just been equal to the first character of a longer part.
+    if (IsStar(pattern, begin)) {
+      if (EndsPart(*name)) return false;
+      ++pattern;
+    } else if (pattern == begin || !IsStar(pattern - 1, begin)) {
+      return false;
+    }
+    while (!EndsPart(*name)) ++name;
     if (*name != *pattern) return false;
-    if (*name == '\0') return true;
-    ++name;
-    ++pattern;
   }
 }
 

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "bus/property_map.h"
-#include "bus/route_cache.h"
+#include "bus/route.h"
 #include "ktbus3/ktbus3_host.h"
 
 namespace kt::bus {
@@ -22,7 +22,7 @@ struct Notice {
 
   // As the provider sees it.
   [[nodiscard]] const char* name() const noexcept {
-    return kind == KTBUS_NOTICE_ALERT ? kAlertNotice : route->name.c_str();
+    return kind == KTBUS_NOTICE_ALERT ? kAlertNotice : route->name().data();
   }
 };
 

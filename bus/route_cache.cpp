@@ -4,20 +4,12 @@
 #include <utility>
 
 namespace kt::bus {
-namespace {
-
-std::size_t BytesOf(const Route& route) noexcept {
-  return sizeof(Route) + route.name.capacity() + route.providers.capacity() * sizeof(Provider*);
-}
-
-}  // namespace
-
-std::shared_ptr<const Route> RouteCache::Find(const Key& key) noexcept {
+std::shared_ptr<const Route> RouteCache::Find(const HashedName& name) noexcept {
   if (places_.empty()) return nullptr;
-  Place* const set = SetOf(key.hash);
+  Place* const set = SetOf(name.hash);
   for (std::size_t way = 0; way < kWays; ++way) {
     Place& place = set[way];
-    if (place.era != era_ || place.hash != key.hash || place.route->name != key.name) continue;
+    if (place.era != era_ || place.hash != name.hash || place.route->name() != name.text) continue;
     if (way == 0) return place.route;
     std::swap(place, set[way - 1]);
     return set[way - 1].route;
@@ -25,14 +17,14 @@ std::shared_ptr<const Route> RouteCache::Find(const Key& key) noexcept {
   return nullptr;
 }
 
-void RouteCache::Keep(const Key& key, const std::shared_ptr<const Route>& route) {
-  if (BytesOf(*route) > kBytesOfOne) return;
+void RouteCache::Keep(const HashedName& name, const std::shared_ptr<const Route>& route) {
+  if (route->bytes() > kBytesOfOne) return;
   if (places_.empty()) places_.resize(kNames);
-  Place* const set = SetOf(key.hash);
+  Place* const set = SetOf(name.hash);
   Place* const last = set + kWays - 1;
   Place* const place =
       std::find_if(set, last, [this](const Place& one) { return one.era != era_; });
-  *place = {route, key.hash, era_};
+  *place = {route, name.hash, era_};
 }
 
 RouteCache::Size RouteCache::Measure() const noexcept {
@@ -40,7 +32,7 @@ RouteCache::Size RouteCache::Measure() const noexcept {
   for (const Place& place : places_) {
     if (place.route == nullptr) continue;
     ++size.names;
-    size.bytes += BytesOf(*place.route);
+    size.bytes += place.route->bytes();
   }
   return size;
 }

@@ -15,40 +15,24 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <string>
-#include <string_view>
 #include <vector>
 
+#include "bus/hashed_name.h"
+#include "bus/route.h"
+
 namespace kt::bus {
-
-class Provider;
-
-// Where the notices of a name go.
-struct Route {
-  std::string name;                  // of the event, or of an alert its own
-  std::vector<Provider*> providers;  // each once; to be followed only while none has gone
-};
 
 class RouteCache {
  public:
   static constexpr std::size_t kNames = 1024;
   static constexpr std::size_t kBytesOfOne = 512;
 
-  // A name, and where it belongs.
-  struct Key {
-    explicit Key(std::string_view text) noexcept
-        : name(text), hash(std::hash<std::string_view>{}(text)) {}
-    std::string_view name;
-    std::size_t hash;
-  };
-
   // The route that is kept for the name, or null.
-  [[nodiscard]] std::shared_ptr<const Route> Find(const Key& key) noexcept;
+  [[nodiscard]] std::shared_ptr<const Route> Find(const HashedName& name) noexcept;
 
-  // Keeps a route that was not found.
-  void Keep(const Key& key, const std::shared_ptr<const Route>& route);
+  // Keeps the route of a name that was not found.
+  void Keep(const HashedName& name, const std::shared_ptr<const Route>& route);
 
   // Gives back no route that was made before.
   void Forget() noexcept { ++era_; }

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <memory_resource>
+#include <optional>
+#include <string_view>
 
 #include "bus/event_pattern.h"
 
@@ -34,45 +35,49 @@ bool HasStars(std::string_view pattern, const std::vector<std::size_t>& stars) n
   return next == stars.end();
 }
 
-// A name's parts, and the name with "*" in the place of some of them. Names of usual length need no
-// memory.
-class Parts {
+// A name with "*" in the place of some of its parts, which never makes it longer. Names of usual
+// length need no memory.
+class Masked {
  public:
-  explicit Parts(std::string_view name) : name_(name), ends_(&memory_), masked_(&memory_) {
-    masked_.reserve(name.size());
-    for (std::size_t at = 0; at <= name.size(); ++at) {
-      if (at == name.size() || name[at] == '.') ends_.push_back(at);
-    }
+  explicit Masked(std::string_view name) : name_(name) {
+    if (name.size() <= short_.size()) return;
+    long_.resize(name.size());
+    to_ = long_.data();
   }
 
-  [[nodiscard]] std::size_t size() const noexcept { return ends_.size(); }
-
-  // Lent until the next call. Empty when one of the parts is, which no "*" stands for.
-  std::string_view WithStars(const std::vector<std::size_t>& stars) {
-    masked_.clear();
-    std::size_t from = 0;
+  // The name with those stars, lent until the next call; nothing when one of the parts is empty,
+  // which no "*" stands for.
+  std::optional<std::string_view> With(const std::vector<std::size_t>& stars) noexcept {
+    const char* from = name_.data();  // what is not copied yet
+    std::string_view rest = name_;
+    char* to = to_;
+    bool more = true;
+    std::size_t part = 0;
     for (const std::size_t star : stars) {
-      const std::size_t begin = star == 0 ? 0 : ends_[star - 1] + 1;
-      if (begin == ends_[star]) return {};
-      masked_.append(name_.substr(from, begin - from)).push_back('*');
-      from = ends_[star];
+      for (; part < star; ++part) TakePart(rest, more);
+      const std::string_view covered = TakePart(rest, more);
+      if (covered.empty()) return std::nullopt;
+      ++part;
+      to = std::copy(from, covered.data(), to);
+      *to++ = '*';
+      from = covered.data() + covered.size();
     }
-    return masked_.append(name_.substr(from));
+    to = std::copy(from, name_.data() + name_.size(), to);
+    return std::string_view(to_, static_cast<std::size_t>(to - to_));
   }
 
  private:
-  std::array<std::byte, 512> buffer_;  // NOLINT(cppcoreguidelines-pro-type-member-init): not read
-  std::pmr::monotonic_buffer_resource memory_{buffer_.data(), buffer_.size()};
   const std::string_view name_;
-  std::pmr::vector<std::size_t> ends_;
-  std::pmr::string masked_;
+  std::array<char, 256> short_;  // NOLINT(cppcoreguidelines-pro-type-member-init): written first
+  std::string long_;
+  char* to_ = short_.data();
 };
 
 }  // namespace
 
 void SubscriptionIndex::AddTo(Texts& texts,
                               const std::shared_ptr<const Subscription>& subscription) {
-  const auto [place, fresh] = texts.try_emplace(subscription->name);
+  const auto [place, fresh] = texts.try_emplace(KeptName(HashedName(subscription->name)));
   try {
     place->second.push_back(subscription);
   } catch (...) {
@@ -82,7 +87,7 @@ void SubscriptionIndex::AddTo(Texts& texts,
 }
 
 void SubscriptionIndex::RemoveFrom(Texts& texts, const Subscription& subscription) noexcept {
-  const auto found = texts.find(std::string_view(subscription.name));
+  const auto found = texts.find(HashedName(subscription.name));
   if (found == texts.end()) return;
   std::erase_if(found->second,
                 [&subscription](const auto& entry) { return entry.get() == &subscription; });
@@ -122,17 +127,17 @@ void SubscriptionIndex::Remove(const Subscription& subscription) noexcept {
   if (shapes.empty()) patterns_.erase(found);
 }
 
-void SubscriptionIndex::AppendMatching(std::string_view name,
+void SubscriptionIndex::AppendMatching(const HashedName& name,
                                        std::vector<const Entries*>& out) const {
   if (const auto found = exact_.find(name); found != exact_.end()) out.push_back(&found->second);
   if (patterns_.empty()) return;
-  Parts parts(name);
-  const auto shapes = patterns_.find(parts.size());
+  const auto shapes = patterns_.find(CountParts(name.text));
   if (shapes == patterns_.end()) return;
+  Masked masked(name.text);
   for (const Shape& shape : shapes->second) {
-    const std::string_view text = parts.WithStars(shape.stars);
-    if (text.empty()) continue;
-    if (const auto found = shape.texts.find(text); found != shape.texts.end()) {
+    const auto text = masked.With(shape.stars);
+    if (!text) continue;
+    if (const auto found = shape.texts.find(HashedName(*text)); found != shape.texts.end()) {
       out.push_back(&found->second);
     }
   }

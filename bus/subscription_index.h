@@ -19,13 +19,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "bus/hashed_name.h"
 #include "ktbus3/ktbus3.h"
 
 namespace kt::bus {
@@ -49,16 +48,14 @@ class SubscriptionIndex {
   void Remove(const Subscription& subscription) noexcept;
 
   // Appends the lists of those that match, lent until the next change.
-  void AppendMatching(std::string_view name, std::vector<const Entries*>& out) const;
+  void AppendMatching(const HashedName& name, std::vector<const Entries*>& out) const;
 
  private:
-  struct Hash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view text) const noexcept {
-      return std::hash<std::string_view>{}(text);
-    }
+  // Most names that are looked up are in none of the tables: with room between its rows a table
+  // says so without following a row into memory that is in no cache.
+  struct Texts : std::unordered_map<KeptName, Entries, NameHash, NameEqual> {
+    Texts() { max_load_factor(0.25F); }
   };
-  using Texts = std::unordered_map<std::string, Entries, Hash, std::equal_to<>>;
   struct Shape {
     std::vector<std::size_t> stars;  // the numbers of the parts that are "*", rising
     Texts texts;

@@ -84,32 +84,31 @@ void Subscriptions::Removed() noexcept {
   ForgetRoutes();
 }
 
-void Subscriptions::AppendMatching(std::uint32_t kind, std::string_view name, Lists& out) const {
+void Subscriptions::AppendMatching(std::uint32_t kind, const HashedName& name, Lists& out) const {
   if (kind == KTBUS_NOTICE_ALERT) {
     alerts_.AppendMatching(name, out);
-    alerts_.AppendMatching(kAlertNotice, out);
+    alerts_.AppendMatching(HashedName(kAlertNotice), out);
   } else {
     events_.AppendMatching(name, out);
   }
 }
 
-std::shared_ptr<const Route> Subscriptions::RouteOf(std::uint32_t kind, std::string_view name) {
+std::shared_ptr<const Route> Subscriptions::RouteOf(std::uint32_t kind, const HashedName& name) {
   RouteCache& routes = kind == KTBUS_NOTICE_ALERT ? alert_routes_ : event_routes_;
-  const RouteCache::Key key(name);
-  if (auto kept = routes.Find(key)) return kept;
+  if (auto kept = routes.Find(name)) return kept;
   lists_.clear();
   AppendMatching(kind, name, lists_);
-  std::vector<Provider*> providers;
+  providers_.clear();
   for (const SubscriptionIndex::Entries* const list : lists_) {
     for (const auto& subscription : *list) {
       Provider* const provider = subscription->provider.get();
-      if (providers.empty() || providers.back() != provider) providers.push_back(provider);
+      if (providers_.empty() || providers_.back() != provider) providers_.push_back(provider);
     }
   }
-  std::sort(providers.begin(), providers.end());
-  providers.erase(std::unique(providers.begin(), providers.end()), providers.end());
-  auto route = std::make_shared<const Route>(Route{std::string(name), std::move(providers)});
-  routes.Keep(key, route);
+  std::sort(providers_.begin(), providers_.end());
+  providers_.erase(std::unique(providers_.begin(), providers_.end()), providers_.end());
+  auto route = Route::Make(name.text, providers_);
+  routes.Keep(name, route);
   return route;
 }
 
@@ -119,12 +118,13 @@ void Subscriptions::Raise(std::uint32_t kind, std::string_view name,
   Notice notice;
   notice.kind = kind;
   notice.properties = std::move(properties);
+  const HashedName hashed(name);
   const MutexGuard guard(lock_);
-  notice.route = RouteOf(kind, name);
+  notice.route = RouteOf(kind, hashed);
   notice.sequence = sequence_ + 1;
   notice.removals = removals_.load(std::memory_order_relaxed);
   // Room in every queue first: all that wait for the notice get it, or none does.
-  const std::vector<Provider*>& providers = notice.route->providers;
+  const auto providers = notice.route->providers();
   if (providers.size() > 1) {
     for (Provider* const provider : providers) provider->queue().Reserve();
   }
@@ -137,7 +137,7 @@ bool Subscriptions::Wants(const Provider& provider, const Notice& notice) const 
   if (removals_.load(std::memory_order_acquire) == notice.removals) return true;
   const MutexGuard guard(lock_);
   Lists matching;
-  AppendMatching(notice.kind, notice.route->name, matching);
+  AppendMatching(notice.kind, HashedName(notice.route->name()), matching);
   return std::any_of(matching.begin(), matching.end(), [&](const auto* list) {
     return std::any_of(list->begin(), list->end(), [&](const auto& subscription) {
       return subscription->provider.get() == &provider && subscription->since < notice.sequence;

@@ -55,9 +55,9 @@ class Subscriptions {
   using Lists = std::vector<const SubscriptionIndex::Entries*>;
 
   // Appends the lists of those that wait for it.
-  void AppendMatching(std::uint32_t kind, std::string_view name, Lists& out) const
+  void AppendMatching(std::uint32_t kind, const HashedName& name, Lists& out) const
       KT_REQUIRES(lock_);
-  [[nodiscard]] std::shared_ptr<const Route> RouteOf(std::uint32_t kind, std::string_view name)
+  [[nodiscard]] std::shared_ptr<const Route> RouteOf(std::uint32_t kind, const HashedName& name)
       KT_REQUIRES(lock_);
   void Removed() noexcept KT_REQUIRES(lock_);
   void ForgetRoutes() noexcept KT_REQUIRES(lock_);
@@ -69,7 +69,8 @@ class Subscriptions {
   SubscriptionIndex alerts_ KT_GUARDED_BY(lock_);
   RouteCache event_routes_ KT_GUARDED_BY(lock_);
   RouteCache alert_routes_ KT_GUARDED_BY(lock_);
-  Lists lists_ KT_GUARDED_BY(lock_);        // empty between calls, for its memory
+  Lists lists_ KT_GUARDED_BY(lock_);  // of use within RouteOf alone, as the next
+  std::vector<Provider*> providers_ KT_GUARDED_BY(lock_);
   std::atomic<std::uint64_t> removals_{0};  // changed under the lock
 };
 

@@ -103,18 +103,17 @@ std::size_t CKtEventManager::DispatcherCount() const noexcept {
 }
 
 KtStatus CKtEventManager::RegisterLocked(const CKtEventPath& path) {
-  auto found = FindLocked(path.GetEventName());
-  const bool fresh = found == dispatchers_.end();
+  CKtEventDispatcher* found = FindLocked(path.GetEventName());
+  const bool fresh = found == nullptr;
   try {
     if (fresh) {
       dispatchers_.push_back(std::make_unique<CKtEventDispatcher>(path.GetEventName()));
-      found = std::prev(dispatchers_.end());
+      found = dispatchers_.back().get();
+      by_name_.try_emplace(found->GetName(), found);
     }
-    static_cast<void>((*found)->Add(path));
+    static_cast<void>(found->Add(path));
   } catch (const std::bad_alloc&) {
-    if (fresh && !dispatchers_.empty() && dispatchers_.back()->Paths().empty()) {
-      dispatchers_.pop_back();
-    }
+    if (fresh && found != nullptr && found->Paths().empty()) EraseLocked(found);
     KtTrace(kt::kError, "ERROR: CKtEventManager::RegisterEventPath() failed : KTERROR_OUTOFMEMORY");
     return E_OUTOFMEMORY;
   }
@@ -122,14 +121,14 @@ KtStatus CKtEventManager::RegisterLocked(const CKtEventPath& path) {
 }
 
 void CKtEventManager::UnRegisterLocked(const CKtEventPath& path) noexcept {
-  const auto found = FindLocked(path.GetEventName());
-  if (found == dispatchers_.end()) {
+  CKtEventDispatcher* const found = FindLocked(path.GetEventName());
+  if (found == nullptr) {
     KtTrace(kt::kError, "ERROR: CKtEventManager::UnRegisterEventPath() failed");
     return;
   }
   ++removals_;
-  (*found)->Remove(path);
-  if ((*found)->Paths().empty()) EraseLocked(found);
+  found->Remove(path);
+  if (found->Paths().empty()) EraseLocked(found);
 }
 
 // The scope closes, and deferred deletions run, before the lock is released: required.
@@ -159,23 +158,22 @@ void CKtEventManager::ForgetPathHere(const CKtEventPath& path) noexcept {
   for (std::size_t i = dispatchers_.size(); i-- > 0;) {
     if (!dispatchers_[i]->Forget(path)) continue;
     ++removals_;
-    if (dispatchers_[i]->Paths().empty()) {
-      EraseLocked(dispatchers_.begin() + static_cast<std::ptrdiff_t>(i));
-    }
+    if (dispatchers_[i]->Paths().empty()) EraseLocked(dispatchers_[i].get());
   }
 }
 
-CKtEventManager::Dispatchers::iterator CKtEventManager::FindLocked(std::string_view name) {
-  return std::find_if(dispatchers_.begin(), dispatchers_.end(),
-                      [name](const auto& dispatcher) { return dispatcher->IsNamed(name); });
+CKtEventDispatcher* CKtEventManager::FindLocked(std::string_view name) const {
+  const auto found = by_name_.find(name);
+  return found == by_name_.end() ? nullptr : found->second;
 }
 
 // The first that equals or matches, in order of creation: an event reaches one dispatcher only.
+// Which one equals is known beforehand, so the others are asked for their patterns alone.
 const CKtEventDispatcher* CKtEventManager::MatchLocked(const KtEventRecord& event) const {
   if (event.name == nullptr) return nullptr;
-  const std::string_view name(event.name);
+  const CKtEventDispatcher* const equal = FindLocked(event.name);
   for (const auto& dispatcher : dispatchers_) {
-    if (dispatcher->IsNamed(name) ||
+    if (dispatcher.get() == equal ||
         EvMatch(event.database, event.name, dispatcher->GetName()) != 0) {
       return dispatcher.get();
     }
@@ -208,13 +206,28 @@ void CKtEventManager::DeliverLocked(const CKtEventDispatcher& dispatcher,
   }
 }
 
-void CKtEventManager::EraseLocked(Dispatchers::iterator dispatcher) noexcept {
-  const std::unique_ptr<CKtEventDispatcher> gone = std::move(*dispatcher);
-  dispatchers_.erase(dispatcher);
+// Names that were cut may stand for several dispatchers: the next one takes the place of the first.
+void CKtEventManager::EraseLocked(const CKtEventDispatcher* dispatcher) noexcept {
+  const auto place = std::find_if(dispatchers_.begin(), dispatchers_.end(),
+                                  [=](const auto& one) { return one.get() == dispatcher; });
+  const std::unique_ptr<CKtEventDispatcher> gone = std::move(*place);
+  dispatchers_.erase(place);
+  const std::string_view name = gone->GetName();
+  const auto found = by_name_.find(name);
+  if (found == by_name_.end() || found->second != dispatcher) return;
+  auto row = by_name_.extract(found);
+  if (name.size() < CKtEventDispatcher::kNameLength) return;
+  const auto next = std::find_if(dispatchers_.begin(), dispatchers_.end(),
+                                 [=](const auto& one) { return one->IsNamed(name); });
+  if (next == dispatchers_.end()) return;
+  row.key() = (*next)->GetName();
+  row.mapped() = next->get();
+  by_name_.insert(std::move(row));
 }
 
 void CKtEventManager::ClearLocked() noexcept {
   ++removals_;
+  by_name_.clear();
   for (auto& dispatcher : dispatchers_) dispatcher.reset();
   dispatchers_.clear();
 }

@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "base/lock.h"
@@ -83,17 +84,20 @@ class CKtEventManager {
   [[nodiscard]] KtStatus NotifyLocked(const KtEventRecord& event, std::uint64_t first,
                                       std::uint64_t third) KT_REQUIRES(lock_);
   void ForgetPathHere(const CKtEventPath& path) noexcept KT_EXCLUDES(lock_);
-  [[nodiscard]] Dispatchers::iterator FindLocked(std::string_view name) KT_REQUIRES(lock_);
+  // The first dispatcher that keeps exactly this name, or null.
+  [[nodiscard]] CKtEventDispatcher* FindLocked(std::string_view name) const KT_REQUIRES(lock_);
   [[nodiscard]] const CKtEventDispatcher* MatchLocked(const KtEventRecord& event) const
       KT_REQUIRES(lock_);
   [[nodiscard]] bool IsAliveLocked(const CKtEventDispatcher* dispatcher,
                                    const CKtEventPath* path) const noexcept KT_REQUIRES(lock_);
   void DeliverLocked(const CKtEventDispatcher& dispatcher, const KtEventRecord& event,
                      std::uint64_t first, std::uint64_t third) KT_REQUIRES(lock_);
-  void EraseLocked(Dispatchers::iterator dispatcher) noexcept KT_REQUIRES(lock_);
+  void EraseLocked(const CKtEventDispatcher* dispatcher) noexcept KT_REQUIRES(lock_);
   void ClearLocked() noexcept KT_REQUIRES(lock_);
 
   Dispatchers dispatchers_ KT_GUARDED_BY(lock_);
+  // The dispatchers by the names that they keep; of several that keep the same one, the first.
+  std::unordered_map<std::string_view, CKtEventDispatcher*> by_name_ KT_GUARDED_BY(lock_);
   std::uint64_t removals_ KT_GUARDED_BY(lock_) = 0;  // so that a delivery knows when to look again
   bool forgotten_ KT_GUARDED_BY(lock_) = false;
   mutable kt::Lock lock_ KT_ACQUIRED_BEFORE(kt::rank::activity){kt::LockRank::kEventManager};

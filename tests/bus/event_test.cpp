@@ -69,6 +69,18 @@ TEST_F(EventTest, ANullNameOrPatternMatchesNothing) {
   EXPECT_EQ(EvMatch(database(), "a", nullptr), 0);
 }
 
+TEST_F(EventTest, NothingMatchesInADatabaseThatWasClosedOrNeverWas) {
+  KtDatabase other = nullptr;
+  ASSERT_EQ(KtBusOpenDatabase(&other), kOk);
+  EXPECT_EQ(EvMatch(other, "a", "a"), 1);
+  EXPECT_EQ(EvMatch(database(), "a", "a"), 1);
+  EXPECT_EQ(EvMatch(other, "a", "*"), 1);
+  KtBusCloseDatabase(other);
+  EXPECT_EQ(EvMatch(other, "a", "*"), 0);
+  EXPECT_EQ(EvMatch(database(), "a", "*"), 1);
+  EXPECT_EQ(EvMatch(nullptr, "a", "a"), 0);
+}
+
 TEST_F(EventTest, ASubscriptionGetsWhatItsPatternMatches) {
   for (const PatternCase& one : kPatternCases) {
     if (*one.name == '\0' || *one.pattern == '\0') continue;
@@ -289,6 +301,49 @@ TEST_F(EventTest, ASubscriptionGetsNothingThatWasRaisedBefore) {
   Deliver();
   EXPECT_EQ(notices_.size(), 0U);
   EvUnregisterEvent(database(), cookie);
+}
+
+TEST_F(EventTest, ANameThatWasRaisedBeforeReachesWhoSubscribesLaterAndNobodyWhoLeft) {
+  ScriptedProvider beta;
+  beta.Attach(database(), "beta");
+  Notices others;
+  beta.notify = others.Recorder();
+  const KtCookie first = Subscribe(alpha(), "a.b");
+  Raise("a.b");
+  Deliver();
+  const KtCookie second = Subscribe(beta, "a.*");
+  Raise("a.b");
+  Deliver();
+  EXPECT_EQ(EvUnregisterEvent(database(), first), kOk);
+  Raise("a.b");
+  Deliver();
+  EXPECT_EQ(notices_.size(), 2U);
+  EXPECT_EQ(others.size(), 2U);
+  EXPECT_EQ(EvUnregisterEvent(database(), second), kOk);
+  Raise("a.b");
+  Deliver();
+  EXPECT_EQ(others.size(), 2U);
+}
+
+TEST_F(EventTest, ANoticeStaysWantedWhenAnotherSubscriptionGoesWhileItWaits) {
+  Gate gate;
+  alpha().notify = [&](const KtEventRecord& record) {
+    notices_.Add(record.name);
+    gate.Wait();
+    return kOk;
+  };
+  const KtCookie a = Subscribe(alpha(), "a");
+  const KtCookie b = Subscribe(alpha(), "b");
+  const KtCookie also = Subscribe(alpha(), "*");
+  Raise("a");
+  gate.WaitUntilEntered();
+  Raise("b");
+  EXPECT_EQ(EvUnregisterEvent(database(), b), kOk);
+  gate.Open();
+  Deliver();
+  EXPECT_THAT(notices_.names(), testing::ElementsAre("a", "b"));
+  EvUnregisterEvent(database(), a);
+  EvUnregisterEvent(database(), also);
 }
 
 TEST_F(EventTest, ACallBackMaySubscribeUnsubscribeAndRaise) {
