@@ -148,6 +148,11 @@ void HttpConnection::ReadNext() {
 void HttpConnection::ReadHeader() {
   stage_ = Stage::kReading;
   Arm(shared_.limits.request);
+  const Error parsed = Parse(false);
+  if (parsed != http::error::need_more) {
+    OnHeader(parsed);
+    return;
+  }
   http::async_read_header(
       socket_, buffer_, *parser_,
       [self = shared_from_this()](Error error, std::size_t) { self->OnHeader(error); });
@@ -179,6 +184,15 @@ void HttpConnection::OnHeader(Error error) {
 }
 
 void HttpConnection::ReadBody() {
+  const Error parsed = Parse(true);
+  if (!parsed) {
+    Dispatch();
+    return;
+  }
+  if (parsed != http::error::need_more) {
+    OnReadError(parsed);
+    return;
+  }
   http::async_read(socket_, buffer_, *parser_,
                    [self = shared_from_this()](Error error, std::size_t) {
                      if (error) {
@@ -214,6 +228,23 @@ void HttpConnection::OnReadError(Error error) {
   } else {
     Close();
   }
+}
+
+// Takes what has come already, without a turn of the event loop: most requests come in one piece.
+// No error when the header, or the whole message, is there; "need more" when it is not yet.
+HttpConnection::Error HttpConnection::Parse(bool whole) {
+  parser_->eager(whole);
+  while (whole ? !parser_->is_done() : !parser_->is_header_done()) {
+    if (buffer_.size() == 0) {
+      return http::error::need_more;
+    }
+    Error error;
+    buffer_.consume(parser_->put(buffer_.data(), error));
+    if (error) {
+      return error;
+    }
+  }
+  return {};
 }
 
 // ---- Judging ------------------------------------------------------------------------------------
@@ -453,23 +484,43 @@ void HttpConnection::StartStream(const StreamHub::Selection& selection) {
 
 void HttpConnection::Arm(std::chrono::milliseconds time) {
   expired_ = false;
-  const std::uint64_t mine = ++armed_;
-  timer_.expires_after(time);
-  timer_.async_wait([self = shared_from_this(), mine](Error error) {
-    if (!error && self->armed_ == mine) {
-      self->Expired();
-    }
-  });
+  deadline_ = std::chrono::steady_clock::now() + time;
+  if (deadline_ < waiting_) {
+    Wait(deadline_);
+  }
 }
 
 void HttpConnection::Disarm() noexcept {
-  ++armed_;
+  deadline_ = Time::max();
   expired_ = false;
-  try {
-    timer_.cancel();
-  } catch (const boost::system::system_error&) {
-    expired_ = false;  // its handler finds another number
-  }
+}
+
+// The wait does not keep the connection: what is under way with the socket does.
+void HttpConnection::Wait(Time until) {
+  waiting_ = Time::max();
+  const std::uint64_t mine = ++waits_;
+  timer_.expires_at(until);
+  timer_.async_wait([weak = weak_from_this(), mine](Error error) {
+    const auto self = weak.lock();
+    if (error || self == nullptr || self->waits_ != mine) {
+      return;
+    }
+    self->waiting_ = Time::max();
+    if (self->deadline_ == Time::max()) {
+      return;
+    }
+    if (std::chrono::steady_clock::now() < self->deadline_) {
+      try {
+        self->Wait(self->deadline_);
+      } catch (const std::exception&) {
+        self->Close();  // no memory to wait with
+      }
+    } else {
+      self->deadline_ = Time::max();
+      self->Expired();
+    }
+  });
+  waiting_ = until;
 }
 
 void HttpConnection::Expired() {

@@ -16,6 +16,7 @@
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -84,6 +85,7 @@ class HttpConnection final : public std::enable_shared_from_this<HttpConnection>
  private:
   using Body = boost::beast::http::string_body;
   using Error = boost::system::error_code;
+  using Time = std::chrono::steady_clock::time_point;
   using Outcome = std::variant<Response, StreamHub::Selection>;
 
   enum class Stage : std::uint8_t { kIdle, kReading, kWorking, kAnswering, kStreaming, kGoodbye };
@@ -92,6 +94,7 @@ class HttpConnection final : public std::enable_shared_from_this<HttpConnection>
   void ReadHeader();
   void OnHeader(Error error);
   void ReadBody();
+  Error Parse(bool whole);
   void OnReadError(Error error);
   std::optional<Response> JudgeHeader();
   std::optional<Response> JudgeHost() const;
@@ -111,9 +114,12 @@ class HttpConnection final : public std::enable_shared_from_this<HttpConnection>
 
   void StartStream(const StreamHub::Selection& selection);
 
-  // Calls Expired() after that time unless it is armed or disarmed again before.
+  // Calls Expired() after that time unless it is armed or disarmed again before. A wait that is
+  // under way is left alone when it ends before that time, and goes on from there: a request sets
+  // the time anew several times, and next to never does it run out.
   void Arm(std::chrono::milliseconds time);
   void Disarm() noexcept;
+  void Wait(Time until);
   void Expired();
 
   const HttpShared shared_;
@@ -121,7 +127,9 @@ class HttpConnection final : public std::enable_shared_from_this<HttpConnection>
   const std::optional<ConnectionPlaces::Place> place_;
   Socket socket_;
   boost::asio::steady_timer timer_;
-  std::uint64_t armed_ = 0;
+  Time deadline_ = Time::max();  // none
+  Time waiting_ = Time::max();   // for when the timer is set
+  std::uint64_t waits_ = 0;      // to tell the last wait from those before it
   bool expired_ = false;
   Stage stage_ = Stage::kIdle;
   bool stopping_ = false;

@@ -17,21 +17,23 @@ WorkerPool::~WorkerPool() {
 }
 
 void WorkerPool::Post(std::function<void()> work) {
-  const std::lock_guard lock(mutex_);
-  waiting_.push_back(std::move(work));
-  if (waiting_.size() > free_ && threads_.size() < maxThreads_) {
-    try {
-      threads_.reserve(threads_.size() + 1);
-      threads_.emplace_back([this] { Run(); });
-    } catch (...) {
-      // With threads there the work only has to wait for one of them.
-      if (threads_.empty()) {
-        waiting_.pop_back();
-        throw;
+  {
+    const std::lock_guard lock(mutex_);
+    waiting_.push_back(std::move(work));
+    if (waiting_.size() > free_ && threads_.size() < maxThreads_) {
+      try {
+        threads_.reserve(threads_.size() + 1);
+        threads_.emplace_back([this] { Run(); });
+      } catch (...) {
+        // With threads there the work only has to wait for one of them.
+        if (threads_.empty()) {
+          waiting_.pop_back();
+          throw;
+        }
       }
     }
   }
-  posted_.notify_one();
+  posted_.notify_one();  // once the lock is free for the thread that it wakes
 }
 
 void WorkerPool::Run() {
