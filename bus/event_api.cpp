@@ -44,7 +44,7 @@ std::shared_ptr<const PropertyMap> NoProperties() {
 
 // A copy of what a handle holds; null for the null handle.
 std::shared_ptr<const PropertyMap> PropertiesOf(KtPropset handle) {
-  return handle == nullptr ? nullptr : FindPropset(handle)->Snapshot();
+  return handle == nullptr ? nullptr : std::make_shared<const PropertyMap>(CopyProperties(handle));
 }
 
 KtStatus RaiseEvent(Database& database, std::string_view raiser, const char* name,

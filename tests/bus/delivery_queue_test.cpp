@@ -91,7 +91,9 @@ TEST(DeliveryQueue, DeliversInOrderWhetherTheThreadIsAwakeOrNot) {
     pushed.push_back(i);
     queue.Push(Numbered(i));
     // Bursts of all lengths, and the thread idle between some of them.
-    if (i % 7 == 0) ASSERT_TRUE(queue.WaitFor(queue.Pushed(), Soon()));
+    if (i % 7 == 0) {
+      ASSERT_TRUE(queue.WaitFor(queue.Pushed(), Soon()));
+    }
   }
   ASSERT_TRUE(queue.WaitFor(300, Soon()));
   EXPECT_EQ(receiver.Seen(), pushed);

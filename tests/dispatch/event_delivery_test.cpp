@@ -73,6 +73,33 @@ TEST_F(EventDeliveryTest, APatternReceivesAnySinglePartInPlaceOfItsStar) {
   EXPECT_EQ(called_.size(), 2u);
 }
 
+TEST_F(EventDeliveryTest, AsksForAMatchOfEveryNameBeforeTheOneThatEqualsAndOfNoOther) {
+  for (const char* const name : {"a.*", "event.on", "event.one", "event.*", "b"}) {
+    Listening(name, 1);
+  }
+  framework_.ForgetCalls();
+  EXPECT_EQ(Notify("event.one"), 0u);
+  EXPECT_EQ(framework_.CountOf("EvMatch"), 2u);
+  framework_.ForgetCalls();
+  EXPECT_EQ(Notify("nothing"), KTERROR_NO_EVENT);
+  EXPECT_EQ(framework_.CountOf("EvMatch"), 5u);
+}
+
+TEST_F(EventDeliveryTest, ANameThatWasCutBelongsToTheNextOneOnceTheFirstHasGone) {
+  const std::string kept(1023, 'x');
+  Listening((kept + "yy").c_str(), 1);
+  Listening((kept + "z").c_str(), 2);
+  EXPECT_EQ(Notify(kept.c_str()), 0u);
+  EXPECT_EQ(called_, std::vector{1});
+  paths_.erase(paths_.begin());
+  EXPECT_EQ(Notify(kept.c_str()), 0u);
+  EXPECT_EQ(called_, (std::vector{1, 2}));
+  Listening(kept.c_str(), 3);
+  EXPECT_EQ(manager().DispatcherCount(), 1u) << "the name itself finds the one that is left";
+  paths_.clear();
+  EXPECT_EQ(Notify(kept.c_str()), KTERROR_NO_EVENT);
+}
+
 TEST_F(EventDeliveryTest, APathReceivesOnlyWhatItsOwnDatabaseRaised) {
   Listening("event.one", 1);
   EXPECT_EQ(Notify("event.one", framework_.MakeDatabase()), 0u) << "0 also when nobody was called";
