@@ -231,8 +231,8 @@ bool Database::Deliver(Provider& provider, const Notice& notice) {
   const KtStatus status = Answer([&] {
     // What waited in the queue while its last subscription was taken back is not wanted any more.
     if (!subscriptions_.Wants(provider, notice)) return kOk;
-    static const PropertyMap none;
-    const LentPropset properties(notice.properties == nullptr ? none : *notice.properties);
+    const LentPropset properties(notice.properties == nullptr ? PropertyMap()
+                                                              : PropertyMap(*notice.properties));
     KtEventRecord record{};
     record.kind = notice.kind;
     record.name = notice.name();

@@ -37,11 +37,6 @@ KtStatus Unsubscribe(KtDatabase database, KtCookie cookie, bool alert, const voi
   });
 }
 
-std::shared_ptr<const PropertyMap> NoProperties() {
-  static const auto none = std::make_shared<const PropertyMap>();
-  return none;
-}
-
 // A copy of what a handle holds; null for the null handle.
 std::shared_ptr<const PropertyMap> PropertiesOf(KtPropset handle) {
   return handle == nullptr ? nullptr : std::make_shared<const PropertyMap>(CopyProperties(handle));
@@ -57,7 +52,7 @@ KtStatus RaiseEvent(Database& database, std::string_view raiser, const char* nam
     observation.what = KTBUS_OBSERVED_EVENT;
     observation.name = name;
     observation.provider = raiser;
-    observation.properties = properties == nullptr ? NoProperties() : properties;
+    observation.properties = properties == nullptr ? std::make_shared<const PropertyMap>() : properties;
   }
   database.subscriptions().Raise(KTBUS_NOTICE_EVENT, name, std::move(properties),
                                  database.observers(), observed ? &observation : nullptr);

@@ -35,39 +35,54 @@ bool HasStars(std::string_view pattern, const std::vector<std::size_t>& stars) n
   return next == stars.end();
 }
 
-// A name with "*" in the place of some of its parts, which never makes it longer. Names of usual
-// length need no memory.
+// A name's parts, and the name with "*" in the place of some of them, which never makes it longer.
+// Names of usual length need no memory.
 class Masked {
  public:
   explicit Masked(std::string_view name) : name_(name) {
+    for (std::size_t at = 0; at < name.size(); ++at) {
+      if (name[at] == '.') AddEnd(at);
+    }
+    AddEnd(name.size());
     if (name.size() <= short_.size()) return;
     long_.resize(name.size());
     to_ = long_.data();
   }
 
-  // The name with those stars, lent until the next call; nothing when one of the parts is empty,
-  // which no "*" stands for.
+  [[nodiscard]] std::size_t parts() const noexcept { return parts_; }
+
+  // The name with those stars, of which none is behind its parts, lent until the next call; nothing
+  // when one of the parts is empty, which no "*" stands for.
   std::optional<std::string_view> With(const std::vector<std::size_t>& stars) noexcept {
+    const std::size_t* const ends = many_.empty() ? few_.data() : many_.data();
     const char* from = name_.data();  // what is not copied yet
-    std::string_view rest = name_;
     char* to = to_;
-    bool more = true;
-    std::size_t part = 0;
     for (const std::size_t star : stars) {
-      for (; part < star; ++part) TakePart(rest, more);
-      const std::string_view covered = TakePart(rest, more);
-      if (covered.empty()) return std::nullopt;
-      ++part;
-      to = std::copy(from, covered.data(), to);
+      const std::size_t begin = star == 0 ? 0 : ends[star - 1] + 1;
+      if (begin == ends[star]) return std::nullopt;
+      to = std::copy(from, name_.data() + begin, to);
       *to++ = '*';
-      from = covered.data() + covered.size();
+      from = name_.data() + ends[star];
     }
     to = std::copy(from, name_.data() + name_.size(), to);
     return std::string_view(to_, static_cast<std::size_t>(to - to_));
   }
 
  private:
+  void AddEnd(std::size_t at) {
+    if (parts_ < few_.size()) {
+      few_[parts_] = at;
+    } else {
+      if (many_.empty()) many_.assign(few_.begin(), few_.end());
+      many_.push_back(at);
+    }
+    ++parts_;
+  }
+
   const std::string_view name_;
+  std::size_t parts_ = 0;
+  std::array<std::size_t, 16> few_;  // NOLINT(cppcoreguidelines-pro-type-member-init): as counted
+  std::vector<std::size_t> many_;    // all of them, when there are more
   std::array<char, 256> short_;  // NOLINT(cppcoreguidelines-pro-type-member-init): written first
   std::string long_;
   char* to_ = short_.data();
@@ -131,9 +146,9 @@ void SubscriptionIndex::AppendMatching(const HashedName& name,
                                        std::vector<const Entries*>& out) const {
   if (const auto found = exact_.find(name); found != exact_.end()) out.push_back(&found->second);
   if (patterns_.empty()) return;
-  const auto shapes = patterns_.find(CountParts(name.text));
-  if (shapes == patterns_.end()) return;
   Masked masked(name.text);
+  const auto shapes = patterns_.find(masked.parts());
+  if (shapes == patterns_.end()) return;
   for (const Shape& shape : shapes->second) {
     const auto text = masked.With(shape.stars);
     if (!text) continue;
