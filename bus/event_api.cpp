@@ -64,14 +64,13 @@ KtStatus RaiseEvent(Database& database, std::string_view raiser, const char* nam
 PropertyMap AlertProperties(const AlertTable::Definition& definition, KtPropset raised,
                             const KtObjId* object) {
   PropertyMap properties = CopyProperties(raised);
-  const auto add = [&](const char* name, PropertyValue value) {
-    static_cast<void>(
-        properties.Add(std::make_shared<const Property>(Property{name, std::move(value)})));
+  const auto add = [&](const cuvo_property& record) {
+    static_cast<void>(properties.Add(PropertyDraft(record)));
   };
-  add("AlertName", PropertyValue::FromText(definition.name));
-  add("AlertDescription", PropertyValue::FromText(definition.description));
-  add("AlertSeverity", PropertyValue::FromUint32(definition.severity));
-  if (object != nullptr) add("AlertObject", PropertyValue::FromObjId(*object));
+  add(TextRecord("AlertName", definition.name.c_str()));
+  add(TextRecord("AlertDescription", definition.description.c_str()));
+  add(NumberRecord("AlertSeverity", definition.severity));
+  if (object != nullptr) add(IdRecord("AlertObject", *object));
   return properties;
 }
 

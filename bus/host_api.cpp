@@ -21,7 +21,7 @@ class GivenOrEmpty {
  public:
   explicit GivenOrEmpty(KtPropset given) : handle_(given) {
     if (given != nullptr) {
-      static_cast<void>(kt::bus::FindPropset(given));
+      kt::bus::RequirePropset(given);
     } else {
       handle_ = empty_.emplace(kt::bus::PropertyMap()).get();
     }

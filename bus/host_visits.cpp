@@ -51,7 +51,7 @@ bool VisitType(kt::bus::Type& type, KtBusTypeVisitor visitor, void* context) {
   superclasses.push_back(nullptr);
   InterfaceInfos interfaces;
   interfaces.Append(type.interfaces(), type.name().c_str());
-  const kt::bus::LentPropset properties(*type.properties().Snapshot());
+  const kt::bus::LentPropset properties(type.properties().Copy());
 
   KtBusTypeInfo info{};
   info.size = sizeof(info);

@@ -8,7 +8,6 @@
 #include "bus/gate.h"
 #include "bus/id_list.h"
 #include "bus/memory.h"
-#include "bus/property_record.h"
 #include "bus/status.h"
 
 namespace kt::bus {
@@ -150,9 +149,10 @@ KtStatus ObGetProperty(KtDatabase database, const KtObjId* object, const char* n
     if (object == nullptr || name == nullptr || found == nullptr) return kInvalidArgument;
     const auto owner = Database::Find(database);
     std::shared_ptr<kt::bus::Object> keep;
-    const auto property = owner->FindProperties(*object, keep).Find(name);
-    if (property == nullptr) return kt::bus::kNoProperty;
-    *found = kt::bus::MakeRecord(*property, asker);
+    auto* const record =
+        owner->FindProperties(*object, keep).Find(kt::bus::PropertyName(name), asker);
+    if (record == nullptr) return kt::bus::kNoProperty;
+    *found = record;
     return kOk;
   });
 }
@@ -163,7 +163,7 @@ KtStatus ObSetProperty(KtDatabase database, const KtObjId* object, const cuvo_pr
     if (object == nullptr || property == nullptr) return kInvalidArgument;
     const auto owner = Database::Find(database);
     std::shared_ptr<kt::bus::Object> keep;
-    owner->FindProperties(*object, keep).Put(kt::bus::ReadProperty(*property));
+    owner->FindProperties(*object, keep).Put(kt::bus::PropertyDraft(*property));
     owner->TellChanged(*object);
     return kOk;
   });
@@ -176,7 +176,7 @@ KtStatus ObGetProperties(KtDatabase database, const KtObjId* object, KtPropset* 
     if (object == nullptr || out == nullptr) return kInvalidArgument;
     const auto owner = Database::Find(database);
     std::shared_ptr<kt::bus::Object> keep;
-    *out = kt::bus::NewPropset(*owner->FindProperties(*object, keep).Snapshot(), &asker);
+    *out = kt::bus::NewPropset(owner->FindProperties(*object, keep).Copy(), &asker);
     return kOk;
   });
 }

@@ -1,78 +1,261 @@
 #include "bus/property_map.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
+#include <new>
 
 #include "bus/status.h"
 
 namespace kt::bus {
 namespace {
 
-std::size_t BytesOf(const Property& property) noexcept {
-  return sizeof(Property) + property.name.size() + property.value.content_bytes();
+constexpr std::size_t kSmallestBlock = 256;
+constexpr std::size_t kSmallestIndex = 64;
+
+// Images and blocks keep to the alignment of an entry.
+constexpr std::size_t RoundUp(std::size_t size) noexcept {
+  return (size + 7) / 8 * 8;
 }
 
 }  // namespace
 
-std::shared_ptr<const Property> ReadProperty(const cuvo_property& record) {
-  if (record.name == nullptr) throw StatusError(kInvalidArgument);
-  return std::make_shared<const Property>(Property{record.name, PropertyValue::FromRecord(record)});
+bool SameSet(const InnerSet& left, const InnerSet& right) {
+  return left == right || (left != nullptr && right != nullptr && *left == *right);
 }
 
-PropertyMap::PropertyMap(const PropertyMap& other)
-    : entries_(other.entries_), depth_(other.depth_), content_bytes_(other.content_bytes_) {}
+// ---- The block -------------------------------------------------------------------------------
 
-std::size_t PropertyMap::PlaceOf(std::string_view name) {
-  if (entries_.size() < kIndexedFrom) {
-    const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                    [&](const auto& entry) { return entry->name == name; });
-    return found == entries_.end() ? kNowhere : static_cast<std::size_t>(found - entries_.begin());
+PropertyMap::Block* PropertyMap::NewBlock(std::size_t capacity) {
+  static_assert(alignof(Entry) <= 8 && sizeof(Block) % 8 == 0 && sizeof(Entry) % 8 == 0);
+  return new (::operator new(capacity)) Block{capacity, sizeof(Block), 0, 0};
+}
+
+void PropertyMap::DeleteBlock(Block* block) noexcept {
+  ::operator delete(block);
+}
+
+PropertyMap::PropertyMap(const PropertyMap& other) {
+  if (other.size() == 0) return;
+  if (other.beside_ != nullptr && !other.beside_->sets.empty()) {
+    NeedBeside().sets = other.beside_->sets;  // the index is left behind until it is needed
   }
-  if (index_.size() != entries_.size()) {
-    index_.clear();
-    index_.reserve(entries_.size() * 2);
-    for (std::size_t i = 0; i < entries_.size(); ++i) index_.emplace(entries_[i]->name, i);
+  const Block* const from = other.block_;
+  const std::size_t entries = from->count * sizeof(Entry);
+  block_ = NewBlock(from->images_end + entries);
+  const std::size_t capacity = block_->capacity;
+  std::memcpy(Bytes(block_), Bytes(from), from->images_end);
+  std::memcpy(Bytes(block_) + from->images_end, Bytes(from) + from->capacity - entries, entries);
+  block_->capacity = capacity;
+}
+
+PropertyMap& PropertyMap::operator=(PropertyMap&& other) noexcept {
+  if (this != &other) {
+    DeleteBlock(std::exchange(block_, std::exchange(other.block_, nullptr)));
+    beside_ = std::move(other.beside_);
   }
-  const auto found = index_.find(name);
-  return found == index_.end() ? kNowhere : found->second;
+  return *this;
 }
 
-std::shared_ptr<const Property> PropertyMap::Find(std::string_view name) {
-  const std::size_t place = PlaceOf(name);
-  return place == kNowhere ? nullptr : entries_[place];
+PropertyMap::~PropertyMap() {
+  DeleteBlock(block_);
 }
 
-void PropertyMap::Append(std::shared_ptr<const Property> property) {
-  if (!index_.empty()) index_.emplace(property->name, entries_.size());
-  const std::size_t bytes = BytesOf(*property);
-  depth_ = std::max(depth_, property->value.depth());
-  entries_.push_back(std::move(property));
-  content_bytes_ += bytes;
+PropertyMap::Beside& PropertyMap::NeedBeside() {
+  if (beside_ == nullptr) beside_ = std::make_unique<Beside>();
+  return *beside_;
 }
 
-KtStatus PropertyMap::Add(std::shared_ptr<const Property> property) {
-  if (PlaceOf(property->name) != kNowhere) return kPropertyExists;
-  Append(std::move(property));
+void PropertyMap::MakeRoom(std::size_t image, std::size_t entries) {
+  const std::size_t more = RoundUp(image) + entries * sizeof(Entry);
+  std::size_t kept = sizeof(Block);
+  if (block_ != nullptr) {
+    const std::size_t used = block_->images_end + block_->count * sizeof(Entry);
+    if (more <= block_->capacity - used) return;
+    kept += block_->count * sizeof(Entry);
+    for (std::size_t i = 0; i < block_->count; ++i) kept += RoundUp(EntryAt(i).image_size);
+  }
+  // Twice what stays: so often as it grows, so little is copied for each property in the end.
+  Block* const grown = NewBlock(std::max(kSmallestBlock, RoundUp(std::max(2 * kept, kept + more))));
+  if (block_ != nullptr) {
+    grown->count = block_->count;
+    grown->depth = block_->depth;
+    for (std::size_t i = 0; i < block_->count; ++i) {
+      Entry entry = EntryAt(i);
+      std::memcpy(Bytes(grown) + grown->images_end, Bytes(block_) + entry.image, entry.image_size);
+      entry.image = grown->images_end;
+      grown->images_end += RoundUp(entry.image_size);
+      new (Entries(grown) - i) Entry(entry);
+    }
+    DeleteBlock(block_);
+  }
+  block_ = grown;
+}
+
+std::uint32_t PropertyMap::MakeRoomForSets(std::size_t count) {
+  if (count == 0) return 0;
+  std::vector<InnerSet>& sets = NeedBeside().sets;
+  // Sets of values that were replaced have left null behind; when most are that, the others move
+  // up.
+  const auto kept = static_cast<std::size_t>(
+      std::count_if(sets.begin(), sets.end(), [](const InnerSet& set) { return set != nullptr; }));
+  if (sets.size() > 2 * (kept + count)) {
+    std::vector<InnerSet> moved;
+    moved.reserve(kept + count);
+    for (std::size_t i = 0; i < block_->count; ++i) {
+      Entry& entry = EntryAt(i);
+      const auto first = sets.begin() + static_cast<std::ptrdiff_t>(entry.first_set);
+      entry.first_set = static_cast<std::uint32_t>(moved.size());
+      std::move(first, first + static_cast<std::ptrdiff_t>(entry.set_count),
+                std::back_inserter(moved));
+    }
+    sets.swap(moved);
+  }
+  if (sets.capacity() - sets.size() < count) {
+    sets.reserve(std::max(2 * sets.size(), sets.size() + count));
+  }
+  return static_cast<std::uint32_t>(sets.size());
+}
+
+// ---- Looking for names -----------------------------------------------------------------------
+
+bool PropertyMap::IsNamed(const Entry& entry, const PropertyName& name) const noexcept {
+  // The name is the last thing in an image, before its terminator.
+  return entry.name_hash == name.hash && entry.name_length == name.length &&
+         std::memcmp(Bytes(block_) + entry.image + entry.image_size - 1 - name.length, name.text,
+                     name.length) == 0;
+}
+
+std::size_t PropertyMap::PlaceOf(const PropertyName& name) {
+  if (block_ == nullptr) return kNowhere;
+  const std::size_t count = block_->count;
+  if (count >= kIndexedFrom) return PlaceInIndex(name);
+  const Entry* entry = Entries(block_);
+  for (std::size_t i = 0; i < count; ++i, --entry) {
+    if (IsNamed(*entry, name)) return i;
+  }
+  return kNowhere;
+}
+
+std::size_t PropertyMap::PlaceInIndex(const PropertyName& name) {
+  if (beside_ == nullptr || beside_->indexed != block_->count) Index();
+  const std::vector<std::uint32_t>& index = beside_->index;
+  const std::size_t mask = index.size() - 1;
+  for (std::size_t i = name.hash & mask; index[i] != 0; i = (i + 1) & mask) {
+    const std::size_t place = index[i] - 1;
+    if (IsNamed(EntryAt(place), name)) return place;
+  }
+  return kNowhere;
+}
+
+void PropertyMap::Index() {
+  Beside& beside = NeedBeside();
+  if (beside.index.size() < 2 * std::size_t{block_->count}) {
+    std::vector<std::uint32_t> larger(
+        std::max(kSmallestIndex, std::bit_ceil(4 * std::size_t{block_->count})));
+    beside.index.swap(larger);
+    beside.indexed = 0;
+  }
+  const std::size_t mask = beside.index.size() - 1;
+  for (; beside.indexed < block_->count; ++beside.indexed) {
+    std::size_t i = EntryAt(beside.indexed).name_hash & mask;
+    while (beside.index[i] != 0) i = (i + 1) & mask;
+    beside.index[i] = static_cast<std::uint32_t>(beside.indexed + 1);
+  }
+}
+
+// ---- Properties ------------------------------------------------------------------------------
+
+PropertyImage PropertyMap::At(std::size_t place) const noexcept {
+  const Entry& entry = EntryAt(place);
+  return {Bytes(block_) + entry.image, entry.image_size,
+          entry.set_count == 0 ? nullptr : beside_->sets.data() + entry.first_set, entry.set_count};
+}
+
+void PropertyMap::WriteImage(Entry& entry, const PropertyDraft& property) noexcept {
+  entry.image_size = property.image_size();
+  property.WriteImage(Bytes(block_) + entry.image);
+  block_->depth = std::max(block_->depth, property.depth());
+}
+
+void PropertyMap::Append(const PropertyDraft& property) {
+  MakeRoom(property.image_size(), 1);
+  const std::uint32_t first_set = MakeRoomForSets(property.sets().size());
+  // Nothing from here on throws.
+  auto* const entry = new (Entries(block_) - block_->count)
+      Entry{block_->images_end,
+            0,
+            property.name().hash,
+            static_cast<std::uint32_t>(property.name().length),
+            first_set,
+            static_cast<std::uint32_t>(property.sets().size())};
+  WriteImage(*entry, property);
+  for (const InnerSet& set : property.sets()) beside_->sets.push_back(set);
+  block_->images_end += RoundUp(entry->image_size);
+  ++block_->count;
+}
+
+KtStatus PropertyMap::Add(const PropertyDraft& property) {
+  if (PlaceOf(property.name()) != kNowhere) return kPropertyExists;
+  Append(property);
   return kOk;
 }
 
-KtStatus PropertyMap::Replace(std::shared_ptr<const Property> property) {
-  const std::size_t place = PlaceOf(property->name);
+KtStatus PropertyMap::Replace(const PropertyDraft& property) {
+  const std::size_t place = PlaceOf(property.name());
   if (place == kNowhere) return kNoProperty;
-  if (*entries_[place] == *property) return kUnchanged;
-  depth_ = std::max(depth_, property->value.depth());
-  content_bytes_ += BytesOf(*property) - BytesOf(*entries_[place]);
-  entries_[place] = std::move(property);
+  if (property.IsSameAs(At(place))) return kUnchanged;
+  const bool fits = RoundUp(property.image_size()) == RoundUp(EntryAt(place).image_size);
+  if (!fits) MakeRoom(property.image_size(), 0);
+  const std::size_t set_count = property.sets().size();
+  const bool sets_fit = set_count == EntryAt(place).set_count;
+  const std::uint32_t first_set = sets_fit ? EntryAt(place).first_set : MakeRoomForSets(set_count);
+  // Nothing from here on throws. What MakeRoom() moved has moved; the content is still the old one.
+  Entry& entry = EntryAt(place);
+  if (!fits) {
+    entry.image = block_->images_end;
+    block_->images_end += RoundUp(property.image_size());
+  }
+  WriteImage(entry, property);
+  if (sets_fit) {
+    for (std::size_t i = 0; i < set_count; ++i) beside_->sets[first_set + i] = property.sets()[i];
+  } else {
+    for (std::size_t i = 0; i < entry.set_count; ++i) beside_->sets[entry.first_set + i] = nullptr;
+    for (const InnerSet& set : property.sets()) beside_->sets.push_back(set);
+    entry.first_set = first_set;
+    entry.set_count = static_cast<std::uint32_t>(set_count);
+  }
   return kOk;
 }
 
-void PropertyMap::Put(std::shared_ptr<const Property> property) {
-  if (Replace(property) == kNoProperty) Append(std::move(property));
+void PropertyMap::Put(const PropertyDraft& property) {
+  if (Replace(property) == kNoProperty) Append(property);
+}
+
+std::size_t PropertyMap::content_bytes() const noexcept {
+  std::size_t bytes = 0;
+  for (std::size_t i = 0; i < size(); ++i) {
+    const PropertyImage image = At(i);
+    bytes += sizeof(Entry) + image.size;
+    for (std::size_t set = 0; set < image.set_count; ++set) {
+      bytes += image.sets[set]->content_bytes();
+    }
+  }
+  return bytes;
 }
 
 bool PropertyMap::operator==(const PropertyMap& other) const {
-  return std::equal(
-      entries_.begin(), entries_.end(), other.entries_.begin(), other.entries_.end(),
-      [](const auto& left, const auto& right) { return left == right || *left == *right; });
+  if (size() != other.size()) return false;
+  for (std::size_t i = 0; i < size(); ++i) {
+    const PropertyImage left = At(i);
+    const PropertyImage right = other.At(i);
+    if (left.size != right.size || std::memcmp(left.bytes, right.bytes, left.size) != 0 ||
+        !std::equal(left.sets, left.sets + left.set_count, right.sets, right.sets + right.set_count,
+                    SameSet)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace kt::bus

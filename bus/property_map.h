@@ -1,86 +1,129 @@
-// PropertyMap holds named properties in the order of adding: a list, and beside it an index by name
-// once there are many. Properties are immutable and shared, so copying a map copies pointers; the
-// copy is deep all the same, since nothing that is shared ever changes.
+// PropertyMap holds named properties in the order of adding.
+//
+// All of them stand in one block: their images from the front on, and from the back on an entry for
+// each, so that one piece of memory is all that a set needs, and copying a map copies bytes. Names
+// are looked for by hash: among a few by going through the entries, among many in a table that is
+// made when somebody looks and takes up what was added since. The few sets inside properties stand
+// beside the block; they never change, so copies share them.
+//
+// A value that is replaced by one of another size leaves a gap, which goes when the block grows.
 //
 // Threads: none of its own. A const map may be read by any number of threads.
+// Failure: std::bad_alloc; the map is then as it was.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <string>
-#include <string_view>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "bus/property_value.h"
+#include "bus/property_draft.h"
+#include "bus/property_image.h"
+#include "bus/property_name.h"
+#include "ktbus3/ktbus3.h"
 
 namespace kt::bus {
 
-struct Property {
-  std::string name;
-  PropertyValue value;
-
-  bool operator==(const Property& other) const = default;
-};
-
-// Checks the record (a null name is refused) and copies it.
-std::shared_ptr<const Property> ReadProperty(const cuvo_property& record);
-
-// Sets nested deeper than this are refused: releasing and comparing them recurses.
-inline constexpr std::uint32_t kDeepestNesting = 64;
-
 class PropertyMap {
  public:
-  PropertyMap() = default;
-  PropertyMap(const PropertyMap& other);  // the index is left behind until it is needed
+  static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
+
+  PropertyMap() noexcept = default;
+  PropertyMap(const PropertyMap& other);
   PropertyMap& operator=(const PropertyMap&) = delete;
-  PropertyMap(PropertyMap&&) noexcept = default;
-  PropertyMap& operator=(PropertyMap&&) noexcept = default;
-  ~PropertyMap() = default;
+  PropertyMap(PropertyMap&& other) noexcept
+      : block_(std::exchange(other.block_, nullptr)), beside_(std::move(other.beside_)) {}
+  PropertyMap& operator=(PropertyMap&& other) noexcept;
+  ~PropertyMap();
 
-  [[nodiscard]] std::size_t size() const noexcept { return entries_.size(); }
-  [[nodiscard]] const std::shared_ptr<const Property>& At(std::size_t place) const {
-    return entries_[place];
-  }
+  [[nodiscard]] std::size_t size() const noexcept { return block_ == nullptr ? 0 : block_->count; }
 
-  // The property of that name, or null.
-  [[nodiscard]] std::shared_ptr<const Property> Find(std::string_view name);
+  // The place of the property of that name, from 0 in the order of adding, or kNowhere.
+  [[nodiscard]] std::size_t PlaceOf(const PropertyName& name);
+
+  // The property in a place that there is. Good until the next change.
+  [[nodiscard]] PropertyImage At(std::size_t place) const noexcept;
 
   // Each returns a status: 0, "exists", "not there" or "unchanged".
-  KtStatus Add(std::shared_ptr<const Property> property);
-  KtStatus Replace(std::shared_ptr<const Property> property);
+  KtStatus Add(const PropertyDraft& property);
+  KtStatus Replace(const PropertyDraft& property);
   // Adds or replaces.
-  void Put(std::shared_ptr<const Property> property);
+  void Put(const PropertyDraft& property);
 
   // How deep sets are nested in here. Never shrinks, which is near enough for a limit.
-  [[nodiscard]] std::uint32_t depth() const noexcept { return depth_; }
+  [[nodiscard]] std::uint32_t depth() const noexcept {
+    return block_ == nullptr ? 0 : block_->depth;
+  }
 
   // How many bytes the properties take, their names and the sets inside them included.
-  [[nodiscard]] std::size_t content_bytes() const noexcept { return content_bytes_; }
+  [[nodiscard]] std::size_t content_bytes() const noexcept;
 
   // The same properties in the same order.
   bool operator==(const PropertyMap& other) const;
 
  private:
-  static constexpr std::size_t kIndexedFrom = 9;
-  static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
+  // From this many on there is a table.
+  static constexpr std::size_t kIndexedFrom = 17;
 
-  struct Hash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view name) const noexcept {
-      return std::hash<std::string_view>{}(name);
-    }
+  // The beginning of the block; the images follow.
+  struct Block {
+    std::size_t capacity;    // bytes, this included
+    std::size_t images_end;  // from the block's beginning
+    std::uint32_t count;
+    std::uint32_t depth;
+  };
+  struct Entry {
+    std::size_t image;  // from the block's beginning
+    std::size_t image_size;
+    std::uint32_t name_hash;
+    std::uint32_t name_length;
+    std::uint32_t first_set;  // among those beside the block
+    std::uint32_t set_count;
+  };
+  // What few maps need.
+  struct Beside {
+    std::vector<InnerSet> sets;
+    // Places of properties by the hash of their names, from 1; 0: free. Open addressing, linear
+    // probing; the size is a power of two, and at most half of it is used.
+    std::vector<std::uint32_t> index;
+    std::size_t indexed = 0;  // how many properties are in it: the first ones
   };
 
-  std::size_t PlaceOf(std::string_view name);
-  void Append(std::shared_ptr<const Property> property);
+  static std::byte* Bytes(Block* block) noexcept { return reinterpret_cast<std::byte*>(block); }
+  static const std::byte* Bytes(const Block* block) noexcept {
+    return reinterpret_cast<const std::byte*>(block);
+  }
+  // Entry 0 is the last thing in the block, and so on towards the front.
+  static Entry* Entries(Block* block) noexcept {
+    return reinterpret_cast<Entry*>(Bytes(block) + block->capacity) - 1;
+  }
+  static const Entry* Entries(const Block* block) noexcept {
+    return reinterpret_cast<const Entry*>(Bytes(block) + block->capacity) - 1;
+  }
+  [[nodiscard]] Entry& EntryAt(std::size_t place) const noexcept {
+    return *(Entries(block_) - place);
+  }
+  [[nodiscard]] bool IsNamed(const Entry& entry, const PropertyName& name) const noexcept;
 
-  std::vector<std::shared_ptr<const Property>> entries_;
-  std::unordered_map<std::string, std::size_t, Hash, std::equal_to<>> index_;
-  std::uint32_t depth_ = 0;
-  std::size_t content_bytes_ = 0;
+  static Block* NewBlock(std::size_t capacity);
+  static void DeleteBlock(Block* block) noexcept;
+  [[nodiscard]] Beside& NeedBeside();
+
+  std::size_t PlaceInIndex(const PropertyName& name);
+  void Index();
+  // Makes room for an image, and for an entry as well where one is asked for.
+  void MakeRoom(std::size_t image, std::size_t entries);
+  // Makes room for the sets; how many there are already.
+  std::uint32_t MakeRoomForSets(std::size_t count);
+  void WriteImage(Entry& entry, const PropertyDraft& property) noexcept;
+  void Append(const PropertyDraft& property);
+
+  Block* block_ = nullptr;
+  std::unique_ptr<Beside> beside_;
 };
+
+// The same content; null is the same as null alone.
+bool SameSet(const InnerSet& left, const InnerSet& right);
 
 }  // namespace kt::bus

@@ -2,14 +2,14 @@
 #pragma once
 
 #include "bus/ledger.h"
-#include "bus/property_map.h"
+#include "bus/property_image.h"
 #include "ktbus3/ktbus3.h"
 
 namespace kt::bus {
 
 // A new record of the property, put down to the account together with the property sets that it
 // carries. Throws std::bad_alloc and leaves nothing behind.
-cuvo_property* MakeRecord(const Property& property, Account& account);
+cuvo_property* MakeRecord(const PropertyImage& property, Account& account);
 
 // Releases a record and the property sets that it carries; false, and nothing happens, when the
 // pointer is no record of the framework's.

@@ -1,11 +1,15 @@
 #include "bus/property_set.h"
 
-#include <atomic>
+#include <array>
 #include <bit>
-#include <string>
+#include <charconv>
+#include <cstddef>
+#include <new>
+#include <utility>
 
 #include "bus/attribution.h"
 #include "bus/gate.h"
+#include "bus/handle_slots.h"
 #include "bus/memory.h"
 #include "bus/property_record.h"
 #include "bus/status.h"
@@ -13,94 +17,117 @@
 
 namespace kt::bus {
 
-KtStatus PropertySet::Add(std::shared_ptr<const Property> property) {
+void PropertySet::Put(const PropertyDraft& property) {
   const MutexGuard guard(lock_);
-  return properties_.Add(std::move(property));
+  properties_.Put(property);
 }
 
-KtStatus PropertySet::Replace(std::shared_ptr<const Property> property) {
+cuvo_property* PropertySet::Find(const PropertyName& name, Account& account) {
   const MutexGuard guard(lock_);
-  return properties_.Replace(std::move(property));
+  const std::size_t place = properties_.PlaceOf(name);
+  return place == PropertyMap::kNowhere ? nullptr : MakeRecord(properties_.At(place), account);
 }
 
-void PropertySet::Put(std::shared_ptr<const Property> property) {
+PropertyMap PropertySet::Copy() {
   const MutexGuard guard(lock_);
-  properties_.Put(std::move(property));
-}
-
-std::shared_ptr<const Property> PropertySet::Find(std::string_view name) {
-  const MutexGuard guard(lock_);
-  return properties_.Find(name);
-}
-
-std::shared_ptr<const Property> PropertySet::At(std::size_t place) {
-  const MutexGuard guard(lock_);
-  return place < properties_.size() ? properties_.At(place) : nullptr;
-}
-
-std::shared_ptr<const PropertyMap> PropertySet::Snapshot() {
-  const MutexGuard guard(lock_);
-  return std::make_shared<const PropertyMap>(properties_);
+  return PropertyMap(properties_);
 }
 
 namespace {
 
 // An enumeration: the set that it belongs to and the next place in it.
 struct Iterator {
-  KtPropset propset;
-  std::atomic<std::size_t> next{0};
+  KtPropset propset = nullptr;
+  std::size_t next = 0;
 };
 
-using PropsetTable = HandleTable<PropertySet, KtPropset, HandleKind::kPropset>;
-using IteratorTable = HandleTable<Iterator, KtIterator, HandleKind::kIterator>;
-
 // Never destroyed: providers return handles very late.
-PropsetTable& Propsets() {
-  static PropsetTable* const table = new PropsetTable;
+using PropsetTable = HandleSlots<PropertyMap, KtPropset, HandleKind::kPropset>;
+using IteratorTable = HandleSlots<Iterator, KtIterator, HandleKind::kIterator>;
+
+template <typename Table>
+Table& TheTable() noexcept {
+  alignas(Table) static std::array<std::byte, sizeof(Table)> room;
+  static auto* const table = new (room.data()) Table;
   return *table;
 }
 
-IteratorTable& Iterators() {
-  static IteratorTable* const table = new IteratorTable;
-  return *table;
+PropsetTable& Propsets() noexcept {
+  return TheTable<PropsetTable>();
 }
 
-// Adds or replaces insertion `number` of a message.
-KtStatus PutInsertion(KtPropset handle, std::uint32_t number, PropertyValue value) {
-  FindPropset(handle)->Put(
-      std::make_shared<const Property>(Property{"p" + std::to_string(number), std::move(value)}));
-  return kOk;
+IteratorTable& Iterators() noexcept {
+  return TheTable<IteratorTable>();
+}
+
+// Runs the body, which returns a status, on the properties of a set.
+template <typename Body>
+KtStatus OnPropset(KtPropset handle, Body&& body) {
+  KtStatus status = kNoObject;
+  Propsets().With(handle, [&](PropertyMap& properties) { status = body(properties); });
+  return status;
+}
+
+// "p" and the number of an insertion.
+class InsertionName {
+ public:
+  explicit InsertionName(std::uint32_t number) noexcept {
+    *std::to_chars(text_.data() + 1, text_.data() + text_.size() - 1, number).ptr = '\0';
+  }
+  [[nodiscard]] const char* get() const noexcept { return text_.data(); }
+
+ private:
+  std::array<char, 12> text_{'p'};
+};
+
+// Adds or replaces an insertion of a message.
+KtStatus PutInsertion(KtPropset handle, const cuvo_property& record) {
+  const PropertyDraft insertion(record);
+  return OnPropset(handle, [&](PropertyMap& properties) {
+    properties.Put(insertion);
+    return kOk;
+  });
 }
 
 }  // namespace
 
-std::shared_ptr<PropertySet> FindPropset(KtPropset handle) {
-  auto set = Propsets().Find(handle);
-  if (set == nullptr) throw StatusError(kNoObject);
-  return set;
+void RequirePropset(KtPropset handle) {
+  if (!Propsets().Has(handle)) throw StatusError(kNoObject);
+}
+
+PropertyMap CopyOf(KtPropset handle) {
+  PropertyMap copy;
+  if (!Propsets().With(handle, [&](PropertyMap& properties) { copy = PropertyMap(properties); })) {
+    throw StatusError(kNoObject);
+  }
+  return copy;
 }
 
 PropertyMap CopyProperties(KtPropset handle) {
-  return handle == nullptr ? PropertyMap() : PropertyMap(*FindPropset(handle)->Snapshot());
+  return handle == nullptr ? PropertyMap() : CopyOf(handle);
 }
 
-KtPropset NewPropset(const PropertyMap& properties, Account* account) {
-  const KtPropset handle = Propsets().Insert(std::make_shared<PropertySet>(properties), account);
+KtPropset NewPropset(PropertyMap&& properties, Account* account) {
+  const KtPropset handle = Propsets().Insert(std::move(properties), account);
   if (account != nullptr) account->HandOut(Kind::kPropertySet);
   return handle;
 }
 
+KtPropset NewPropset(const PropertyMap& properties, Account* account) {
+  return NewPropset(PropertyMap(properties), account);
+}
+
 bool DestroyPropset(KtPropset handle) noexcept {
-  const auto entry = Propsets().Remove(handle);
-  if (!entry) return false;
-  if (entry.account != nullptr) entry.account->Return(Kind::kPropertySet);
+  Account* account = nullptr;
+  if (!Propsets().Remove(handle, account)) return false;
+  if (account != nullptr) account->Return(Kind::kPropertySet);
   return true;
 }
 
 std::optional<Kind> KindOfHandle(const void* pointer) noexcept {
   const auto bits = std::bit_cast<std::uintptr_t>(pointer);
-  if (Propsets().Find(std::bit_cast<KtPropset>(bits)) != nullptr) return Kind::kPropertySet;
-  if (Iterators().Find(std::bit_cast<KtIterator>(bits)) != nullptr) return Kind::kIterator;
+  if (Propsets().Has(std::bit_cast<KtPropset>(bits))) return Kind::kPropertySet;
+  if (Iterators().Has(std::bit_cast<KtIterator>(bits))) return Kind::kIterator;
   return std::nullopt;
 }
 
@@ -109,15 +136,16 @@ std::optional<Kind> KindOfHandle(const void* pointer) noexcept {
 using kt::bus::Account;
 using kt::bus::Answer;
 using kt::bus::Asker;
-using kt::bus::FindPropset;
 using kt::bus::Kind;
+using kt::bus::OnPropset;
+using kt::bus::PropertyMap;
 
 KtStatus PsCreatePropset(KtPropset* out) {
   KT_GATE(PsCreatePropset, out);
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (out == nullptr) return kt::bus::kInvalidArgument;
-    *out = kt::bus::NewPropset({}, &asker);
+    *out = kt::bus::NewPropset(PropertyMap(), &asker);
     return kt::bus::kOk;
   });
 }
@@ -137,7 +165,7 @@ KtStatus PsCopyPropset(KtPropset from, KtPropset* out) {
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (out == nullptr) return kt::bus::kInvalidArgument;
-    *out = kt::bus::NewPropset(*FindPropset(from)->Snapshot(), &asker);
+    *out = kt::bus::NewPropset(kt::bus::CopyOf(from), &asker);
     return kt::bus::kOk;
   });
 }
@@ -146,8 +174,8 @@ KtStatus PsAddProperty(KtPropset propset, const cuvo_property* property) {
   KT_GATE(PsAddProperty, propset, property);
   return Answer([&] {
     if (property == nullptr) return kt::bus::kInvalidArgument;
-    const auto set = FindPropset(propset);
-    return set->Add(kt::bus::ReadProperty(*property));
+    const kt::bus::PropertyDraft draft(*property);
+    return OnPropset(propset, [&](PropertyMap& properties) { return properties.Add(draft); });
   });
 }
 
@@ -155,8 +183,8 @@ KtStatus PsSetProperty(KtPropset propset, const cuvo_property* property) {
   KT_GATE(PsSetProperty, propset, property);
   return Answer([&] {
     if (property == nullptr) return kt::bus::kInvalidArgument;
-    const auto set = FindPropset(propset);
-    return set->Replace(kt::bus::ReadProperty(*property));
+    const kt::bus::PropertyDraft draft(*property);
+    return OnPropset(propset, [&](PropertyMap& properties) { return properties.Replace(draft); });
   });
 }
 
@@ -165,10 +193,13 @@ KtStatus PsFindProperty(KtPropset propset, const char* name, cuvo_property** fou
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (name == nullptr || found == nullptr) return kt::bus::kInvalidArgument;
-    const auto property = FindPropset(propset)->Find(name);
-    if (property == nullptr) return kt::bus::kNoProperty;
-    *found = kt::bus::MakeRecord(*property, asker);
-    return kt::bus::kOk;
+    const kt::bus::PropertyName wanted(name);
+    return OnPropset(propset, [&](PropertyMap& properties) {
+      const std::size_t place = properties.PlaceOf(wanted);
+      if (place == PropertyMap::kNowhere) return kt::bus::kNoProperty;
+      *found = kt::bus::MakeRecord(properties.At(place), asker);
+      return kt::bus::kOk;
+    });
   });
 }
 
@@ -177,10 +208,8 @@ KtStatus PsOpenPropset(KtPropset propset, KtIterator* out) {
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (out == nullptr) return kt::bus::kInvalidArgument;
-    FindPropset(propset);
-    auto iterator = std::make_shared<kt::bus::Iterator>();
-    iterator->propset = propset;
-    *out = kt::bus::Iterators().Insert(std::move(iterator), &asker);
+    kt::bus::RequirePropset(propset);
+    *out = kt::bus::Iterators().Insert({propset, 0}, &asker);
     asker.HandOut(Kind::kIterator);
     return kt::bus::kOk;
   });
@@ -191,24 +220,28 @@ KtStatus PsFindNextProperty(KtPropset propset, KtIterator iterator, cuvo_propert
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (found == nullptr) return kt::bus::kInvalidArgument;
-    const auto set = FindPropset(propset);
-    const auto position = kt::bus::Iterators().Find(iterator);
-    if (position == nullptr || position->propset != propset) return kt::bus::kNoObject;
-    // Two threads with one iterator may be given the same property; none is passed over.
-    const std::size_t place = position->next.load();
-    const auto property = set->At(place);
-    if (property == nullptr) return kt::bus::kNoMoreProperties;
-    *found = kt::bus::MakeRecord(*property, asker);
-    position->next.store(place + 1);
-    return kt::bus::kOk;
+    return OnPropset(propset, [&](PropertyMap& properties) {
+      KtStatus status = kt::bus::kNoObject;
+      kt::bus::Iterators().With(iterator, [&](kt::bus::Iterator& position) {
+        if (position.propset != propset) return;
+        if (position.next >= properties.size()) {
+          status = kt::bus::kNoMoreProperties;
+          return;
+        }
+        *found = kt::bus::MakeRecord(properties.At(position.next), asker);
+        ++position.next;
+        status = kt::bus::kOk;
+      });
+      return status;
+    });
   });
 }
 
 KtStatus KtCloseHandle(void* handle) {
   KT_GATE(KtCloseHandle, handle);
-  const auto entry = kt::bus::Iterators().Remove(std::bit_cast<KtIterator>(handle));
-  if (entry) {
-    if (entry.account != nullptr) entry.account->Return(Kind::kIterator);
+  Account* account = nullptr;
+  if (kt::bus::Iterators().Remove(std::bit_cast<KtIterator>(handle), account)) {
+    if (account != nullptr) account->Return(Kind::kIterator);
     return kt::bus::kOk;
   }
   if (kt::bus::KindOfBlock(handle) || kt::bus::KindOfHandle(handle)) {
@@ -229,7 +262,8 @@ KtStatus I18nAddInsertionString(KtPropset propset, uint32_t number, const char* 
   KT_GATE(I18nAddInsertionString, propset, number, text);
   return Answer([&] {
     if (text == nullptr) return kt::bus::kInvalidArgument;
-    return kt::bus::PutInsertion(propset, number, kt::bus::PropertyValue::FromText(text));
+    const kt::bus::InsertionName name(number);
+    return kt::bus::PutInsertion(propset, kt::bus::TextRecord(name.get(), text));
   });
 }
 
@@ -237,6 +271,7 @@ KtStatus I18nAddInsertionWideString(KtPropset propset, uint32_t number, const Kt
   KT_GATE(I18nAddInsertionWideString, propset, number, text);
   return Answer([&] {
     if (text == nullptr) return kt::bus::kInvalidArgument;
-    return kt::bus::PutInsertion(propset, number, kt::bus::PropertyValue::FromWideText(text));
+    const kt::bus::InsertionName name(number);
+    return kt::bus::PutInsertion(propset, kt::bus::WideTextRecord(name.get(), text));
   });
 }

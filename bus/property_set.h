@@ -1,13 +1,12 @@
-// PropertySet is what a property set handle stands for: a property map under a lock of its own.
+// Property sets behind handles, and the same with a lock for what keeps properties of its own.
 //
 // Threads:   everything from any thread; two calls on one set exclude each other.
-// Ownership: sets are reached by handle and live until the handle is destroyed and the calls that
-//            looked it up have ended.
+// Ownership: a set lives until its handle is destroyed and the call that works on it has ended.
 #pragma once
 
 #include <memory>
 #include <optional>
-#include <string_view>
+#include <utility>
 
 #include "bus/handle_table.h"
 #include "bus/ledger.h"
@@ -17,35 +16,39 @@
 
 namespace kt::bus {
 
+// The properties of an object or a type.
 class PropertySet {
  public:
   PropertySet() = default;
   explicit PropertySet(const PropertyMap& properties) : properties_(properties) {}
 
-  KtStatus Add(std::shared_ptr<const Property> property) KT_EXCLUDES(lock_);
-  KtStatus Replace(std::shared_ptr<const Property> property) KT_EXCLUDES(lock_);
-  void Put(std::shared_ptr<const Property> property) KT_EXCLUDES(lock_);
+  // Adds or replaces.
+  void Put(const PropertyDraft& property) KT_EXCLUDES(lock_);
 
-  // The property, or null. Place counts from 0 in the order of adding.
-  std::shared_ptr<const Property> Find(std::string_view name) KT_EXCLUDES(lock_);
-  std::shared_ptr<const Property> At(std::size_t place) KT_EXCLUDES(lock_);
+  // A record of the property of that name, put down to the account; null when there is none.
+  cuvo_property* Find(const PropertyName& name, Account& account) KT_EXCLUDES(lock_);
 
-  // The properties as they are now, never to change again.
-  std::shared_ptr<const PropertyMap> Snapshot() KT_EXCLUDES(lock_);
+  // The properties as they are now.
+  PropertyMap Copy() KT_EXCLUDES(lock_);
 
  private:
   Mutex lock_;
   PropertyMap properties_ KT_GUARDED_BY(lock_);
 };
 
-// The set behind a handle; throws StatusError(kNoObject) for a handle that is none.
-std::shared_ptr<PropertySet> FindPropset(KtPropset handle);
+// Throws StatusError(kNoObject) for a handle that is none.
+void RequirePropset(KtPropset handle);
 
-// A copy of what a handle holds; an empty map for the null handle. Throws as FindPropset does.
+// A copy of what a handle holds. Throws as RequirePropset does; the second one gives an empty map
+// for the null handle.
+PropertyMap CopyOf(KtPropset handle);
 PropertyMap CopyProperties(KtPropset handle);
 
-// A new set with a copy of the properties, put down to the account. A null account: the framework's
-// own, which the ledger does not count.
+// A new set with these properties, put down to the account. A null account: the framework's own,
+// which the ledger does not count.
+KtPropset NewPropset(PropertyMap&& properties, Account* account);
+
+// The same with a copy of the properties.
 KtPropset NewPropset(const PropertyMap& properties, Account* account);
 
 // Destroys a set; false for a handle that is none.
@@ -54,7 +57,8 @@ bool DestroyPropset(KtPropset handle) noexcept;
 // A set of the framework's own that is lent to foreign code for as long as this lives.
 class LentPropset {
  public:
-  explicit LentPropset(const PropertyMap& properties) : handle_(NewPropset(properties, nullptr)) {}
+  explicit LentPropset(PropertyMap properties)
+      : handle_(NewPropset(std::move(properties), nullptr)) {}
   ~LentPropset() { DestroyPropset(handle_); }
   LentPropset(const LentPropset&) = delete;
   LentPropset& operator=(const LentPropset&) = delete;
