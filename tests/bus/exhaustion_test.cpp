@@ -9,13 +9,18 @@
 #include <thread>
 
 #include "bus/bus_test.h"
+#include "bus/small_blocks.h"
 #include "support/failing_new.h"
 
 namespace bus_test {
 namespace {
 
+namespace small_blocks = kt::bus::small_blocks;
+
 constexpr KtStatus kOutOfMemory = 0x8007000E;
 
+// A call that needs a new slab of small blocks succeeds without one. So that each allocation that
+// fails is seen to fail its call, there are no slabs, but in the tests about them.
 class ExhaustionTest : public BusTest {
  protected:
   // A trace line for which there is no memory is lost, which is as it should be, but would count
@@ -49,6 +54,9 @@ class ExhaustionTest : public BusTest {
   static void Starve(const Call& call) {
     EXPECT_GT(StarveIfItCan(call), 0) << "it asked for no memory";
   }
+
+ private:
+  const support::RefuseAligned no_slabs_;
 };
 
 TEST_F(ExhaustionTest, OpeningADatabaseLeavesNothing) {
@@ -390,6 +398,73 @@ TEST_F(ExhaustionTest, MemoryAndTextsAreNull) {
 
   const support::FailAllocation failure(0);
   EXPECT_EQ(KtGUIDToString(&kInterfaceA), nullptr);
+}
+
+// ---- Slabs of small blocks -------------------------------------------------------------------
+
+class SlabExhaustionTest : public BusTest {
+ protected:
+  // More than a slab holds, several times.
+  static constexpr std::size_t kMany = 5000;
+
+  void TearDown() override {
+    for (void* const block : blocks_) _KtFree(block);
+    EXPECT_EQ(Row("", "blocks").outstanding, 0U);
+    EXPECT_EQ(Row("", "texts").outstanding, 0U);
+    BusTest::TearDown();
+  }
+
+  // Keeps what the call gives, until it has given that much or null; how much it gave. What the
+  // call is refused, the list that keeps it is not.
+  template <typename Call>
+  std::size_t Collect(const Call& call, std::size_t most = kMany) {
+    blocks_.reserve(blocks_.size() + most);
+    std::size_t count = 0;
+    for (void* block = call(); block != nullptr; block = count < most ? call() : nullptr) {
+      blocks_.push_back(block);
+      ++count;
+    }
+    return count;
+  }
+
+  std::vector<void*> blocks_;
+};
+
+TEST_F(SlabExhaustionTest, EachSlabThatCannotBeHadIsMadeUpForElsewhere) {
+  std::size_t failures = 0;
+  const std::size_t count = Collect([&] {
+    // Nothing is allocated but slabs, until one fails, and then what takes its place.
+    const support::FailAllocation failure(0);
+    void* const block = _KtAlloc(200);
+    if (failure.Happened()) ++failures;
+    return block;
+  });
+  if (small_blocks::kThereAreAny) {
+    EXPECT_EQ(count, kMany);
+    EXPECT_GT(failures, 0U);
+  }
+  EXPECT_EQ(Row("", "blocks").outstanding, count);
+}
+
+TEST_F(SlabExhaustionTest, WhileOnlySlabsCanBeHadBlocksAndTextsComeFromThem) {
+  blocks_.reserve(2 * kMany);
+  const support::RefuseUnaligned only_slabs;
+  EXPECT_EQ(Collect([] { return _KtAlloc(100); }), small_blocks::kThereAreAny ? kMany : 0U);
+  EXPECT_EQ(Collect([] { return KtGUIDToString(&kInterfaceA); }),
+            small_blocks::kThereAreAny ? kMany : 0U);
+}
+
+TEST_F(SlabExhaustionTest, WithoutAnyMemoryWhatIsFreeRunsOutAndWhatComesBackServesAgain) {
+  constexpr std::size_t kAsMuchAsThereIs = 1'000'000;
+  blocks_.push_back(_KtAlloc(100));
+  blocks_.reserve(kAsMuchAsThereIs + 1);
+  const support::RefuseAligned no_slabs;
+  const support::RefuseUnaligned nothing_else;
+  EXPECT_LT(Collect([] { return _KtAlloc(100); }, kAsMuchAsThereIs - 1), kAsMuchAsThereIs - 1);
+  EXPECT_EQ(_KtAlloc(100), nullptr);
+  _KtFree(blocks_.front());
+  blocks_.front() = _KtAlloc(100);
+  EXPECT_EQ(blocks_.front() != nullptr, small_blocks::kThereAreAny);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "support/failing_new.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
@@ -10,13 +11,37 @@ namespace {
 thread_local int g_allowed = -1;  // negative: none fails
 thread_local bool g_failed = false;
 thread_local bool g_refuse_arrays = false;
+thread_local bool g_refuse_unaligned = false;
+std::atomic<int> g_aligned_refusals{0};
 
-void* Allocate(std::size_t size) {
+void* AllocateAligned(std::size_t size, std::size_t alignment) noexcept {
+#if defined(_WIN32)
+  return _aligned_malloc(size, alignment);
+#else
+  return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+#endif
+}
+
+void FreeAligned(void* block) noexcept {
+#if defined(_WIN32)
+  _aligned_free(block);
+#else
+  std::free(block);
+#endif
+}
+
+// An alignment of 0: what any value needs.
+void* Allocate(std::size_t size, std::size_t alignment = 0) {
+  // The memory resources of the standard library ask for an alignment, always one that is nothing
+  // special. What is refused anyhow is not what FailAllocation counts.
+  const bool special = alignment > alignof(std::max_align_t);
+  if (special ? g_aligned_refusals.load() != 0 : g_refuse_unaligned) throw std::bad_alloc();
   if (g_allowed >= 0 && g_allowed-- == 0) {
     g_failed = true;
     throw std::bad_alloc();
   }
-  void* const block = std::malloc(size == 0 ? 1 : size);
+  const std::size_t room = size == 0 ? 1 : size;
+  void* const block = alignment == 0 ? std::malloc(room) : AllocateAligned(room, alignment);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
@@ -54,6 +79,22 @@ RefuseArrays::~RefuseArrays() {
   g_refuse_arrays = false;
 }
 
+RefuseAligned::RefuseAligned() noexcept {
+  ++g_aligned_refusals;
+}
+
+RefuseAligned::~RefuseAligned() {
+  --g_aligned_refusals;
+}
+
+RefuseUnaligned::RefuseUnaligned() noexcept {
+  g_refuse_unaligned = true;
+}
+
+RefuseUnaligned::~RefuseUnaligned() {
+  g_refuse_unaligned = false;
+}
+
 }  // namespace support
 
 void* operator new(std::size_t size) {
@@ -72,16 +113,25 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
   return g_refuse_arrays ? nullptr : operator new(size, tag);
 }
-// The memory resources of the standard library ask for an alignment, always one that malloc gives.
 void* operator new(std::size_t size, std::align_val_t alignment) {
-  if (static_cast<std::size_t>(alignment) > alignof(std::max_align_t)) throw std::bad_alloc();
-  return Allocate(size);
+  return Allocate(size, static_cast<std::size_t>(alignment));
+}
+// The library's own would not come here in every build.
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(size, alignment);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 void operator delete(void* block, std::align_val_t) noexcept {
-  std::free(block);
+  FreeAligned(block);
 }
 void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
-  std::free(block);
+  FreeAligned(block);
+}
+void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept {
+  FreeAligned(block);
 }
 void operator delete(void* block) noexcept {
   std::free(block);

@@ -42,4 +42,23 @@ class RefuseArrays {
   RefuseArrays& operator=(const RefuseArrays&) = delete;
 };
 
+// While it lives, no thread gets memory of a larger alignment than any value needs, which is what
+// slabs of small blocks are made of.
+class RefuseAligned {
+ public:
+  RefuseAligned() noexcept;
+  ~RefuseAligned();
+  RefuseAligned(const RefuseAligned&) = delete;
+  RefuseAligned& operator=(const RefuseAligned&) = delete;
+};
+
+// While it lives, this thread gets no other.
+class RefuseUnaligned {
+ public:
+  RefuseUnaligned() noexcept;
+  ~RefuseUnaligned();
+  RefuseUnaligned(const RefuseUnaligned&) = delete;
+  RefuseUnaligned& operator=(const RefuseUnaligned&) = delete;
+};
+
 }  // namespace support
