@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "bus/thread_local.h"
+
 namespace kt::bus {
 namespace {
 
@@ -14,7 +16,7 @@ struct ThisThread {
   ModuleRange range;
   Account* account = nullptr;
 };
-thread_local ThisThread this_thread;
+constinit thread_local ThisThread this_thread KT_FOUND_BY_LOADS;
 
 std::uintptr_t Number(const void* address) noexcept {
   return std::bit_cast<std::uintptr_t>(address);
@@ -48,24 +50,27 @@ bool ModuleTable::Forget(const void* address) {
 
 Account* ModuleTable::Find(const void* address) const {
   const std::uintptr_t number = Number(address);
-  ThisThread& known = this_thread;
-  if (known.range.begin <= number && number < known.range.end &&
-      known.changes == changes_.load(std::memory_order_acquire)) {
-    return known.account;
-  }
   const ReadGuard guard(lock_);
   for (const Entry& entry : entries_) {
     if (number < entry.range.begin || entry.range.end <= number) continue;
-    known.range = entry.range;
-    known.account = entry.account;
-    known.changes = changes_.load(std::memory_order_relaxed);
+    this_thread.range = entry.range;
+    this_thread.account = entry.account;
+    this_thread.changes = changes_.load(std::memory_order_relaxed);
     return entry.account;
   }
   return nullptr;
 }
 
+Account* ModuleTable::Remembered(const void* address) noexcept {
+  const ThisThread& known = this_thread;
+  const std::uintptr_t offset = Number(address) - known.range.begin;
+  if (offset >= known.range.end - known.range.begin) return nullptr;
+  return known.changes == changes_.load(std::memory_order_acquire) ? known.account : nullptr;
+}
+
 Account& Asker(const void* return_address) {
   if (Account* const running = this_thread.running) return *running;
+  if (Account* const account = ModuleTable::Remembered(return_address)) return *account;
   if (Account* const account = ModuleTable::Get().Find(return_address)) return *account;
   return Ledger::Get().host();
 }

@@ -43,9 +43,12 @@ class ModuleTable {
   // Forgets the range around the address; false when there is none.
   bool Forget(const void* address) KT_EXCLUDES(lock_);
 
-  // The account of the module around the address, or null. A thread's calls come from one module
-  // for long: it remembers the range that it found last, and takes no lock while that one holds.
+  // The account of the module around the address, or null. The thread remembers it.
   Account* Find(const void* address) const KT_EXCLUDES(lock_);
+
+  // The same without a lock, when it is the module that this thread asked for last, and nothing has
+  // changed since; null otherwise. A thread's calls come from one module for long.
+  static Account* Remembered(const void* address) noexcept;
 
  private:
   struct Entry {
@@ -54,7 +57,7 @@ class ModuleTable {
   };
   // Counts the changes, so that what a thread remembers can be told to be old. From 1: what a new
   // thread remembers, nothing, is old from the start.
-  std::atomic<std::uint64_t> changes_{1};
+  static inline constinit std::atomic<std::uint64_t> changes_{1};
   mutable SharedMutex lock_;
   std::vector<Entry> entries_ KT_GUARDED_BY(lock_);
 };

@@ -5,6 +5,7 @@
 
 #include "bus/lock.h"
 #include "bus/status.h"
+#include "bus/thread_local.h"
 
 namespace kt::bus {
 
@@ -70,8 +71,8 @@ std::uint64_t ThreadNumber() noexcept {
   return number;
 }
 
-thread_local bool unseen_here = false;
-thread_local bool in_gate = false;
+constinit thread_local bool unseen_here KT_FOUND_BY_LOADS = false;
+constinit thread_local bool in_gate KT_FOUND_BY_LOADS = false;
 
 // The time that a thread spends in a call-back of the gate.
 class InGate {

@@ -32,15 +32,20 @@ constexpr std::size_t kGuardSize = 32;
 constexpr std::size_t kGuardSize = 32;
 #endif
 constexpr int kGuardByte = 0xB5;
+using Guard = std::array<std::byte, kGuardSize>;
+constexpr Guard kWholeGuard = [] {
+  Guard guard{};
+  for (std::byte& byte : guard) byte = std::byte{kGuardByte};
+  return guard;
+}();
 
 void SetGuard(void* block, std::size_t size) noexcept {
-  std::memset(static_cast<std::byte*>(block) + size, kGuardByte, kGuardSize);
+  std::memcpy(static_cast<std::byte*>(block) + size, kWholeGuard.data(), kGuardSize);
 }
 
 bool GuardIsWhole(const BlockInfo& info) noexcept {
   const auto* const guard = static_cast<const std::byte*>(info.block) + info.size;
-  return std::all_of(guard, guard + kGuardSize,
-                     [](std::byte byte) { return byte == std::byte{kGuardByte}; });
+  return std::memcmp(guard, kWholeGuard.data(), kGuardSize) == 0;
 }
 
 void ReportOverrun(const BlockInfo& info) noexcept {

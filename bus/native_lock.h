@@ -1,14 +1,16 @@
-// The system's locks behind the framework's own.
+// What is behind the framework's own locks.
 //
 // On Windows they are the system's directly: with MinGW-w64 a lock of the C++ library takes memory
-// when it is first used and never frees it, and every property set has one.
+// when it is first used and never frees it, and every property set has one. Elsewhere those that
+// each call takes are a few bytes of ours (bus/quick_mutex.h).
 #pragma once
 
 #ifdef _WIN32
 #include <windows.h>
 #else
-#include <mutex>
 #include <shared_mutex>
+
+#include "bus/quick_mutex.h"
 #endif
 
 namespace kt::bus {
@@ -48,9 +50,9 @@ class NativeRecursiveMutex {
 
 #else
 
-using NativeMutex = std::mutex;
+using NativeMutex = QuickMutex;
 using NativeSharedMutex = std::shared_mutex;
-using NativeRecursiveMutex = std::recursive_mutex;
+using NativeRecursiveMutex = QuickRecursiveMutex;
 
 #endif
 

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "bus/lock.h"
+#include "bus/thread_local.h"
 
 namespace kt::bus::small_blocks {
 namespace {
@@ -209,7 +210,7 @@ struct ThisThread {
   State state = State::kNew;
   FreeLists free;
 };
-constinit thread_local ThisThread this_thread;
+constinit thread_local ThisThread this_thread KT_FOUND_BY_LOADS;
 
 struct AtThreadEnd {
   ~AtThreadEnd() {

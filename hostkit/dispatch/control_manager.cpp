@@ -1,8 +1,6 @@
 #include "dispatch/control_manager.h"
 
 #include <algorithm>
-#include <array>
-#include <span>
 #include <vector>
 
 #include "base/guid_order.h"
@@ -24,28 +22,6 @@ std::uint32_t LevelFor(const CKtControlRequest& request) {
   }
   return trace != 0 ? kt::kError : kt::kWarning;
 }
-
-// The filters as a request finds them: some may come and go while they run. So few as there are in
-// practice are copied to the stack, which is cheaper than a list with a count that all requests
-// share, and needs no memory when a filter is taken out.
-class FilterCopy {
- public:
-  void Take(const std::vector<CKtControlFilter*>& filters) {
-    if (filters.size() > few_.size()) {
-      many_ = filters;
-      view_ = many_;
-    } else {
-      std::copy(filters.begin(), filters.end(), few_.begin());
-      view_ = {few_.data(), filters.size()};
-    }
-  }
-  [[nodiscard]] std::span<CKtControlFilter* const> View() const noexcept { return view_; }
-
- private:
-  std::array<CKtControlFilter*, 8> few_{};
-  std::vector<CKtControlFilter*> many_;
-  std::span<CKtControlFilter* const> view_;
-};
 
 // Runs the handler with the lines about it. A handler that throws reports success to the host: only
 // its return writes the status. This is deliberate.
@@ -130,13 +106,14 @@ KtStatus CKtControlManager::RegisterPath(const std::shared_ptr<CKtControlMapEntr
               "%S: ERROR: CKtControlManager::RegisterPath() : no memory for the control path.");
     return E_OUTOFMEMORY;
   }
-  if (paths_.Find(path.View()) != nullptr) {
+  const kt::ControlKey key{interface_id, object_id, selector, control_code};
+  if (paths_.Find(key) != nullptr) {
     kt::Trace(kt::kError,
               "%S: ERROR: CKtControlManager::RegisterPath() : KTERROR_DUPLICATE_INTERFACE %s",
               path.Text());
     return KTERROR_DUPLICATE_INTERFACE;
   }
-  paths_.Put(path.View(), entry);
+  paths_.Put(key, path.View(), entry);
   return 0;
 }
 
@@ -147,10 +124,11 @@ KtStatus CKtControlManager::UnRegisterPath(const KtGuid& interface_id,
   const kt::LockGuard guard(path_map_lock_);
   kt::ControlPath path;
   const bool built = path.Build(interface_id, selector, control_code, object_id);
-  const bool stood =
-      built ? paths_.Erase(path.View()) : paths_.EraseFirst([&](const CKtControlMapEntry& entry) {
-        return entry.Matches(interface_id, selector, control_code, object_id);
-      });
+  const bool stood = built
+                         ? paths_.Erase({interface_id, object_id, selector, control_code})
+                         : paths_.EraseFirst([&](const CKtControlMapEntry& entry) {
+                             return entry.Matches(interface_id, selector, control_code, object_id);
+                           });
   if (stood) return 0;
   if (!built) {
     kt::Trace(kt::kError,
@@ -184,14 +162,12 @@ void CKtControlManager::FlushQueues() noexcept {
 
 void CKtControlManager::AddFilter(CKtControlFilter& filter) {
   const kt::LockGuard guard(path_map_lock_);
-  filters_.push_back(&filter);
-  has_filters_.store(true, std::memory_order_release);
+  filters_.Add(filter);
 }
 
 void CKtControlManager::RemoveFilter(CKtControlFilter& filter) noexcept {
   const kt::LockGuard guard(path_map_lock_);
-  std::erase(filters_, &filter);
-  has_filters_.store(!filters_.empty(), std::memory_order_release);
+  filters_.Remove(filter);
 }
 
 void CKtControlManager::AddQueue(CKtLazyDeleteQueue& queue) {
@@ -237,10 +213,12 @@ void CKtControlManager::LeaveActivity() noexcept {
 void CKtControlManager::FlushAtZero() noexcept {
   FlushQueues();
   auto* const container = kt::InstanceOrNull<CKtCustomObjectContainer>();
-  if (container != nullptr) static_cast<void>(container->FlushLazyDeleteQueue());
+  if (container != nullptr) container->FlushInActivityLock();
+  filters_.DropFormer();
 }
 
 void CKtControlManager::FlushQueuesLocked() noexcept {
+  if (queues_.empty()) return;
   try {
     // A flush may add and remove queues: walk a copy, leave out those that have gone.
     const std::vector<CKtLazyDeleteQueue*> queues = queues_;
@@ -260,37 +238,35 @@ void CKtControlManager::FlushQueuesLocked() noexcept {
 }
 
 KtStatus CKtControlManager::RunFilters(CKtControlRequest& request) {
-  if (!has_filters_.load(std::memory_order_acquire)) return KTSTATUS_CONTINUE;
-  FilterCopy filters;
-  {
-    const kt::LockGuard guard(path_map_lock_);
-    filters.Take(filters_);
-  }
+  KtStatus status = KTSTATUS_CONTINUE;
   try {
-    for (CKtControlFilter* const filter : filters.View()) {
-      const KtStatus status = filter->filter(request);
-      if (status != KTSTATUS_CONTINUE) return status;
-    }
+    filters_.Walk([&](CKtControlFilter& filter) {
+      status = filter.filter(request);
+      return status == KTSTATUS_CONTINUE;
+    });
   } catch (std::uint32_t thrown) {
     kt::Trace(kt::kWarning,
               "%S: WARNING: CKtControlManager::Invoke()  A control filter threw exception %x.",
               thrown);
     return thrown;
   }
-  return KTSTATUS_CONTINUE;
+  return status;
 }
 
 // `path` is the request's own path in either case; it is what the trace lines name.
 std::shared_ptr<CKtControlMapEntry> CKtControlManager::FindHandler(const CKtControlRequest& request,
                                                                    kt::ControlPath& path,
                                                                    bool& built) const {
-  const KtGuid& interface_id = *request.InterfaceId();
+  const kt::ControlKey key{*request.InterfaceId(), request.target.Id(), request.selector,
+                           request.controlCode};
   const kt::LockGuard guard(path_map_lock_);
-  built = path.Build(interface_id, request.selector, request.controlCode, request.target.Id());
+  paths_.Expect(key);
+  built = path.Build(key.interface_id, key.selector, key.control_code, key.object_id);
   if (!built) return nullptr;
-  if (auto entry = paths_.Find(path.View())) return entry;
+  if (auto entry = paths_.Find(key)) return entry;
+  // Only whether the framework can name it is of interest.
   kt::ControlPath any_object;
-  built = any_object.Build(interface_id, request.selector, request.controlCode, kt::kNullObjId);
+  built = any_object.Build(key.interface_id, key.selector, key.control_code, kt::kNullObjId);
   if (!built) return nullptr;
-  return paths_.Find(any_object.View());
+  return paths_.Find(key.ForAnyObject());
 }

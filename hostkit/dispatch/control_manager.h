@@ -27,6 +27,7 @@
 #include "base/lock.h"
 #include "base/lock_order.h"
 #include "dispatch/control_filter.h"
+#include "dispatch/control_filter_list.h"
 #include "dispatch/control_map_entry.h"
 #include "dispatch/control_path.h"
 #include "dispatch/control_path_map.h"
@@ -119,7 +120,7 @@ class CKtControlManager {
       KT_EXCLUDES(path_map_lock_);
 
   kt::ControlPathMap paths_ KT_GUARDED_BY(path_map_lock_);
-  std::vector<CKtControlFilter*> filters_ KT_GUARDED_BY(path_map_lock_);
+  kt::ControlFilterList filters_;  // changed under path_map_lock_
   std::vector<CKtLazyDeleteQueue*> queues_ KT_GUARDED_BY(queue_list_lock_);
 
   // The host counts four locks, made in this order; no operation takes the first.
@@ -133,7 +134,6 @@ class CKtControlManager {
   std::uint32_t activity_count_ KT_GUARDED_BY(activity_lock_) = 0;
   bool flushing_ KT_GUARDED_BY(activity_lock_) = false;
   bool flushing_queues_ KT_GUARDED_BY(queue_list_lock_) = false;
-  std::atomic<bool> has_filters_{false};  // spares a request the lock when there are none
 
   static std::atomic<CKtControlManager*> instance_;
 };

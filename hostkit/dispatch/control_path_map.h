@@ -1,10 +1,10 @@
 // Which handler stands under which control path.
 //
-// Two structures over one content. An ordered set keeps the paths by plain byte comparison: it is
-// what is walked where their order counts. Beside it stands a hash, since each control looks a path
-// up: in an ordered tree that is a comparison of texts, and memory that is in no cache, for each
-// doubling of the number of handlers. What a look-up needs of a path, its text and its handler, is
-// one piece of memory.
+// Two structures over one content. An ordered set keeps the paths' texts by plain byte comparison:
+// it is what is walked where their order counts. Beside it stands a hash of the forty bytes that a
+// path is made of, since each control looks a path up: in an ordered tree that is a comparison of
+// texts, and memory that is in no cache, for each doubling of the number of handlers. What a
+// look-up needs of a path fills one line of the cache.
 //
 // Threads:   none of its own; the control manager's path-map lock is around it.
 // Ownership: owns the paths and no handler. A handler that has gone counts as absent, though its
@@ -13,11 +13,13 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string_view>
 #include <vector>
 
+#include "dispatch/control_key.h"
 #include "dispatch/control_map_entry.h"
 
 namespace kt {
@@ -29,15 +31,20 @@ class ControlPathMap {
   ControlPathMap(const ControlPathMap&) = delete;
   ControlPathMap& operator=(const ControlPathMap&) = delete;
 
-  // The handler under the path, or null.
-  [[nodiscard]] std::shared_ptr<CKtControlMapEntry> Find(std::string_view path) const noexcept;
+  // Says that a key will be looked up soon: its memory comes nearer while the caller does something
+  // else. Of no other effect.
+  void Expect(const ControlKey& key) const noexcept;
 
-  // Puts a handler under the path, in the place of one that has gone. Throws std::bad_alloc; the
-  // map is then unchanged.
-  void Put(std::string_view path, const std::shared_ptr<CKtControlMapEntry>& handler);
+  // The handler under the key, or null.
+  [[nodiscard]] std::shared_ptr<CKtControlMapEntry> Find(const ControlKey& key) const noexcept;
+
+  // Puts a handler under the key, whose path is that text, in the place of one that has gone.
+  // Throws std::bad_alloc; the map is then unchanged.
+  void Put(const ControlKey& key, std::string_view path,
+           const std::shared_ptr<CKtControlMapEntry>& handler);
 
   // Drops the path. Returns whether a handler stood under it that had not gone.
-  bool Erase(std::string_view path) noexcept;
+  bool Erase(const ControlKey& key) noexcept;
 
   // Drops the first path, in their order, whose handler has not gone and is the one that `matches`
   // tells. Returns whether there was one. Needs no path, and hence no memory.
@@ -53,30 +60,28 @@ class ControlPathMap {
   }
 
  private:
-  // A path. Its text follows in the same piece of memory.
-  struct Node {
-    Node* next = nullptr;  // with another path that hashes to the same place
-    std::size_t hash = 0;
-    std::size_t size = 0;
+  // A path. Its text follows in the same piece of memory: its size, then its characters.
+  struct alignas(64) Node {
+    ControlKey key;
     std::weak_ptr<CKtControlMapEntry> handler;
+    Node* next = nullptr;  // with another key that hashes to the same place
 
-    [[nodiscard]] std::string_view Text() const noexcept {
-      return {reinterpret_cast<const char*>(this + 1), size};
-    }
+    [[nodiscard]] std::string_view Text() const noexcept;
   };
   struct Release {
     void operator()(Node* node) const noexcept;
   };
   struct ByText {
     bool operator()(const Node* left, const Node* right) const noexcept {
-      return left->Text() < right->Text();
+      const int order = left->Text().compare(right->Text());
+      return order != 0 ? order < 0 : std::less<>()(left, right);
     }
   };
 
-  static std::unique_ptr<Node, Release> MakeNode(std::string_view path, std::size_t hash);
+  static std::unique_ptr<Node, Release> MakeNode(const ControlKey& key, std::string_view path);
 
-  [[nodiscard]] Node* FindNode(std::string_view path, std::size_t hash) const noexcept;
-  [[nodiscard]] std::size_t PlaceOf(std::size_t hash) const noexcept;
+  [[nodiscard]] Node* FindNode(const ControlKey& key) const noexcept;
+  [[nodiscard]] std::size_t PlaceOf(const ControlKey& key) const noexcept;
   void GrowFor(std::size_t paths);
   void Drop(Node* node) noexcept;
 

@@ -77,11 +77,15 @@ KtStatus CKtCustomObjectContainer::LazyDelete(CKtObject* object) noexcept {
 
 KtStatus CKtCustomObjectContainer::FlushLazyDeleteQueue() noexcept {
   const kt::ActivityHold calls;
+  FlushInActivityLock();
+  return 0;
+}
+
+void CKtCustomObjectContainer::FlushInActivityLock() noexcept {
   const kt::LockGuard guard(lock_);
   kt::Trace(kt::kInfo, "%S: INFO: CKtCustomObjectContainer::FlushLazyDeleteQueue() Entering .....");
   if (!forgotten_) DrainQueueLocked();
   kt::Trace(kt::kInfo, "%S: INFO: CKtCustomObjectContainer::FlushLazyDeleteQueue() Exiting .....");
-  return 0;
 }
 
 void CKtCustomObjectContainer::Shutdown() {

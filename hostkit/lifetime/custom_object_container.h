@@ -79,6 +79,10 @@ class CKtCustomObjectContainer {
   // called under a lock that comes after the activity lock.
   KtStatus FlushLazyDeleteQueue() noexcept KT_EXCLUDES(lock_);
 
+  // The same for who holds the activity lock already: the control manager, at the end of the last
+  // call.
+  void FlushInActivityLock() noexcept KT_EXCLUDES(lock_);
+
   // Deletes every registered wrapper in order of ids, then those that a destructor registered
   // meanwhile, and forgets the container, so that Instance() makes a new one. The queue is left as
   // it is: its wrappers go when the module is detached. What a wrapper's destructor throws passes

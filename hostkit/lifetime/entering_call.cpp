@@ -1,5 +1,6 @@
 #include "lifetime/entering_call.h"
 
+#include <array>
 #include <atomic>
 #include <bit>
 #include <thread>
@@ -39,23 +40,88 @@ class ChainGuard {
 constinit EnteringCall* g_innermost = nullptr;
 constinit std::atomic<std::uint32_t> g_waiting{0};
 
+constexpr std::size_t kPlaces = 64;
+constexpr unsigned kPlaceShift = 64 - 6;  // the six highest bits of a product
+
+}  // namespace
+
+// The calls of the one thread that has it just now. That thread alone writes here; whoever waits
+// reads the two atomics. A place is taken with nothing handed over, so that a thread counts from
+// the step in which it takes the place.
+struct alignas(64) CallPlace {
+  std::atomic<std::uintptr_t> thread{0};
+  std::atomic<bool> handed_over{false};  // all its calls are
+  std::uint32_t counted = 0;             // the calls that are not
+  EnteringCall* innermost = nullptr;
+};
+
+namespace {
+
+constinit std::array<CallPlace, kPlaces> g_places;
+
+CallPlace& PlaceOf(std::uintptr_t thread) noexcept {
+  return g_places[static_cast<std::size_t>((thread * 0x9E3779B97F4A7C15U) >> kPlaceShift)];
+}
+
 }  // namespace
 
 EnteringCall::EnteringCall(Until until) noexcept : thread_(ThisThread()), until_(until) {
+  if (TakePlace()) return;
   const ChainGuard guard;
   next_ = g_innermost;
   g_innermost = this;
 }
 
 EnteringCall::~EnteringCall() {
+  if (place_ != nullptr) {
+    LeavePlace();
+    return;
+  }
   const ChainGuard guard;
   EnteringCall** link = &g_innermost;
   while (*link != this) link = &(*link)->next_;
   *link = next_;
 }
 
+// The shutting-down flag is looked at after this: the step that takes the place comes before that
+// in the one order that all threads see.
+bool EnteringCall::TakePlace() noexcept {
+  CallPlace& place = PlaceOf(thread_);
+  std::uintptr_t holder = place.thread.load(std::memory_order_relaxed);
+  if (holder == thread_) {
+    place.handed_over.store(false);
+  } else if (holder != 0 || !place.thread.compare_exchange_strong(holder, thread_)) {
+    return false;
+  }
+  place_ = &place;
+  next_ = place.innermost;
+  place.innermost = this;
+  ++place.counted;
+  return true;
+}
+
+void EnteringCall::LeavePlace() noexcept {
+  place_->innermost = next_;
+  if (counted_) --place_->counted;
+  if (next_ == nullptr) {
+    place_->handed_over.store(false, std::memory_order_relaxed);
+    place_->thread.store(0, std::memory_order_release);
+  } else if (place_->counted == 0) {
+    place_->handed_over.store(true, std::memory_order_release);
+  }
+}
+
+// A thread that has its place began the calls in it after those that it has in the chain.
 void EnteringCall::HandOver() noexcept {
   const std::uintptr_t self = ThisThread();
+  CallPlace& place = PlaceOf(self);
+  if (place.thread.load(std::memory_order_relaxed) == self) {
+    EnteringCall& call = *place.innermost;
+    if (call.until_ != Until::kHandedOver || !call.counted_) return;
+    call.counted_ = false;
+    if (--place.counted == 0) place.handed_over.store(true, std::memory_order_release);
+    return;
+  }
   const ChainGuard guard;
   EnteringCall* call = g_innermost;
   while (call != nullptr && call->thread_ != self) call = call->next_;
@@ -82,6 +148,10 @@ bool EnteringCall::IsAwaited() noexcept {
 
 bool EnteringCall::OthersAreCounted() noexcept {
   const std::uintptr_t self = ThisThread();
+  for (const CallPlace& place : g_places) {
+    const std::uintptr_t thread = place.thread.load();
+    if (thread != 0 && thread != self && !place.handed_over.load()) return true;
+  }
   const ChainGuard guard;
   const EnteringCall* call = g_innermost;
   while (call != nullptr && (call->thread_ == self || !call->counted_)) call = call->next_;

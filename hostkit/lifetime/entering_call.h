@@ -12,8 +12,11 @@
 //
 // Threads:   any. One object belongs to one call on one thread; calls of one thread may be nested.
 //            Shutdown may be called from within a call: it does not wait for its own thread.
-// Ownership: a chain through the calls' own stacks; nothing is allocated, and no lock of the
-//            framework is taken. A thread leaves nothing behind in its thread-local storage.
+//            Each thread has a place of its own, as long as no other one hashes to it, so that
+//            threads that call at once do not wait for each other.
+// Ownership: a few places for threads, and a chain through the calls' own stacks for those that
+//            find theirs taken; nothing is allocated, and no lock of the framework is taken. A
+//            thread leaves nothing behind in its thread-local storage.
 // Failure:   nothing throws. The wait has a bound: a call that hangs before it is handed over does
 //            not hold the shutdown up for ever.
 #pragma once
@@ -22,6 +25,8 @@
 #include <cstdint>
 
 namespace kt {
+
+struct CallPlace;
 
 class EnteringCall {
  public:
@@ -44,9 +49,12 @@ class EnteringCall {
   [[nodiscard]] static bool IsAwaited() noexcept;
 
  private:
+  [[nodiscard]] bool TakePlace() noexcept;
+  void LeavePlace() noexcept;
   [[nodiscard]] static bool OthersAreCounted() noexcept;
 
-  EnteringCall* next_ = nullptr;  // the call that entered before, on whatever thread
+  EnteringCall* next_ = nullptr;  // in its place, or in the chain: the call that entered before
+  CallPlace* place_ = nullptr;    // null: in the chain
   std::uintptr_t thread_;
   Until until_;
   bool counted_ = true;

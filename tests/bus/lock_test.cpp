@@ -56,6 +56,26 @@ TEST_F(CriticalSectionTest, KeepsOtherThreadsOut) {
   KtDeleteCriticalSection(&section);
 }
 
+TEST_F(CriticalSectionTest, IsNotGivenBackByAThreadThatDoesNotHoldIt) {
+  KtCriticalSection section{};
+  KtInitializeCriticalSection(&section);
+  int counter = 0;
+  KtEnterCriticalSection(&section);
+  std::thread([&] { KtLeaveCriticalSection(&section); }).join();
+  std::thread other([&] {
+    KtEnterCriticalSection(&section);
+    EXPECT_EQ(counter, 1000) << "it came in before the holder left";
+    KtLeaveCriticalSection(&section);
+  });
+  for (; counter < 1000; ++counter) std::this_thread::yield();
+  KtLeaveCriticalSection(&section);
+  other.join();
+  KtLeaveCriticalSection(&section);  // once more than it was entered
+  KtEnterCriticalSection(&section);
+  KtLeaveCriticalSection(&section);
+  KtDeleteCriticalSection(&section);
+}
+
 TEST_F(CriticalSectionTest, IsCountedUntilItIsDeleted) {
   const auto before = Row("", "locks").outstanding;
   KtCriticalSection section{};

@@ -4,6 +4,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/status.h"
@@ -126,6 +127,44 @@ TEST_F(ControlFilterTest, RunsFiltersWithNoLockHeldAndLetsThemRemoveThemselves) 
   EXPECT_EQ(Invoke(), 0u);
   EXPECT_EQ(held, 0u);
   EXPECT_EQ(log_, (std::vector<std::string>{"leaver", "handler", "handler"}));
+}
+
+TEST_F(ControlFilterTest, RunsAFilterFromTheNextRequestOnThatIsAddedMeanwhile) {
+  Filter late([&] {
+    log_.emplace_back("late");
+    return KTSTATUS_CONTINUE;
+  });
+  bool added = false;
+  Filter adder([&] {
+    log_.emplace_back("adder");
+    if (!std::exchange(added, true)) manager().AddFilter(late);
+    return KTSTATUS_CONTINUE;
+  });
+  manager().AddFilter(adder);
+  EXPECT_EQ(Invoke(), 0u);
+  EXPECT_EQ(Invoke(), 0u);
+  EXPECT_EQ(log_, (std::vector<std::string>{"adder", "handler", "adder", "late", "handler"}));
+}
+
+TEST_F(ControlFilterTest, KeepsTheOrderOfAddingWhenSomeComeAndGo) {
+  const auto named = [this](const char* name) {
+    return [this, name] {
+      log_.emplace_back(name);
+      return KTSTATUS_CONTINUE;
+    };
+  };
+  Filter a(named("a"));
+  Filter b(named("b"));
+  Filter c(named("c"));
+  for (Filter* const filter : {&a, &b, &a}) manager().AddFilter(*filter);
+  manager().RemoveFilter(a);  // both times that it was added
+  manager().AddFilter(c);
+  manager().AddFilter(a);
+  EXPECT_EQ(Invoke(), 0u);
+  EXPECT_EQ(log_, (std::vector<std::string>{"b", "c", "a", "handler"}));
+  for (Filter* const filter : {&a, &b, &c}) manager().RemoveFilter(*filter);
+  EXPECT_EQ(Invoke(), 0u);
+  EXPECT_EQ(log_.size(), 5u);
 }
 
 }  // namespace

@@ -62,6 +62,38 @@ class DispatchThreadsTest : public support::ManagersTest {
   }
 };
 
+class Counting : public CKtControlFilter {
+ public:
+  KtStatus filter(CKtControlRequest&) override {
+    ++calls;
+    return KTSTATUS_CONTINUE;
+  }
+  std::atomic<int> calls{0};
+};
+
+TEST_F(DispatchThreadsTest, ControlsRunWhileFiltersComeAndGo) {
+  CKtControlManager& manager = CKtControlManager::Instance();
+  CKtControlMap map;
+  ASSERT_EQ(map.Register(support::kInterface, 0, 1, &Serve), 0u);
+  Counting lasting;
+  Counting passing;
+  manager.AddFilter(lasting);
+  OnEightThreads([&](int number, int) {
+    if (number % 4 == 0) {
+      manager.AddFilter(passing);
+      manager.RemoveFilter(passing);
+    } else {
+      EXPECT_EQ(Send(fake::ObjectNumber(1), 1), 0u);
+    }
+  });
+  EXPECT_EQ(lasting.calls, 6 * kRounds);
+  EXPECT_EQ(g_served, 6 * kRounds);
+  const int calls = passing.calls;
+  EXPECT_EQ(Send(fake::ObjectNumber(1), 1), 0u);
+  EXPECT_EQ(passing.calls, calls);
+  manager.RemoveFilter(lasting);
+}
+
 TEST_F(DispatchThreadsTest, ControlsRunWhileTheirHandlersComeAndGo) {
   CKtControlMap lasting;
   ASSERT_EQ(lasting.Register(support::kInterface, 0, 1, &Serve), 0u);

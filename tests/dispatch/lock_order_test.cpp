@@ -46,9 +46,9 @@ class LockOrderTest : public support::ManagersTest {
   std::map<std::string, std::string> names_;
 };
 
-// The container's flush takes the activity lock before its own, whoever calls it.
-const std::vector<std::string> kClosing{"+activity",  "+queue list", "-queue list", "+activity",
-                                        "+container", "-container",  "-activity",   "-activity"};
+// The container's flush by itself takes the activity lock before its own; here it is held already.
+const std::vector<std::string> kClosing{"+activity",  "+queue list", "-queue list",
+                                        "+container", "-container",  "-activity"};
 
 TEST_F(LockOrderTest, ClosingTheLastScopeFlushesQueuesAndContainerInsideTheActivityLock) {
   { const CKtActivityScope scope; }

@@ -105,6 +105,57 @@ TEST(EnteringCallTest, HandingANestedCallOverLeavesTheOuterOneCounted) {
   });
 }
 
+TEST(EnteringCallTest, ACallInACallThatWasHandedOverIsWaitedForAndNotTheOuterOne) {
+  support::Gate entered;
+  support::Gate waited;
+  std::atomic<bool> inner_returned{false};
+  std::thread caller([&] {
+    const EnteringCall outer(Until::kHandedOver);
+    EnteringCall::HandOver();
+    {
+      const EnteringCall inner(Until::kReturned);
+      entered.Open();
+      support::YieldUntil([] { return EnteringCall::IsAwaited(); });
+      inner_returned = true;
+    }
+    waited.Wait();
+  });
+  entered.Wait();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
+  EXPECT_TRUE(inner_returned);
+  waited.Open();
+  caller.join();
+}
+
+// More of them than places: some share the chain, and a call of theirs may stand in either.
+TEST(EnteringCallTest, CallsOfManyThreadsAtOnceAreAllWaitedForUntilTheyAreHandedOver) {
+  constexpr int kThreads = 100;
+  std::atomic<int> in{0};
+  std::atomic<int> handed_over{0};
+  support::Gate waited;
+  std::vector<std::thread> threads;
+  for (int number = 0; number < kThreads; ++number) {
+    threads.emplace_back([&] {
+      const EnteringCall call(Until::kHandedOver);
+      ++in;
+      support::YieldUntil([] { return EnteringCall::IsAwaited(); });
+      const EnteringCall nested(Until::kHandedOver);
+      EnteringCall::HandOver();
+      { const EnteringCall short_one(Until::kReturned); }
+      ++handed_over;
+      waited.Wait();
+    });
+  }
+  support::YieldUntil([&] { return in == kThreads; });
+  // Each thread's outer call is still to be handed over: nobody has done so.
+  EXPECT_FALSE(EnteringCall::WaitForOthers(std::chrono::milliseconds(20)));
+  support::YieldUntil([&] { return handed_over == kThreads; });
+  EXPECT_FALSE(EnteringCall::WaitForOthers(std::chrono::milliseconds(1)));
+  waited.Open();
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
+}
+
 TEST(EnteringCallTest, HandingOverTouchesNoCallOfAnotherThread) {
   WhileAShutdownWaits([](auto entered, auto waiter_is_over) {
     const EnteringCall call(Until::kHandedOver);
