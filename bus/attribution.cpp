@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <limits>
 
 #include "bus/thread_local.h"
 
@@ -51,14 +52,24 @@ bool ModuleTable::Forget(const void* address) {
 Account* ModuleTable::Find(const void* address) const {
   const std::uintptr_t number = Number(address);
   const ReadGuard guard(lock_);
+  // Where there is no module, the gap between its neighbours is what is remembered.
+  ModuleRange range{0, std::numeric_limits<std::uintptr_t>::max()};
+  Account* account = nullptr;
   for (const Entry& entry : entries_) {
-    if (number < entry.range.begin || entry.range.end <= number) continue;
-    this_thread.range = entry.range;
-    this_thread.account = entry.account;
-    this_thread.changes = changes_.load(std::memory_order_relaxed);
-    return entry.account;
+    if (entry.range.end <= number) {
+      range.begin = std::max(range.begin, entry.range.end);
+    } else if (number < entry.range.begin) {
+      range.end = std::min(range.end, entry.range.begin);
+    } else {
+      range = entry.range;
+      account = entry.account;
+      break;
+    }
   }
-  return nullptr;
+  this_thread.range = range;
+  this_thread.account = account == nullptr ? &Ledger::Get().host() : account;
+  this_thread.changes = changes_.load(std::memory_order_relaxed);
+  return account;
 }
 
 Account* ModuleTable::Remembered(const void* address) noexcept {

@@ -47,7 +47,8 @@ class ModuleTable {
   Account* Find(const void* address) const KT_EXCLUDES(lock_);
 
   // The same without a lock, when it is the module that this thread asked for last, and nothing has
-  // changed since; null otherwise. A thread's calls come from one module for long.
+  // changed since; null otherwise. A thread's calls come from one module for long. Calls from no
+  // module that is known are the host's, and remembered as well.
   static Account* Remembered(const void* address) noexcept;
 
  private:
