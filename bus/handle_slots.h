@@ -12,6 +12,7 @@
 //          there make and drop things, but reach no other slot of the same table. Each thread takes
 //          slots from a list of its own, or shares one with few; a slot goes back to where it came
 //          from.
+// Ownership: a table is for the whole run; its slots are never given back.
 // Failure: Insert throws std::bad_alloc, and nothing has changed.
 #pragma once
 
@@ -38,11 +39,10 @@ std::uint32_t SlotListOfThread() noexcept;
 template <typename T, typename Handle, HandleKind kKind>
 class HandleSlots {
  public:
-  HandleSlots() = default;
+  constexpr HandleSlots() noexcept = default;
   HandleSlots(const HandleSlots&) = delete;
   HandleSlots& operator=(const HandleSlots&) = delete;
-  // Handles outlive everything: the table is never destroyed.
-  ~HandleSlots() = delete;
+  ~HandleSlots() = default;
 
   // The account that the thing stands in (null: in none) comes back when it is taken out.
   Handle Insert(T thing, Account* account) {

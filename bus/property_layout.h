@@ -65,16 +65,13 @@ constexpr const TypeLayout& FindLayout(std::uint32_t type) noexcept {
 // Whether a value of the type is nothing but bytes: no address but that of the value itself stands
 // in its record, and no set.
 constexpr bool IsPlain(std::uint32_t type) noexcept {
-  switch (FindLayout(type).shape) {
-    case Shape::kFixed:
-    case Shape::kBytes:
-      return true;
-    case Shape::kText:
-    case Shape::kWideText:
-      return (type & kListBit) == 0;
-    default:
-      return false;
-  }
+  constexpr std::uint32_t kLinked =
+      1U << TYPE_PROPSET | 1U << TYPE_I18N | 1U << TYPE_I18NFORMATSTRING;
+  constexpr std::uint32_t kLinkedInLists = kLinked | 1U << TYPE_STR | 1U << TYPE_WSTR;
+  const std::uint32_t scalar = type & ~kListBit;
+  if (scalar >= layout::kTypes) return scalar == TYPE_TIME;
+  const std::uint32_t linked = (type & kListBit) != 0 ? kLinkedInLists : kLinked;
+  return (linked >> scalar & 1U) == 0;
 }
 
 }  // namespace kt::bus

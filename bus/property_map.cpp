@@ -119,31 +119,14 @@ std::uint32_t PropertyMap::MakeRoomForSets(std::size_t count) {
 
 // ---- Looking for names -----------------------------------------------------------------------
 
-bool PropertyMap::IsNamed(const Entry& entry, const PropertyName& name) const noexcept {
-  // The name is the last thing in an image, before its terminator.
-  return entry.name_hash == name.hash && entry.name_length == name.length &&
-         std::memcmp(Bytes(block_) + entry.image + entry.image_size - 1 - name.length, name.text,
-                     name.length) == 0;
-}
-
-std::size_t PropertyMap::PlaceOf(const PropertyName& name) {
-  if (block_ == nullptr) return kNowhere;
-  const std::size_t count = block_->count;
-  if (count >= kIndexedFrom) return PlaceInIndex(name);
-  const Entry* entry = Entries(block_);
-  for (std::size_t i = 0; i < count; ++i, --entry) {
-    if (IsNamed(*entry, name)) return i;
-  }
-  return kNowhere;
-}
-
 std::size_t PropertyMap::PlaceInIndex(const PropertyName& name) {
   if (beside_ == nullptr || beside_->indexed != block_->count) Index();
-  const std::vector<std::uint32_t>& index = beside_->index;
-  const std::size_t mask = index.size() - 1;
+  const std::uint32_t* const index = beside_->index.data();
+  const std::size_t mask = beside_->index.size() - 1;
   for (std::size_t i = name.hash & mask; index[i] != 0; i = (i + 1) & mask) {
     const std::size_t place = index[i] - 1;
-    if (IsNamed(EntryAt(place), name)) return place;
+    const Entry& entry = EntryAt(place);
+    if (entry.name_hash == name.hash && HasName(entry, name)) return place;
   }
   return kNowhere;
 }
@@ -165,12 +148,6 @@ void PropertyMap::Index() {
 }
 
 // ---- Properties ------------------------------------------------------------------------------
-
-PropertyImage PropertyMap::At(std::size_t place) const noexcept {
-  const Entry& entry = EntryAt(place);
-  return {Bytes(block_) + entry.image, entry.image_size,
-          entry.set_count == 0 ? nullptr : beside_->sets.data() + entry.first_set, entry.set_count};
-}
 
 void PropertyMap::WriteImage(Entry& entry, const PropertyDraft& property) noexcept {
   entry.image_size = property.image_size();

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -40,10 +41,24 @@ class PropertyMap {
   [[nodiscard]] std::size_t size() const noexcept { return block_ == nullptr ? 0 : block_->count; }
 
   // The place of the property of that name, from 0 in the order of adding, or kNowhere.
-  [[nodiscard]] std::size_t PlaceOf(const PropertyName& name);
+  [[nodiscard]] std::size_t PlaceOf(const PropertyName& name) {
+    if (block_ == nullptr) return kNowhere;
+    const std::size_t count = block_->count;
+    if (count >= kIndexedFrom) return PlaceInIndex(name);
+    const Entry* entry = Entries(block_);
+    for (std::size_t place = 0; place < count; ++place, --entry) {
+      if (entry->name_hash == name.hash && HasName(*entry, name)) return place;
+    }
+    return kNowhere;
+  }
 
   // The property in a place that there is. Good until the next change.
-  [[nodiscard]] PropertyImage At(std::size_t place) const noexcept;
+  [[nodiscard]] PropertyImage At(std::size_t place) const noexcept {
+    const Entry& entry = EntryAt(place);
+    return {Bytes(block_) + entry.image, entry.image_size,
+            entry.set_count == 0 ? nullptr : beside_->sets.data() + entry.first_set,
+            entry.set_count};
+  }
 
   // Each returns a status: 0, "exists", "not there" or "unchanged".
   KtStatus Add(const PropertyDraft& property);
@@ -104,7 +119,13 @@ class PropertyMap {
   [[nodiscard]] Entry& EntryAt(std::size_t place) const noexcept {
     return *(Entries(block_) - place);
   }
-  [[nodiscard]] bool IsNamed(const Entry& entry, const PropertyName& name) const noexcept;
+  // Whether the entry, which has the hash of the name, has the name.
+  [[nodiscard]] bool HasName(const Entry& entry, const PropertyName& name) const noexcept {
+    // It is the last thing in an image, before its terminator.
+    return entry.name_length == name.length &&
+           std::memcmp(Bytes(block_) + entry.image + entry.image_size - 1 - name.length, name.text,
+                       name.length) == 0;
+  }
 
   static Block* NewBlock(std::size_t capacity);
   static void DeleteBlock(Block* block) noexcept;

@@ -41,23 +41,25 @@ struct Iterator {
   std::size_t next = 0;
 };
 
-// Never destroyed: providers return handles very late.
 using PropsetTable = HandleSlots<PropertyMap, KtPropset, HandleKind::kPropset>;
 using IteratorTable = HandleSlots<Iterator, KtIterator, HandleKind::kIterator>;
 
+// There before anything runs, and never destroyed: providers return handles very late.
 template <typename Table>
-Table& TheTable() noexcept {
-  alignas(Table) static std::array<std::byte, sizeof(Table)> room;
-  static auto* const table = new (room.data()) Table;
-  return *table;
-}
+union ForGood {
+  constexpr ForGood() noexcept : table() {}
+  ~ForGood() {}
+  Table table;
+};
+constinit ForGood<PropsetTable> g_propsets;
+constinit ForGood<IteratorTable> g_iterators;
 
 PropsetTable& Propsets() noexcept {
-  return TheTable<PropsetTable>();
+  return g_propsets.table;
 }
 
 IteratorTable& Iterators() noexcept {
-  return TheTable<IteratorTable>();
+  return g_iterators.table;
 }
 
 // Runs the body, which returns a status, on the properties of a set.

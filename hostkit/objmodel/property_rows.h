@@ -53,10 +53,22 @@ struct TextRow : Codes<kCode> {
   }
   static const void* ValueField(Element element) noexcept { return element; }
   static bool Read(const cuvo_property& record, Text& out) {
-    Text text(record.value == nullptr ? 0 : record.length / sizeof(Unit), Unit{});
-    if (!text.empty()) std::memcpy(text.data(), record.value, text.size() * sizeof(Unit));
-    text.resize(std::char_traits<Unit>::length(text.c_str()));
-    out = std::move(text);
+    if (record.value == nullptr) {
+      out.clear();
+      return true;
+    }
+    const std::size_t room = record.length / sizeof(Unit);
+    if constexpr (sizeof(Unit) == 1) {
+      const auto* const text = static_cast<const Unit*>(record.value);
+      const auto* const end = std::char_traits<Unit>::find(text, room, Unit{});
+      out.assign(text, end == nullptr ? room : static_cast<std::size_t>(end - text));
+    } else {
+      // A record made elsewhere need not be aligned.
+      Text text(room, Unit{});
+      if (room != 0) std::memcpy(text.data(), record.value, room * sizeof(Unit));
+      text.resize(std::char_traits<Unit>::length(text.c_str()));
+      out = std::move(text);
+    }
     return true;
   }
 };

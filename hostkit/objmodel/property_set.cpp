@@ -36,6 +36,7 @@ std::vector<std::string> CKtPropertySet::GetKeys() const {
                       "%S: ERROR: in CKtPropertySet::GetKeys() PsOpenPropset() failed");
   }
   std::vector<std::string> keys;
+  keys.reserve(16);  // most sets have no more
   for (;;) {
     cuvo_property* found = nullptr;
     const KtStatus status = PsFindNextProperty(handle_, iterator.get(), &found);
@@ -123,8 +124,10 @@ std::string CKtPropertySet::ToString(const char* propId, bool isOptionalProp, bo
 }
 
 std::string CKtPropertySet::ToString(bool showType) const {
+  const std::vector<std::string> keys = GetKeys();
   std::string text = "{";
-  for (const std::string& key : GetKeys()) {
+  text.reserve(2 + 32 * keys.size());
+  for (const std::string& key : keys) {
     text += key;
     text += " = ";
     text += ToString(key.c_str(), false, showType);

@@ -219,7 +219,7 @@ KtStatus CKtPropertySetBase::AddProp(const char* name, const KtObjId* value, con
 
 KtStatus CKtPropertySetBase::AddProp(const char* name, const std::string& value,
                                      const Flags& flags) {
-  const KtStatus status = WriteScalar(name, std::string(value), flags);
+  const KtStatus status = WriteScalar(name, value, flags);
   kt::ThrowIfFailed(
       status, kt::kError,
       "%S: ERROR: CKtPropertySetBase::AddProp(), Failed to add property %s of type string", name);
@@ -227,7 +227,7 @@ KtStatus CKtPropertySetBase::AddProp(const char* name, const std::string& value,
 }
 
 KtStatus CKtPropertySetBase::AddProp(const char* name, const KtWString& value, const Flags& flags) {
-  const KtStatus status = WriteScalar(name, KtWString(value), flags);
+  const KtStatus status = WriteScalar(name, value, flags);
   kt::ThrowIfFailed(
       status, kt::kError,
       "%S: ERROR: CKtPropertySetBase::AddProp(), Failed to add property %s of type wstring", name);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -21,7 +22,11 @@ template <typename T>
 std::string ScalarText(const CKtPropertySet& set, const char* name, bool) {
   T value{};
   set.GetProp(name, value, false);
-  return ValueText(value);
+  if constexpr (std::is_same_v<T, std::string>) {
+    return value;
+  } else {
+    return ValueText(value);
+  }
 }
 
 // The separator stays after the last element: "{1, 2, }". The form of a whole set drops it.
