@@ -28,6 +28,7 @@
 
 #include "bus/handle_table.h"
 #include "bus/lock.h"
+#include "bus/slot_lock.h"
 
 namespace kt::bus {
 
@@ -46,10 +47,9 @@ class HandleSlots {
 
   // The account that the thing stands in (null: in none) comes back when it is taken out.
   Handle Insert(T thing, Account* account) {
-    const std::uint32_t list = SlotListOfThread() % kLists;
-    const std::uint32_t number = TakeFree(list) * kLists + list;
+    const std::uint32_t number = TakeFree(SlotListOfThread() % kLists);
     Slot& slot = *SlotOf(number);
-    const MutexGuard guard(slot.lock);
+    const SlotGuard guard(slot.lock);
     slot.thing = std::move(thing);
     slot.account = account;
     slot.handle = (kTag << 48U) | (std::uint64_t{slot.generation} << 24U) | number;
@@ -62,7 +62,7 @@ class HandleSlots {
     const auto bits = std::bit_cast<std::uint64_t>(handle);
     Slot* const slot = SlotOf(static_cast<std::uint32_t>(bits & kLastSlot));
     if (slot == nullptr) return false;
-    const MutexGuard guard(slot->lock);
+    const SlotGuard guard(slot->lock);
     if (slot->handle != bits || bits == kFree) return false;
     body(slot->thing);
     return true;
@@ -81,7 +81,7 @@ class HandleSlots {
     T dropped;
     bool lasts = false;
     {
-      const MutexGuard guard(slot->lock);
+      const SlotGuard guard(slot->lock);
       if (slot->handle != bits || bits == kFree) return false;
       slot->handle = kFree;
       dropped = std::exchange(slot->thing, T{});
@@ -94,70 +94,74 @@ class HandleSlots {
 
  private:
   static constexpr std::uint32_t kLists = 16;
-  static constexpr std::uint32_t kSlotsPerList = (1U << 24U) / kLists;
   static constexpr std::uint64_t kLastSlot = (1U << 24U) - 1;
   static constexpr std::uint32_t kLastGeneration = (1U << 24U) - 1;
   static constexpr std::uint64_t kTag = 0xB100U | static_cast<std::uint64_t>(kKind);
   static constexpr std::uint64_t kFree = 0;  // in the place of a handle
 
-  // The slots of a list stand in chunks, each as large as all before it.
-  static constexpr std::uint32_t kFirstChunk = 16;
-  static constexpr std::size_t kChunks = 17;
-  static_assert((kFirstChunk << (kChunks - 1)) == kSlotsPerList);
+  // Slots are made so many at a time; the directory has a place for each such chunk, most of them
+  // never touched.
+  static constexpr unsigned kChunkShift = 8;
+  static constexpr std::uint32_t kChunkSize = 1U << kChunkShift;
+  static constexpr std::uint32_t kChunks = (1U << 24U) / kChunkSize;
 
   struct Slot {
-    Mutex lock;
+    SlotLock lock;
     std::uint32_t generation KT_GUARDED_BY(lock) = 1;
     std::uint64_t handle KT_GUARDED_BY(lock) = kFree;
     Account* account KT_GUARDED_BY(lock) = nullptr;
     T thing KT_GUARDED_BY(lock);
   };
+  struct Chunk {
+    std::uint32_t list = 0;  // where its slots go when they are free
+    std::array<Slot, kChunkSize> slots{};
+  };
   struct List {
     Mutex lock;
-    std::uint32_t size KT_GUARDED_BY(lock) = 0;
+    std::uint32_t size KT_GUARDED_BY(lock) = 0;  // slots, free or not
     std::vector<std::uint32_t> free KT_GUARDED_BY(lock);
-    std::array<std::atomic<Slot*>, kChunks> chunks{};
   };
-
-  static constexpr std::size_t ChunkOf(std::uint32_t index) noexcept {
-    return static_cast<std::size_t>(std::bit_width(index / kFirstChunk));
-  }
-  static constexpr std::uint32_t FirstIn(std::size_t chunk) noexcept {
-    return chunk == 0 ? 0 : kFirstChunk << (chunk - 1);
-  }
 
   // The slot of that number, or null when there is none yet.
   Slot* SlotOf(std::uint32_t number) noexcept {
-    const std::uint32_t index = number / kLists;
-    const std::size_t chunk = ChunkOf(index);
-    Slot* const slots = lists_[number % kLists].chunks[chunk].load(std::memory_order_acquire);
-    return slots == nullptr ? nullptr : slots + (index - FirstIn(chunk));
+    Chunk* const chunk = chunks_[number >> kChunkShift].load(std::memory_order_acquire);
+    return chunk == nullptr ? nullptr : &chunk->slots[number % kChunkSize];
   }
 
   std::uint32_t TakeFree(std::uint32_t number) {
     List& list = lists_[number];
     const MutexGuard guard(list.lock);
-    if (list.free.empty()) {
-      if (list.size == kSlotsPerList) throw std::bad_alloc();
-      const std::size_t chunk = ChunkOf(list.size);
-      const std::uint32_t count = list.size == 0 ? kFirstChunk : list.size;
-      list.free.reserve(list.size + count);  // so that GiveFree() never allocates
-      list.chunks[chunk].store(new Slot[count], std::memory_order_release);
-      // The lowest one is the first to be taken.
-      for (std::uint32_t i = count; i != 0; --i) list.free.push_back(list.size + i - 1);
-      list.size += count;
-    }
-    const std::uint32_t index = list.free.back();
+    if (list.free.empty()) AddChunk(list, number);
+    const std::uint32_t slot = list.free.back();
     list.free.pop_back();
-    return index;
+    return slot;
+  }
+
+  void AddChunk(List& list, std::uint32_t number) KT_REQUIRES(list.lock) {
+    list.free.reserve(list.size + kChunkSize);  // so that GiveFree() never allocates
+    auto made = std::make_unique<Chunk>();
+    made->list = number;
+    std::uint32_t place = chunk_count_.load(std::memory_order_relaxed);
+    do {
+      if (place == kChunks) throw std::bad_alloc();
+    } while (!chunk_count_.compare_exchange_weak(place, place + 1, std::memory_order_relaxed));
+    chunks_[place].store(made.release(), std::memory_order_release);
+    // The lowest one is the first to be taken.
+    for (std::uint32_t i = kChunkSize; i != 0; --i) {
+      list.free.push_back((place << kChunkShift) + i - 1);
+    }
+    list.size += kChunkSize;
   }
 
   void GiveFree(std::uint32_t number) noexcept {
-    List& list = lists_[number % kLists];
+    const Chunk* const chunk = chunks_[number >> kChunkShift].load(std::memory_order_acquire);
+    List& list = lists_[chunk->list];
     const MutexGuard guard(list.lock);
-    list.free.push_back(number / kLists);
+    list.free.push_back(number);
   }
 
+  std::atomic<std::uint32_t> chunk_count_{0};
+  std::array<std::atomic<Chunk*>, kChunks> chunks_{};
   std::array<List, kLists> lists_;
 };
 

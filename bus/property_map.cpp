@@ -10,7 +10,7 @@
 namespace kt::bus {
 namespace {
 
-constexpr std::size_t kSmallestBlock = 256;
+constexpr std::size_t kSmallestBlock = 512;
 constexpr std::size_t kSmallestIndex = 64;
 
 // Images and blocks keep to the alignment of an entry.
@@ -157,7 +157,8 @@ void PropertyMap::WriteImage(Entry& entry, const PropertyDraft& property) noexce
 
 void PropertyMap::Append(const PropertyDraft& property) {
   MakeRoom(property.image_size(), 1);
-  const std::uint32_t first_set = MakeRoomForSets(property.sets().size());
+  const std::size_t sets = property.sets().size();
+  const std::uint32_t first_set = sets == 0 ? 0 : MakeRoomForSets(sets);
   // Nothing from here on throws.
   auto* const entry = new (Entries(block_) - block_->count)
       Entry{block_->images_end,
@@ -165,7 +166,7 @@ void PropertyMap::Append(const PropertyDraft& property) {
             property.name().hash,
             static_cast<std::uint32_t>(property.name().length),
             first_set,
-            static_cast<std::uint32_t>(property.sets().size())};
+            static_cast<std::uint32_t>(sets)};
   WriteImage(*entry, property);
   for (const InnerSet& set : property.sets()) beside_->sets.push_back(set);
   block_->images_end += RoundUp(entry->image_size);

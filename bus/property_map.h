@@ -14,7 +14,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -123,8 +122,9 @@ class PropertyMap {
   [[nodiscard]] bool HasName(const Entry& entry, const PropertyName& name) const noexcept {
     // It is the last thing in an image, before its terminator.
     return entry.name_length == name.length &&
-           std::memcmp(Bytes(block_) + entry.image + entry.image_size - 1 - name.length, name.text,
-                       name.length) == 0;
+           SameText(reinterpret_cast<const char*>(Bytes(block_) + entry.image + entry.image_size) -
+                        1 - name.length,
+                    name.text, name.length);
   }
 
   static Block* NewBlock(std::size_t capacity);

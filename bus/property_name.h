@@ -37,7 +37,28 @@ inline std::uint32_t HashOfName(const char* text, std::size_t length) noexcept {
     }
     hash = mix(hash ^ bytes);
   }
-  return static_cast<std::uint32_t>(mix(hash));
+  return static_cast<std::uint32_t>(hash);
+}
+
+// Whether two texts of one length are the same; such short ones that a call would be most of it.
+inline bool SameText(const char* left, const char* right, std::size_t length) noexcept {
+  const auto same_word = [&](std::size_t place) {
+    std::uint64_t one = 0;
+    std::uint64_t other = 0;
+    std::memcpy(&one, left + place, sizeof(one));
+    std::memcpy(&other, right + place, sizeof(other));
+    return one == other;
+  };
+  if (length < 8) {
+    for (std::size_t i = 0; i < length; ++i) {
+      if (left[i] != right[i]) return false;
+    }
+    return true;
+  }
+  for (std::size_t place = 0; place + 8 < length; place += 8) {
+    if (!same_word(place)) return false;
+  }
+  return same_word(length - 8);
 }
 
 struct PropertyName {

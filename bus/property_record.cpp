@@ -60,12 +60,6 @@ void DestroyCarriedSets(const cuvo_property& record, const BlockInfo& block) noe
   }
 }
 
-// An address in the place of a distance from the beginning of the record.
-template <typename T>
-T* AddressOf(std::byte* record, const void* distance) noexcept {
-  return reinterpret_cast<T*>(record + std::bit_cast<std::uintptr_t>(distance));
-}
-
 void FillLinks(const PropertyImage& property, std::byte* record, Account& account) {
   MadeSets made(account);
   VisitLinks(
@@ -82,23 +76,17 @@ void FillLinks(const PropertyImage& property, std::byte* record, Account& accoun
 
 }  // namespace
 
-cuvo_property* MakeRecord(const PropertyImage& property, Account& account) {
+cuvo_property* MakeLinkedRecord(const PropertyImage& property, Account& account) {
   auto* const block = static_cast<std::byte*>(AllocateBlock(property.size, Kind::kRecord, account));
   if (block == nullptr) throw std::bad_alloc();
   std::memcpy(block, property.bytes, property.size);
-  auto* const record = std::bit_cast<cuvo_property*>(block);
-  if (IsPlain(record->type)) {
-    record->name = AddressOf<const char>(block, record->name);
-    if (record->value != nullptr) record->value = AddressOf<void>(block, record->value);
-    return record;
-  }
   try {
     FillLinks(property, block, account);
   } catch (...) {
     if (const auto claimed = ClaimBlock(block, Kind::kRecord)) ReleaseClaimed(*claimed);
     throw;
   }
-  return record;
+  return std::bit_cast<cuvo_property*>(block);
 }
 
 bool FreeRecord(cuvo_property* record) noexcept {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <set>
 #include <thread>
@@ -100,6 +101,27 @@ TEST_F(HandleSlotsTest, OneCallAtATimeWorksOnAThing) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(NumberOf(handle), 20000);
+  EXPECT_TRUE(Remove(handle));
+}
+
+TEST_F(HandleSlotsTest, WhoWaitsLongForAThingGetsItAllTheSame) {
+  const KtIterator handle = Insert(0);
+  std::atomic<bool> inside{false};
+  std::thread waiting;
+  slots().With(handle, [&](Thing& thing) {
+    waiting = std::thread([&] {
+      slots().With(handle, [&](Thing& other) {
+        inside = true;
+        *other.number += *other.number;
+      });
+    });
+    // Longer than a thread looks without sleeping; the outcome is the same when it is not.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(inside);
+    *thing.number = 21;
+  });
+  waiting.join();
+  EXPECT_EQ(NumberOf(handle), 42);
   EXPECT_TRUE(Remove(handle));
 }
 
