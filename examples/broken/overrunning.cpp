@@ -16,8 +16,9 @@ KtStatus Rename(KtPropset set) {
   const KtStatus status = PsFindProperty(set, "Name", &found);
   if (status != 0) return status;
   std::memcpy(found->value, kLonger, std::strlen(kLonger) + 1);  // past the end of the record
-  found->length = static_cast<std::uint32_t>(std::strlen(kLonger) + 1);
-  const KtStatus renamed = PsSetProperty(set, found);
+  const cuvo_property longer{
+      "Name", TYPE_STR, 0, static_cast<std::uint32_t>(std::strlen(kLonger) + 1), 0, found->value};
+  const KtStatus renamed = PsSetProperty(set, &longer);
   PsFreeProperty(found);
   return renamed;
 }

@@ -299,14 +299,17 @@ TEST_F(ExhaustionTest, ANoticeThatCannotBeHandedOverIsLostAndTraced) {
   };
   KtSetTraceLevel(6);
   const KtCookie cookie = Subscribe(alpha(), "*");
+  const KtPropset carried = NewSet();  // a copy of it needs memory
+  ASSERT_EQ(AddUint32(carried, "what", 1), kOk);
   Raise("first");
-  Raise("second");
+  Raise("second", carried);
   Deliver();
   Raise("third");
   Deliver();
   EXPECT_THAT(notices.names(), testing::ElementsAre("first", "third"));
   EXPECT_TRUE(HasTrace(6, "notice second for provider alpha is lost, 0x8007000e"));
   EXPECT_EQ(EvUnregisterEvent(database(), cookie), kOk);
+  PsDestroyPropset(carried);
 }
 
 // ---- The observer ----------------------------------------------------------------------------
