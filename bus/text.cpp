@@ -120,14 +120,24 @@ std::size_t ToUtf16(char32_t character, KtWchar* units) noexcept {
   return 2;
 }
 
-std::string ReadableUtf8(std::basic_string_view<KtWchar> text) {
-  std::string out;
-  out.reserve(text.size());
+void AppendReadableUtf8(std::basic_string_view<KtWchar> text, std::string& out) {
+  constexpr KtWchar kFirstBeyondAscii = 0x80;
   char units[4];
   for (std::size_t place = 0; place < text.size();) {
+    // Most text is ASCII.
+    if (text[place] < kFirstBeyondAscii) {
+      out.push_back(static_cast<char>(text[place++]));
+      continue;
+    }
     const char32_t character = NextFromUtf16(text, place);
     out.append(units, ToUtf8(character == kMalformed ? 0xFFFD : character, units));
   }
+}
+
+std::string ReadableUtf8(std::basic_string_view<KtWchar> text) {
+  std::string out;
+  out.reserve(text.size());
+  AppendReadableUtf8(text, out);
   return out;
 }
 

@@ -25,4 +25,7 @@ std::size_t ToUtf16(char32_t character, KtWchar* units) noexcept;
 // UTF-8 of a wide text for people to read: what is malformed becomes U+FFFD.
 std::string ReadableUtf8(std::basic_string_view<KtWchar> text);
 
+// The same behind what stands there.
+void AppendReadableUtf8(std::basic_string_view<KtWchar> text, std::string& out);
+
 }  // namespace kt::bus

@@ -321,6 +321,53 @@ void PrintCharacter(const Conversion& conversion, Arguments& arguments, std::str
   Pad(conversion, "", body, false, out);
 }
 
+void AppendNumber(std::uint32_t number, int base, std::string& out) {
+  std::array<char, 16> digits{};
+  char* const first = digits.data();
+  const char* const last = std::to_chars(first, first + digits.size(), number, base).ptr;
+  out.append(first, static_cast<std::size_t>(last - first));
+}
+
+// Nearly all conversions are one letter, without flags, width, precision and size: those that are
+// most frequent are printed here, as Print() would do it. False for any other.
+bool PrintPlain(char type, Arguments& arguments, std::string& out) {
+  constexpr std::string_view kNone = "(null)";
+  switch (type) {
+    case 's':
+      if (const auto* const text = va_arg(arguments.list, const char*)) {
+        out.append(text);
+      } else {
+        out += kNone;
+      }
+      return true;
+    case 'S':
+      if (const auto* const text = va_arg(arguments.list, const KtWchar*)) {
+        AppendReadableUtf8({text, std::char_traits<KtWchar>::length(text)}, out);
+      } else {
+        out += kNone;
+      }
+      return true;
+    case 'd': {
+      const auto number = static_cast<std::int32_t>(va_arg(arguments.list, std::uint32_t));
+      if (number < 0) out += '-';
+      const auto magnitude = static_cast<std::uint32_t>(number);
+      AppendNumber(number < 0 ? 0 - magnitude : magnitude, 10, out);
+      return true;
+    }
+    case 'u':
+      AppendNumber(va_arg(arguments.list, std::uint32_t), 10, out);
+      return true;
+    case 'x':
+      AppendNumber(va_arg(arguments.list, std::uint32_t), 16, out);
+      return true;
+    case '%':
+      out += '%';
+      return true;
+    default:
+      return false;
+  }
+}
+
 // NOLINTEND(clang-analyzer-valist.Uninitialized)
 
 void Print(Conversion& conversion, Arguments& arguments, std::string& out) {
@@ -356,24 +403,23 @@ void Print(Conversion& conversion, Arguments& arguments, std::string& out) {
 std::string FormatTrace(const char* format, Arguments& arguments) {
   std::string out;
   out.reserve(kUsualLine);
+  const char* const end = format + std::strlen(format);
   const char* at = format;
-  while (*at != '\0') {
-    const char* const plain_end = at + std::strcspn(at, "%");
-    out.append(at, plain_end);
-    at = plain_end;
-    if (*at == '\0') break;
-    const char* const start = at++;
-    if (*at == '%') {
-      out += '%';
+  for (;;) {
+    const auto* const found =
+        static_cast<const char*>(std::memchr(at, '%', static_cast<std::size_t>(end - at)));
+    if (found == nullptr) break;
+    out.append(at, static_cast<std::size_t>(found - at));
+    at = found + 1;
+    if (PrintPlain(*at, arguments, out)) {
       ++at;
-      continue;
-    }
-    if (auto conversion = ReadConversion(at)) {
+    } else if (auto conversion = ReadConversion(at)) {
       Print(*conversion, arguments, out);
     } else {
-      out.append(start, at);
+      out.append(found, at);
     }
   }
+  out.append(at, static_cast<std::size_t>(end - at));
   return out;
 }
 
