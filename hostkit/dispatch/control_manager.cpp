@@ -124,11 +124,11 @@ KtStatus CKtControlManager::UnRegisterPath(const KtGuid& interface_id,
   const kt::LockGuard guard(path_map_lock_);
   kt::ControlPath path;
   const bool built = path.Build(interface_id, selector, control_code, object_id);
-  const bool stood = built
-                         ? paths_.Erase({interface_id, object_id, selector, control_code})
-                         : paths_.EraseFirst([&](const CKtControlMapEntry& entry) {
-                             return entry.Matches(interface_id, selector, control_code, object_id);
-                           });
+  const bool stood =
+      built ? paths_.Erase({interface_id, object_id, selector, control_code}, path.View())
+            : paths_.EraseFirst([&](const CKtControlMapEntry& entry) {
+                return entry.Matches(interface_id, selector, control_code, object_id);
+              });
   if (stood) return 0;
   if (!built) {
     kt::Trace(kt::kError,
@@ -259,11 +259,12 @@ std::shared_ptr<CKtControlMapEntry> CKtControlManager::FindHandler(const CKtCont
                                                                    bool& built) const {
   const kt::ControlKey key{*request.InterfaceId(), request.target.Id(), request.selector,
                            request.controlCode};
+  const std::size_t hash = key.Hash();
   const kt::LockGuard guard(path_map_lock_);
-  paths_.Expect(key);
+  paths_.Expect(hash);
   built = path.Build(key.interface_id, key.selector, key.control_code, key.object_id);
   if (!built) return nullptr;
-  if (auto entry = paths_.Find(key)) return entry;
+  if (auto entry = paths_.Find(key, hash)) return entry;
   // Only whether the framework can name it is of interest.
   kt::ControlPath any_object;
   built = any_object.Build(key.interface_id, key.selector, key.control_code, kt::kNullObjId);

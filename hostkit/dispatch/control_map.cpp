@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/dense_blocks.h"
 #include "base/guid_order.h"
 #include "base/trace.h"
 #include "dispatch/control_manager.h"
@@ -19,6 +20,13 @@ void UnRegisterPathOf(const CKtControlMapEntry& entry) noexcept {
   KtObjId object_id{};
   static_cast<void>(manager->UnRegisterPath(entry.GetInterfaceId(interface_id), entry.GetSelector(),
                                             entry.GetControlCode(), entry.GetObjectId(object_id)));
+}
+
+// Entries of all maps stand side by side: each control looks at one of them.
+template <typename... Values>
+std::shared_ptr<CKtControlMapEntry> MakeEntry(const Values&... values) {
+  return std::allocate_shared<CKtControlMapEntry>(kt::DenseAllocator<CKtControlMapEntry>(),
+                                                  values...);
 }
 
 }  // namespace
@@ -52,14 +60,12 @@ KtStatus CKtControlMap::Register(const KtGuid& interface_id, const std::uint32_t
             "object.");
     return KTERROR_UNEXPECTED;
   }
-  return Record(std::make_shared<CKtControlMapEntry>(context, selector, control_code, interface_id,
-                                                     handler, object_id));
+  return Record(MakeEntry(context, selector, control_code, interface_id, handler, object_id));
 }
 
 KtStatus CKtControlMap::Register(const KtGuid& interface_id, const std::uint32_t& selector,
                                  const std::uint32_t& control_code, KtControlHandler handler) {
-  return Record(std::make_shared<CKtControlMapEntry>(this, selector, control_code, interface_id,
-                                                     handler, kt::kNullObjId));
+  return Record(MakeEntry(this, selector, control_code, interface_id, handler, kt::kNullObjId));
 }
 
 KtStatus CKtControlMap::UnRegister(const KtGuid& interface_id, const std::uint32_t& selector,

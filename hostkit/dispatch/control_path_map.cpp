@@ -1,8 +1,7 @@
 #include "dispatch/control_path_map.h"
 
 #include <algorithm>
-#include <cstring>
-#include <new>
+#include <utility>
 
 #include "base/prefetch.h"
 
@@ -13,95 +12,73 @@ constexpr std::size_t kFirstPlaces = 64;
 
 }  // namespace
 
-std::string_view ControlPathMap::Node::Text() const noexcept {
-  std::size_t size = 0;
-  const auto* const place = reinterpret_cast<const char*>(this + 1);
-  std::memcpy(&size, place, sizeof(size));
-  return {place + sizeof(size), size};
+void ControlPathMap::Expect(std::size_t hash) const noexcept {
+  if (!places_.empty()) Prefetch(places_[PlaceOf(hash)]);
 }
 
-ControlPathMap::~ControlPathMap() {
-  std::for_each(in_order_.begin(), in_order_.end(), Release());
-}
-
-void ControlPathMap::Expect(const ControlKey& key) const noexcept {
-  if (!places_.empty()) Prefetch(places_[PlaceOf(key)]);
-}
-
-std::shared_ptr<CKtControlMapEntry> ControlPathMap::Find(const ControlKey& key) const noexcept {
-  const Node* const node = FindNode(key);
+std::shared_ptr<CKtControlMapEntry> ControlPathMap::Find(const ControlKey& key,
+                                                         std::size_t hash) const noexcept {
+  const Node* const node = FindNode(key, hash);
   return node == nullptr ? nullptr : node->handler.lock();
 }
 
 void ControlPathMap::Put(const ControlKey& key, std::string_view path,
                          const std::shared_ptr<CKtControlMapEntry>& handler) {
-  if (Node* const node = FindNode(key)) {
+  const std::size_t hash = key.Hash();
+  if (Node* const node = FindNode(key, hash)) {
     node->handler = handler;
     return;
   }
-  auto node = MakeNode(key, path);
+  auto made = std::make_unique<Node>();
+  Node* const node = made.get();
+  node->key = key;
   node->handler = handler;
   GrowFor(in_order_.size() + 1);
-  in_order_.insert(node.get());
-  Node*& first = places_[PlaceOf(key)];
+  in_order_.emplace(path, std::move(made));
+  Node*& first = places_[PlaceOf(hash)];
   node->next = first;
-  first = node.release();
+  first = node;
 }
 
-bool ControlPathMap::Erase(const ControlKey& key) noexcept {
-  Node* const node = FindNode(key);
+bool ControlPathMap::Erase(const ControlKey& key, std::string_view path) noexcept {
+  const Node* const node = FindNode(key, key.Hash());
   if (node == nullptr) return false;
   const bool stood = !node->handler.expired();
-  Drop(node);
+  auto place = in_order_.lower_bound(path);
+  while (place != in_order_.end() && place->second.get() != node) ++place;
+  Drop(place);
   return stood;
 }
 
-std::unique_ptr<ControlPathMap::Node, ControlPathMap::Release> ControlPathMap::MakeNode(
-    const ControlKey& key, std::string_view path) {
-  const std::size_t size = path.size();
-  void* const room =
-      ::operator new (sizeof(Node) + sizeof(size) + size, std::align_val_t{alignof(Node)});
-  auto* const node = new (room) Node;
-  node->key = key;
-  auto* const text = reinterpret_cast<char*>(node + 1);
-  std::memcpy(text, &size, sizeof(size));
-  std::memcpy(text + sizeof(size), path.data(), size);
-  return std::unique_ptr<Node, Release>(node);
-}
-
-void ControlPathMap::Release::operator()(Node* node) const noexcept {
-  node->~Node();
-  ::operator delete (node, std::align_val_t{alignof(Node)});
-}
-
-ControlPathMap::Node* ControlPathMap::FindNode(const ControlKey& key) const noexcept {
+ControlPathMap::Node* ControlPathMap::FindNode(const ControlKey& key,
+                                               std::size_t hash) const noexcept {
   if (places_.empty()) return nullptr;
-  Node* node = places_[PlaceOf(key)];
+  Node* node = places_[PlaceOf(hash)];
   while (node != nullptr && !(node->key == key)) node = node->next;
   return node;
 }
 
-std::size_t ControlPathMap::PlaceOf(const ControlKey& key) const noexcept {
-  return key.Hash() & (places_.size() - 1);
+std::size_t ControlPathMap::PlaceOf(std::size_t hash) const noexcept {
+  return hash & (places_.size() - 1);
 }
 
 // There are at least as many places as paths.
 void ControlPathMap::GrowFor(std::size_t paths) {
   if (paths <= places_.size()) return;
   places_ = std::vector<Node*>(std::max(kFirstPlaces, places_.size() * 2));
-  for (Node* const node : in_order_) {
-    Node*& first = places_[PlaceOf(node->key)];
+  for (const auto& [path, node] : in_order_) {
+    Node*& first = places_[PlaceOf(node->key.Hash())];
     node->next = first;
-    first = node;
+    first = node.get();
   }
 }
 
-void ControlPathMap::Drop(Node* node) noexcept {
-  Node** link = &places_[PlaceOf(node->key)];
+void ControlPathMap::Drop(InOrder::iterator place) noexcept {
+  const Node* const node = place->second.get();
+  Node** link = &places_[PlaceOf(node->key.Hash())];
   while (*link != node) link = &(*link)->next;
   *link = node->next;
-  in_order_.erase(node);
-  Release()(node);
+  in_order_.erase(place);
 }
 
 }  // namespace kt

@@ -47,8 +47,8 @@ TEST(ControlPathMap, DropsOnePathAndKeepsTheOthers) {
     map.Put(KeyOf(i), PathOf(i), handlers.back());
   }
   for (std::uint32_t i = 0; i < 200; i += 2) {
-    EXPECT_TRUE(map.Erase(KeyOf(i)));
-    EXPECT_FALSE(map.Erase(KeyOf(i)));
+    EXPECT_TRUE(map.Erase(KeyOf(i), PathOf(i)));
+    EXPECT_FALSE(map.Erase(KeyOf(i), PathOf(i)));
   }
   for (std::uint32_t i = 0; i < 200; ++i) {
     EXPECT_EQ(map.Find(KeyOf(i)), i % 2 == 0 ? nullptr : handlers[i]) << i;
@@ -64,9 +64,9 @@ TEST(ControlPathMap, TakesAHandlerThatHasGoneForAbsent) {
   const Handler second = MakeHandler(2);
   map.Put(KeyOf(1), "path", second);
   EXPECT_EQ(map.Find(KeyOf(1)), second);
-  EXPECT_TRUE(map.Erase(KeyOf(1)));
+  EXPECT_TRUE(map.Erase(KeyOf(1), "path"));
   map.Put(KeyOf(1), "path", MakeHandler(3));
-  EXPECT_FALSE(map.Erase(KeyOf(1)));
+  EXPECT_FALSE(map.Erase(KeyOf(1), "path"));
 }
 
 TEST(ControlPathMap, DropsTheFirstThatMatchesInTheOrderOfPaths) {
@@ -76,7 +76,7 @@ TEST(ControlPathMap, DropsTheFirstThatMatchesInTheOrderOfPaths) {
   map.Put(KeyOf(1), "b", b);
   map.Put(KeyOf(2), "a", a);
   map.Put(KeyOf(3), "0", MakeHandler(3));  // has gone
-  map.Expect(KeyOf(2));
+  map.Expect(KeyOf(2).Hash());
   const auto any = [](const CKtControlMapEntry&) { return true; };
   EXPECT_FALSE(map.EraseFirst([](const CKtControlMapEntry&) { return false; }));
   EXPECT_TRUE(map.EraseFirst(any));
@@ -122,8 +122,10 @@ TEST(ControlPathMap, KeepsTwoKeysWithOneText) {
   map.Put(KeyOf(1), "text", first);
   map.Put(KeyOf(2), "text", second);
   EXPECT_EQ(map.Find(KeyOf(1)), first);
-  EXPECT_TRUE(map.Erase(KeyOf(1)));
+  EXPECT_TRUE(map.Erase(KeyOf(1), "text"));
+  EXPECT_EQ(map.Find(KeyOf(1)), nullptr);
   EXPECT_EQ(map.Find(KeyOf(2)), second);
+  EXPECT_TRUE(map.Erase(KeyOf(2), "text"));
 }
 
 }  // namespace
