@@ -8,6 +8,7 @@
 
 #include "bus/attribution.h"
 #include "bus/gate.h"
+#include "bus/inlining.h"
 #include "bus/ledger.h"
 #include "bus/native_lock.h"
 #include "bus/trace.h"
@@ -27,14 +28,18 @@ struct Section {
 static_assert(sizeof(Section) <= sizeof(KtCriticalSection));
 static_assert(alignof(Section) <= alignof(KtCriticalSection));
 
+KT_SELDOM void ReportDead(const KtCriticalSection* section, const char* function) noexcept {
+  WriteTrace(6, "ktbus3: %s of a lock that is not initialised (%p)", function, section);
+}
+
 // The live lock in the room, or null after a line in the trace: a lock that was never initialised
 // or was deleted is left alone.
-Section* FindSection(KtCriticalSection* section, const char* function) noexcept {
+KT_IN_PLACE Section* FindSection(KtCriticalSection* section, const char* function) noexcept {
   if (section != nullptr) {
     auto* const found = reinterpret_cast<Section*>(section->opaque);
     if (found->mark.load(std::memory_order_acquire) == kAlive) return found;
   }
-  WriteTrace(6, "ktbus3: %s of a lock that is not initialised (%p)", function, section);
+  ReportDead(section, function);
   return nullptr;
 }
 

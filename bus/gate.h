@@ -16,6 +16,7 @@
 #include <type_traits>
 
 #include "bus/attribution.h"
+#include "bus/inlining.h"
 #include "ktbus3/ktbus3_host.h"
 
 namespace kt::bus {
@@ -183,7 +184,7 @@ class GatedCall {
 // ---- The passage of a function of ktbus3.h ---------------------------------------------------
 
 template <auto kFunction, typename R, typename... P>
-R PassGate(const char* name, const void* return_address, P... arguments) noexcept {
+KT_SELDOM R PassGate(const char* name, const void* return_address, P... arguments) noexcept {
   static_assert(std::is_same_v<decltype(kFunction), R (*)(P...)>,
                 "KT_GATE takes all parameters of the function, as they are declared");
   Account& asker = Asker(return_address);

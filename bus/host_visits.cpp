@@ -171,15 +171,15 @@ KtStatus KtBusVisitLedger(KtBusLedgerVisitor visitor, void* context) {
     for (const kt::bus::Account* const account : kt::bus::Ledger::Get().Accounts()) {
       for (std::size_t i = 0; i < kt::bus::kKinds; ++i) {
         const auto kind = static_cast<kt::bus::Kind>(i);
-        const kt::bus::Account::Row& counts = account->row(kind);
+        const kt::bus::Account::Row counts = account->row(kind);
         KtBusLedgerRow row{};
         row.size = sizeof(row);
         row.provider = account->name().c_str();
         row.kind = kt::bus::KindText(kind);
-        row.outstanding = counts.Outstanding();
-        row.total = counts.total.load();
-        row.wrongFrees = counts.wrong_frees.load();
-        row.overruns = counts.overruns.load();
+        row.outstanding = counts.outstanding;
+        row.total = counts.total;
+        row.wrongFrees = counts.wrong_frees;
+        row.overruns = counts.overruns;
         if (row.total == 0 && row.wrongFrees == 0) continue;
         if (visitor(&row, context) == 0) return kOk;
       }
@@ -197,11 +197,11 @@ KtStatus KtBusLedgerSum(const char* provider, KtBusLedgerTotal* out) {
       if (provider != nullptr && account->name() != provider) continue;
       total.exceptions += account->exceptions();
       for (std::size_t i = 0; i < kt::bus::kKinds; ++i) {
-        const kt::bus::Account::Row& counts = account->row(static_cast<kt::bus::Kind>(i));
-        total.outstanding += counts.Outstanding();
-        total.total += counts.total.load();
-        total.wrongFrees += counts.wrong_frees.load();
-        total.overruns += counts.overruns.load();
+        const kt::bus::Account::Row counts = account->row(static_cast<kt::bus::Kind>(i));
+        total.outstanding += counts.outstanding;
+        total.total += counts.total;
+        total.wrongFrees += counts.wrong_frees;
+        total.overruns += counts.overruns;
       }
     }
     *out = total;

@@ -1,5 +1,8 @@
 #include "bus/ledger.h"
 
+#include <bit>
+#include <utility>
+
 namespace kt::bus {
 
 const char* KindText(Kind kind) noexcept {
@@ -9,12 +12,61 @@ const char* KindText(Kind kind) noexcept {
   return kTexts[static_cast<std::size_t>(kind)];
 }
 
-std::uint64_t Account::Row::Outstanding() const noexcept {
+// ---- Stripes ---------------------------------------------------------------------------------
+
+constinit thread_local std::size_t own_stripe KT_FOUND_BY_LOADS = kNoStripeYet;
+
+namespace {
+
+// A bit for each stripe that a thread has. What its former thread counted is seen by the next.
+constinit std::atomic<std::uint32_t> g_taken{1U << kSharedStripe};
+static_assert(kStripes <= 32);
+
+struct AtThreadEnd {
+  ~AtThreadEnd() {
+    // Whatever else ends with the thread may still count.
+    const std::size_t stripe = std::exchange(own_stripe, kSharedStripe);
+    if (stripe == kSharedStripe) return;
+    g_taken.fetch_and(~(std::uint32_t{1} << stripe), std::memory_order_release);
+  }
+};
+
+}  // namespace
+
+std::size_t TakeStripe() noexcept {
+  own_stripe = kSharedStripe;
+  std::uint32_t taken = g_taken.load(std::memory_order_relaxed);
+  while (taken != (std::uint64_t{1} << kStripes) - 1) {
+    const auto free = static_cast<std::size_t>(std::countr_one(taken));
+    if (!g_taken.compare_exchange_weak(taken, taken | (std::uint32_t{1} << free),
+                                       std::memory_order_acquire, std::memory_order_relaxed)) {
+      continue;
+    }
+    thread_local AtThreadEnd at_thread_end;
+    static_cast<void>(at_thread_end);
+    own_stripe = free;
+    break;
+  }
+  return own_stripe;
+}
+
+// ---- Accounts --------------------------------------------------------------------------------
+
+Account::Row Account::row(Kind kind) const noexcept {
+  const std::size_t index = Index(kind);
+  Row row;
   // What was returned is read first: a thing counts as handed out before it can come back, so the
   // difference cannot fall below zero while others count.
-  const std::uint64_t back = returned.load();
-  return total.load() - back;
+  std::uint64_t returned = 0;
+  for (const Stripe& stripe : stripes_) returned += stripe.returned[index].load();
+  for (const Stripe& stripe : stripes_) row.total += stripe.total[index].load();
+  row.outstanding = row.total - returned;
+  row.wrong_frees = wrong_frees_[index].load();
+  row.overruns = overruns_[index].load();
+  return row;
 }
+
+// ---- The ledger ------------------------------------------------------------------------------
 
 Ledger& Ledger::Get() {
   static Ledger* const ledger = new Ledger;

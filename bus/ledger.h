@@ -1,7 +1,12 @@
 // The ledger counts what the framework has handed out and not got back: one account per provider
 // name, one for the host. It belongs to the process, as memory and locks do.
 //
-// Threads:   everything from any thread. Counting is one atomic step each.
+// What is handed out and returned is counted by each thread for itself: a control takes and returns
+// a few texts, and a count that all threads share costs more than the text. Every account has some
+// stripes of counts; a thread has the stripe of one number, in all accounts, as long as it lives,
+// and the next thread goes on counting in it. Threads beyond their number share the first stripe.
+//
+// Threads:   everything from any thread. Counting takes no lock.
 // Ownership: accounts live as long as the process, so a plain pointer to one never dangles.
 #pragma once
 
@@ -16,6 +21,7 @@
 #include <vector>
 
 #include "bus/lock.h"
+#include "bus/thread_local.h"
 
 namespace kt::bus {
 
@@ -34,33 +40,71 @@ inline constexpr std::size_t kKinds = 8;
 // The kind's name in ledger rows.
 const char* KindText(Kind kind) noexcept;
 
+// ---- Stripes ---------------------------------------------------------------------------------
+
+inline constexpr std::size_t kStripes = 16;
+
+// The one of the threads that have none of their own; its counts are atomic steps.
+inline constexpr std::size_t kSharedStripe = 0;
+inline constexpr std::size_t kNoStripeYet = kStripes;
+
+// This thread's stripe.
+extern constinit thread_local std::size_t own_stripe KT_FOUND_BY_LOADS;
+
+// Gives this thread a stripe, when there is one left, and says which it has.
+std::size_t TakeStripe() noexcept;
+
+inline std::size_t OwnStripe() noexcept {
+  return own_stripe == kNoStripeYet ? TakeStripe() : own_stripe;
+}
+
+// ---- Accounts --------------------------------------------------------------------------------
+
 class Account {
  public:
+  // The counts of one kind, as they were at some moment each.
   struct Row {
-    std::atomic<std::uint64_t> total{0};
-    std::atomic<std::uint64_t> returned{0};
-    std::atomic<std::uint64_t> wrong_frees{0};
-    std::atomic<std::uint64_t> overruns{0};
-    [[nodiscard]] std::uint64_t Outstanding() const noexcept;
+    std::uint64_t total = 0;
+    std::uint64_t outstanding = 0;
+    std::uint64_t wrong_frees = 0;
+    std::uint64_t overruns = 0;
   };
 
   explicit Account(std::string name) : name_(std::move(name)) {}
 
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
-  [[nodiscard]] const Row& row(Kind kind) const noexcept { return rows_[Index(kind)]; }
+  [[nodiscard]] Row row(Kind kind) const noexcept;
   [[nodiscard]] std::uint64_t exceptions() const noexcept { return exceptions_.load(); }
 
-  void HandOut(Kind kind) noexcept { rows_[Index(kind)].total.fetch_add(1); }
-  void Return(Kind kind) noexcept { rows_[Index(kind)].returned.fetch_add(1); }
-  void WrongFree(Kind kind) noexcept { rows_[Index(kind)].wrong_frees.fetch_add(1); }
-  void CountOverrun(Kind kind) noexcept { rows_[Index(kind)].overruns.fetch_add(1); }
+  void HandOut(Kind kind) noexcept { Add(&Stripe::total, kind); }
+  void Return(Kind kind) noexcept { Add(&Stripe::returned, kind); }
+  void WrongFree(Kind kind) noexcept { wrong_frees_[Index(kind)].fetch_add(1); }
+  void CountOverrun(Kind kind) noexcept { overruns_[Index(kind)].fetch_add(1); }
   void CountException() noexcept { exceptions_.fetch_add(1); }
 
  private:
+  using Counts = std::array<std::atomic<std::uint64_t>, kKinds>;
+  struct alignas(64) Stripe {
+    Counts total{};
+    Counts returned{};
+  };
+
   static constexpr std::size_t Index(Kind kind) noexcept { return static_cast<std::size_t>(kind); }
 
+  void Add(Counts Stripe::*counts, Kind kind) noexcept {
+    const std::size_t stripe = OwnStripe();
+    std::atomic<std::uint64_t>& count = (stripes_[stripe].*counts)[Index(kind)];
+    if (stripe == kSharedStripe) {
+      count.fetch_add(1);
+    } else {
+      count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    }
+  }
+
   const std::string name_;
-  std::array<Row, kKinds> rows_;
+  std::array<Stripe, kStripes> stripes_;
+  Counts wrong_frees_{};
+  Counts overruns_{};
   std::atomic<std::uint64_t> exceptions_{0};
 };
 

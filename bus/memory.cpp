@@ -4,11 +4,11 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <limits>
 #include <new>
 
 #include "bus/attribution.h"
 #include "bus/gate.h"
+#include "bus/inlining.h"
 #include "bus/property_set.h"
 #include "bus/small_blocks.h"
 #include "bus/trace.h"
@@ -18,37 +18,12 @@
 namespace kt::bus {
 namespace {
 
-// Behind every block stand bytes that nobody may write; they are looked at when the block comes
-// back. The address sanitizer tells at once who writes there, so it gets no such bytes.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr std::size_t kGuardSize = 0;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr std::size_t kGuardSize = 0;
-#else
-constexpr std::size_t kGuardSize = 32;
-#endif
-#else
-constexpr std::size_t kGuardSize = 32;
-#endif
-constexpr int kGuardByte = 0xB5;
-using Guard = std::array<std::byte, kGuardSize>;
-constexpr Guard kWholeGuard = [] {
-  Guard guard{};
-  for (std::byte& byte : guard) byte = std::byte{kGuardByte};
-  return guard;
-}();
-
-void SetGuard(void* block, std::size_t size) noexcept {
-  std::memcpy(static_cast<std::byte*>(block) + size, kWholeGuard.data(), kGuardSize);
-}
-
-bool GuardIsWhole(const BlockInfo& info) noexcept {
+KT_IN_PLACE bool GuardIsWhole(const BlockInfo& info) noexcept {
   const auto* const guard = static_cast<const std::byte*>(info.block) + info.size;
   return std::memcmp(guard, kWholeGuard.data(), kGuardSize) == 0;
 }
 
-void ReportOverrun(const BlockInfo& info) noexcept {
+KT_SELDOM void ReportOverrun(const BlockInfo& info) noexcept {
   info.account->CountOverrun(info.kind);
   WriteTrace(kTraceError,
              "ktbus3: %llu bytes at %p (%s), handed out to %s, were written past their end",
@@ -70,18 +45,27 @@ Shard& ShardOf(const void* block) {
   return shards[static_cast<std::size_t>((number * 0x9E3779B97F4A7C15U) >> 58U)];
 }
 
+KT_IN_PLACE void ReleaseSmall(const BlockInfo& info) noexcept {
+  if (!GuardIsWhole(info)) ReportOverrun(info);
+  info.account->Return(info.kind);
+  small_blocks::Release(info.block);
+}
+
+// Finds a block in the table and takes it out.
+KT_SELDOM std::optional<BlockInfo> ClaimElsewhere(const void* block,
+                                                  std::optional<Kind> kind) noexcept {
+  Shard& shard = ShardOf(block);
+  const MutexGuard guard(shard.lock);
+  const BlockInfo* const found = shard.blocks.Find(block);
+  if (found == nullptr || (kind && found->kind != *kind)) return std::nullopt;
+  const BlockInfo info = *found;
+  shard.blocks.Remove(block);
+  return info;
+}
+
 }  // namespace
 
-void* AllocateBlock(std::size_t size, Kind kind, Account& account) noexcept {
-  if (size > std::numeric_limits<std::size_t>::max() - kGuardSize - 1) return nullptr;
-  const std::size_t room = size + kGuardSize;
-  if (small_blocks::kThereAreAny && room <= small_blocks::kLargest) {
-    if (void* const block = small_blocks::Allocate(size, room, kind, account)) {
-      SetGuard(block, size);
-      account.HandOut(kind);
-      return block;
-    }
-  }
+void* AllocateElsewhere(std::size_t size, std::size_t room, Kind kind, Account& account) noexcept {
   void* const block = ::operator new(std::max<std::size_t>(room, 1), std::nothrow);
   if (block == nullptr) return nullptr;
   SetGuard(block, size);
@@ -107,23 +91,17 @@ char* AllocateText(std::string_view text, Account& account) noexcept {
 
 std::optional<BlockInfo> ClaimBlock(const void* block, std::optional<Kind> kind) noexcept {
   if (auto small = small_blocks::Claim(block, kind)) return small;
-  Shard& shard = ShardOf(block);
-  const MutexGuard guard(shard.lock);
-  const BlockInfo* const found = shard.blocks.Find(block);
-  if (found == nullptr || (kind && found->kind != *kind)) return std::nullopt;
-  const BlockInfo info = *found;
-  shard.blocks.Remove(block);
-  return info;
+  return ClaimElsewhere(block, kind);
 }
 
 void ReleaseClaimed(const BlockInfo& info) noexcept {
+  if (info.small) {
+    ReleaseSmall(info);
+    return;
+  }
   if (!GuardIsWhole(info)) ReportOverrun(info);
   info.account->Return(info.kind);
-  if (info.small) {
-    small_blocks::Release(info.block);
-  } else {
-    ::operator delete(info.block);
-  }
+  ::operator delete(info.block);
 }
 
 std::optional<Kind> KindOfBlock(const void* block) noexcept {
@@ -147,7 +125,9 @@ void* _KtAlloc(size_t size) {
 void _KtFree(void* block) {
   KT_GATE(_KtFree, block);
   if (block == nullptr) return;
-  if (const auto info = kt::bus::ClaimBlock(block, std::nullopt)) {
+  if (const auto small = kt::bus::small_blocks::Claim(block, std::nullopt)) {
+    kt::bus::ReleaseSmall(*small);
+  } else if (const auto info = kt::bus::ClaimElsewhere(block, std::nullopt)) {
     kt::bus::ReleaseClaimed(*info);
   } else {
     kt::bus::ReportWrongFree(Asker(KT_RETURN_ADDRESS()), block, "_KtFree");

@@ -8,17 +8,64 @@
 // Threads: every function from any thread; the table is cut into shards by address.
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstring>
+#include <limits>
 #include <optional>
 #include <string_view>
 
 #include "bus/ledger.h"
 #include "bus/pointer_table.h"
+#include "bus/small_blocks.h"
 
 namespace kt::bus {
 
+// ---- Guards ----------------------------------------------------------------------------------
+
+// Behind every block stand bytes that nobody may write; they are looked at when the block comes
+// back. The address sanitizer tells at once who writes there, so it gets no such bytes.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr std::size_t kGuardSize = 0;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr std::size_t kGuardSize = 0;
+#else
+inline constexpr std::size_t kGuardSize = 32;
+#endif
+#else
+inline constexpr std::size_t kGuardSize = 32;
+#endif
+inline constexpr int kGuardByte = 0xB5;
+using Guard = std::array<std::byte, kGuardSize>;
+inline constexpr Guard kWholeGuard = [] {
+  Guard guard{};
+  for (std::byte& byte : guard) byte = std::byte{kGuardByte};
+  return guard;
+}();
+
+inline void SetGuard(void* block, std::size_t size) noexcept {
+  std::memcpy(static_cast<std::byte*>(block) + size, kWholeGuard.data(), kGuardSize);
+}
+
+// ---- Blocks ----------------------------------------------------------------------------------
+
+// A block of that size with room for its guard that is no small one, or for which there is no slab.
+void* AllocateElsewhere(std::size_t size, std::size_t room, Kind kind, Account& account) noexcept;
+
 // A block put down to the account. Null on exhaustion. A block of size 0 is a block as well.
-void* AllocateBlock(std::size_t size, Kind kind, Account& account) noexcept;
+inline void* AllocateBlock(std::size_t size, Kind kind, Account& account) noexcept {
+  if (size > std::numeric_limits<std::size_t>::max() - kGuardSize - 1) return nullptr;
+  const std::size_t room = size + kGuardSize;
+  if (small_blocks::kThereAreAny && room <= small_blocks::kLargest) {
+    if (void* const block = small_blocks::Allocate(size, room, kind, account)) {
+      SetGuard(block, size);
+      account.HandOut(kind);
+      return block;
+    }
+  }
+  return AllocateElsewhere(size, room, kind, account);
+}
 
 // A zero-terminated text as a block of kind "texts"; null on exhaustion.
 char* AllocateText(std::string_view text, Account& account) noexcept;

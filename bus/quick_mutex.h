@@ -15,11 +15,11 @@
 //          of the caller; QuickRecursiveMutex ignores a thread that does not hold it.
 #pragma once
 
-#include <pthread.h>
-
 #include <atomic>
 #include <bit>
 #include <cstdint>
+
+#include "bus/thread_local.h"
 
 namespace kt::bus {
 
@@ -73,13 +73,15 @@ class QuickRecursiveMutex {
   }
 
  private:
+  // No other thread has a variable there.
   static std::uintptr_t ThisThread() noexcept {
-    return std::bit_cast<std::uintptr_t>(pthread_self());
+    static constinit thread_local char place KT_FOUND_BY_LOADS = 0;
+    return std::bit_cast<std::uintptr_t>(&place);
   }
 
   QuickMutex mutex_;
   std::uint32_t depth_ = 0;               // the owner's
-  std::atomic<std::uintptr_t> owner_{0};  // no thread has the number 0
+  std::atomic<std::uintptr_t> owner_{0};  // nothing stands at 0
 };
 
 }  // namespace kt::bus

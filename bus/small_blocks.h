@@ -1,13 +1,12 @@
 // Small blocks of the framework's memory: texts and records, of which each control takes some and
 // gives them back at once.
 //
-// They come from slabs of 64 KiB, one size of block in each. A slab starts at a multiple of its
-// size and begins with a word for each of its blocks. From an address one so finds the slab,
-// whether it is one, the block and its word, without touching what the address names and without a
-// lock: that is how a pointer that is no live block is told. The word of a live block says whose it
-// is, of what kind and of what size; a release takes the word away in one atomic step, so that of
-// two threads that release a block only one gets it. The word of a free block links it to the next
-// one: not the block itself, which its last holder may still write to by mistake.
+// They come from slabs of 64 KiB, one size of block in each, which begin with a word for each of
+// their blocks (bus/slab.h): that is how a pointer that is no live block is told. The word of a
+// live block says whose it is, of what kind and of what size; a release takes the word away in one
+// atomic step, so that of two threads that release a block only one gets it. The word of a free
+// block links it to the next one: not the block itself, which its last holder may still write to by
+// mistake.
 //
 // Each thread keeps some free blocks of each size, which it takes from and gives to without a lock.
 // What is too many, and what is left when a thread ends, goes to a list that all threads share.
@@ -23,6 +22,8 @@
 
 #include "bus/ledger.h"
 #include "bus/pointer_table.h"
+#include "bus/slab.h"
+#include "bus/thread_local.h"
 
 namespace kt::bus::small_blocks {
 
@@ -40,20 +41,75 @@ inline constexpr bool kThereAreAny = false;
 #else
 inline constexpr bool kThereAreAny = true;
 #endif
-inline constexpr std::size_t kLargest = 256;
+inline constexpr std::size_t kLargest = kLargestBlock;
+
+// ---- What a thread keeps ---------------------------------------------------------------------
+
+// How many blocks of a size a thread takes from the others, or gives them, at a time; it keeps at
+// most twice as many.
+inline constexpr std::size_t kBatch = 32;
+
+// A thread that has no state yet, or ends, keeps nothing.
+enum class State : std::uint8_t { kNew, kRunning, kEnding };
+
+// Nothing in here needs an initialisation or a destruction, so that it can be used until the very
+// end of the thread.
+struct ThisThread {
+  State state = State::kNew;
+  FreeLists free;
+};
+extern constinit thread_local ThisThread this_thread KT_FOUND_BY_LOADS;
+
+// A free block of the class for a thread that has none, and the release of one by a thread that has
+// too many, or keeps none.
+void* TakeFromAll(std::size_t block_class) noexcept;
+void GiveToAll(std::size_t block_class) noexcept;
+
+// ---- Blocks ----------------------------------------------------------------------------------
 
 // A block of `size` bytes with room for `room`, at most kLargest and not fewer, aligned for any
 // value. Not entered in the account.
-void* Allocate(std::size_t size, std::size_t room, Kind kind, Account& account) noexcept;
+inline void* Allocate(std::size_t size, std::size_t room, Kind kind, Account& account) noexcept {
+  const std::size_t block_class = ClassOf(room);
+  FreeList& free = this_thread.free[block_class];
+  void* const block = free.first != nullptr ? free.Pop() : TakeFromAll(block_class);
+  if (block != nullptr) {
+    WordOf(block).store(LiveWord(size, kind, account), std::memory_order_release);
+  }
+  return block;
+}
 
 // Takes the block's word, when it is a live small block (of that kind, when one is named); its
 // memory stays readable. Nothing otherwise.
-std::optional<BlockInfo> Claim(const void* block, std::optional<Kind> kind) noexcept;
+inline std::optional<BlockInfo> Claim(const void* block, std::optional<Kind> kind) noexcept {
+  WordPlace* const place = FindWord(block);
+  if (place == nullptr) return std::nullopt;
+  Word word = place->load(std::memory_order_acquire);
+  if (!IsLive(word) || (kind && KindIn(word) != *kind)) return std::nullopt;
+  if (!place->compare_exchange_strong(word, 0, std::memory_order_acq_rel)) return std::nullopt;
+  BlockInfo info;
+  info.block = const_cast<void*>(block);
+  info.account = std::bit_cast<Account*>(static_cast<std::uintptr_t>(word & kAccountBits));
+  info.size = static_cast<std::size_t>(word >> kSizeShift) - 1;
+  info.kind = KindIn(word);
+  info.small = true;
+  return info;
+}
 
 // Gives back the memory of a block that was claimed.
-void Release(void* block) noexcept;
+inline void Release(void* block) noexcept {
+  const std::size_t block_class = SlabAround(std::bit_cast<std::uintptr_t>(block))->shift -
+                                  static_cast<std::size_t>(kFirstShift);
+  FreeList& free = this_thread.free[block_class];
+  free.Push(block);
+  if (this_thread.state != State::kRunning || free.count > 2 * kBatch) GiveToAll(block_class);
+}
 
 // The kind of a live small block; nothing when it is none.
-std::optional<Kind> KindOf(const void* block) noexcept;
+inline std::optional<Kind> KindOf(const void* block) noexcept {
+  const WordPlace* const place = FindWord(block);
+  const Word word = place == nullptr ? 0 : place->load(std::memory_order_acquire);
+  return IsLive(word) ? std::optional(KindIn(word)) : std::nullopt;
+}
 
 }  // namespace kt::bus::small_blocks

@@ -7,7 +7,9 @@
 
 #include "bus/attribution.h"
 #include "bus/gate.h"
+#include "bus/inlining.h"
 #include "bus/status.h"
+#include "bus/thread_local.h"
 #include "bus/trace_file.h"
 #include "bus/trace_format.h"
 
@@ -15,7 +17,7 @@ namespace kt::bus {
 namespace {
 
 // Set while this thread is inside the host's trace call-back.
-thread_local bool in_callback = false;
+constinit thread_local bool in_callback KT_FOUND_BY_LOADS = false;
 
 class InCallback {
  public:
@@ -162,7 +164,8 @@ bool Trace::ToCallback(KtBusTraceCallback callback, void* context) {
 namespace {
 
 // Tracing never fails its caller: a line for which there is no memory is lost.
-void WriteFormatted(std::uint32_t level, const char* format, Arguments& arguments) noexcept {
+KT_SELDOM void WriteFormatted(std::uint32_t level, const char* format,
+                              Arguments& arguments) noexcept {
   static_cast<void>(Answer([&] {
     Trace::Get().Write(level, FormatTrace(format == nullptr ? "(null)" : format, arguments));
     return kOk;
@@ -170,8 +173,8 @@ void WriteFormatted(std::uint32_t level, const char* format, Arguments& argument
 }
 
 // KtTrace with a gate up, which sees the text too. The one function that KT_GATE cannot take.
-void WriteWatched(std::uint32_t level, const char* format, Arguments& arguments,
-                  const void* return_address) noexcept {
+KT_SELDOM void WriteWatched(std::uint32_t level, const char* format, Arguments& arguments,
+                            const void* return_address) noexcept {
   Account& asker = Asker(return_address);
   std::string text;
   const bool formatted = Answer([&] {

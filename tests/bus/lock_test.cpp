@@ -194,6 +194,28 @@ TEST_F(MemoryTest, EightThreadsShareIt) {
   EXPECT_EQ(Row("", "blocks").wrongFrees, before.wrongFrees);
 }
 
+TEST_F(MemoryTest, IsCountedExactlyForMoreThreadsThanCountForThemselves) {
+  constexpr int kThreads = 40;
+  constexpr int kBlocks = 500;
+  const auto before = Row("", "blocks");
+  for (int round = 0; round < 2; ++round) {  // the second ones count on where the first ended
+    std::atomic<int> in{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&in] {
+        void* const kept = _KtAlloc(8);
+        ++in;
+        while (in < kThreads) std::this_thread::yield();  // all have counted, and none has ended
+        for (int i = 0; i < kBlocks; ++i) _KtFree(_KtAlloc(8));
+        _KtFree(kept);
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+  EXPECT_EQ(Row("", "blocks").total, before.total + 2U * kThreads * (kBlocks + 1));
+  EXPECT_EQ(Row("", "blocks").outstanding, before.outstanding);
+}
+
 TEST_F(MemoryTest, BlocksAreReleasedByOtherThreadsThanTookThem) {
   const auto before = Row("", "blocks");
   std::vector<unsigned char*> blocks;

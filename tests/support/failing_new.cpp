@@ -14,6 +14,8 @@ thread_local bool g_refuse_arrays = false;
 thread_local bool g_refuse_unaligned = false;
 std::atomic<int> g_aligned_refusals{0};
 
+constexpr std::size_t kPage = 4096;
+
 void* AllocateAligned(std::size_t size, std::size_t alignment) noexcept {
 #if defined(_WIN32)
   return _aligned_malloc(size, alignment);
@@ -32,10 +34,9 @@ void FreeAligned(void* block) noexcept {
 
 // An alignment of 0: what any value needs.
 void* Allocate(std::size_t size, std::size_t alignment = 0) {
-  // The memory resources of the standard library ask for an alignment, always one that is nothing
-  // special. What is refused anyhow is not what FailAllocation counts.
-  const bool special = alignment > alignof(std::max_align_t);
-  if (special ? g_aligned_refusals.load() != 0 : g_refuse_unaligned) throw std::bad_alloc();
+  // What is refused anyhow is not what FailAllocation counts.
+  if (alignment >= kPage ? g_aligned_refusals.load() != 0 : g_refuse_unaligned)
+    throw std::bad_alloc();
   if (g_allowed >= 0 && g_allowed-- == 0) {
     g_failed = true;
     throw std::bad_alloc();

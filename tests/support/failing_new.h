@@ -42,8 +42,8 @@ class RefuseArrays {
   RefuseArrays& operator=(const RefuseArrays&) = delete;
 };
 
-// While it lives, no thread gets memory of a larger alignment than any value needs, which is what
-// slabs of small blocks are made of.
+// While it lives, no thread gets memory that is to start at a page or a multiple of one, which is
+// what slabs of small blocks are made of.
 class RefuseAligned {
  public:
   RefuseAligned() noexcept;
