@@ -37,7 +37,8 @@ inline constexpr std::size_t kGuardSize = 32;
 inline constexpr std::size_t kGuardSize = 32;
 #endif
 inline constexpr int kGuardByte = 0xB5;
-using Guard = std::array<std::byte, kGuardSize>;
+// Of one byte at least: an array of none has no address.
+using Guard = std::array<std::byte, kGuardSize == 0 ? 1 : kGuardSize>;
 inline constexpr Guard kWholeGuard = [] {
   Guard guard{};
   for (std::byte& byte : guard) byte = std::byte{kGuardByte};
