@@ -68,51 +68,56 @@ PropertyMap::Beside& PropertyMap::NeedBeside() {
 
 void PropertyMap::MakeRoom(std::size_t image, std::size_t entries) {
   const std::size_t more = RoundUp(image) + entries * sizeof(Entry);
-  std::size_t kept = sizeof(Block);
-  if (block_ != nullptr) {
-    const std::size_t used = block_->images_end + block_->count * sizeof(Entry);
-    if (more <= block_->capacity - used) return;
-    kept += block_->count * sizeof(Entry);
-    for (std::size_t i = 0; i < block_->count; ++i) kept += RoundUp(EntryAt(i).image_size);
+  if (block_ == nullptr) {
+    block_ = NewBlock(std::max(kSmallestBlock, sizeof(Block) + more));
+    return;
   }
+  const std::size_t entry_bytes = block_->count * sizeof(Entry);
+  const std::size_t used = block_->images_end + entry_bytes;
+  if (more <= block_->capacity - used) return;
+  std::size_t kept = sizeof(Block) + entry_bytes;
+  for (std::size_t i = 0; i < block_->count; ++i) kept += RoundUp(EntryAt(i).image_size);
   // Twice what stays: so often as it grows, so little is copied for each property in the end.
-  Block* const grown = NewBlock(std::max(kSmallestBlock, RoundUp(std::max(2 * kept, kept + more))));
-  if (block_ != nullptr) {
-    grown->count = block_->count;
-    grown->depth = block_->depth;
-    for (std::size_t i = 0; i < block_->count; ++i) {
+  Block* const grown = NewBlock(std::max({kSmallestBlock, 2 * kept, kept + more}));
+  grown->count = block_->count;
+  grown->depth = block_->depth;
+  std::byte* const to = Bytes(grown);
+  if (kept == used) {
+    grown->images_end = block_->images_end;
+    std::memcpy(to + sizeof(Block), Bytes(block_) + sizeof(Block),
+                block_->images_end - sizeof(Block));
+    std::memcpy(to + grown->capacity - entry_bytes, Bytes(block_) + block_->capacity - entry_bytes,
+                entry_bytes);
+  } else {
+    for (std::size_t i = 0; i < block_->count; ++i) {  // without the gaps
       Entry entry = EntryAt(i);
-      std::memcpy(Bytes(grown) + grown->images_end, Bytes(block_) + entry.image, entry.image_size);
+      std::memcpy(to + grown->images_end, Bytes(block_) + entry.image, entry.image_size);
       entry.image = grown->images_end;
       grown->images_end += RoundUp(entry.image_size);
       new (Entries(grown) - i) Entry(entry);
     }
-    DeleteBlock(block_);
   }
+  DeleteBlock(block_);
   block_ = grown;
 }
 
 std::uint32_t PropertyMap::MakeRoomForSets(std::size_t count) {
   if (count == 0) return 0;
   std::vector<InnerSet>& sets = NeedBeside().sets;
-  // Sets of values that were replaced have left null behind; when most are that, the others move
-  // up.
-  const auto kept = static_cast<std::size_t>(
-      std::count_if(sets.begin(), sets.end(), [](const InnerSet& set) { return set != nullptr; }));
-  if (sets.size() > 2 * (kept + count)) {
-    std::vector<InnerSet> moved;
-    moved.reserve(kept + count);
-    for (std::size_t i = 0; i < block_->count; ++i) {
-      Entry& entry = EntryAt(i);
-      const auto first = sets.begin() + static_cast<std::ptrdiff_t>(entry.first_set);
-      entry.first_set = static_cast<std::uint32_t>(moved.size());
-      std::move(first, first + static_cast<std::ptrdiff_t>(entry.set_count),
-                std::back_inserter(moved));
-    }
-    sets.swap(moved);
-  }
   if (sets.capacity() - sets.size() < count) {
-    sets.reserve(std::max(2 * sets.size(), sets.size() + count));
+    // Sets of values that were replaced have left null behind; only the others move.
+    std::vector<InnerSet> larger;
+    const auto gone = static_cast<std::size_t>(std::count(sets.begin(), sets.end(), nullptr));
+    larger.reserve(2 * (sets.size() - gone) + count);
+    for (std::size_t i = 0; i < size(); ++i) {
+      Entry& entry = EntryAt(i);
+      const std::size_t first = entry.first_set;
+      entry.first_set = static_cast<std::uint32_t>(larger.size());
+      for (std::size_t set = 0; set < entry.set_count; ++set) {
+        larger.push_back(std::move(sets[first + set]));
+      }
+    }
+    sets.swap(larger);
   }
   return static_cast<std::uint32_t>(sets.size());
 }
