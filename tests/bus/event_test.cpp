@@ -254,6 +254,15 @@ class Gate {
   bool entered_ = false;
 };
 
+// Records each notice, and waits at the gate with it.
+auto RecorderAt(Gate& gate, Notices& notices) {
+  return [&](const KtEventRecord& record) {
+    notices.Add(record.name);
+    gate.Wait();
+    return kOk;
+  };
+}
+
 TEST_F(EventTest, RaisingNeverWaitsForADeliveryAndASlowProviderHoldsUpOnlyItself) {
   ScriptedProvider slow;
   slow.Attach(database(), "slow");
@@ -276,11 +285,7 @@ TEST_F(EventTest, RaisingNeverWaitsForADeliveryAndASlowProviderHoldsUpOnlyItself
 
 TEST_F(EventTest, WhatWaitsWhenTheSubscriptionIsTakenBackIsNotDelivered) {
   Gate gate;
-  alpha().notify = [&](const KtEventRecord& record) {
-    notices_.Add(record.name);
-    gate.Wait();
-    return kOk;
-  };
+  alpha().notify = RecorderAt(gate, notices_);
   const KtCookie a = Subscribe(alpha(), "a");
   const KtCookie b = Subscribe(alpha(), "b");
   Raise("a");
@@ -327,11 +332,7 @@ TEST_F(EventTest, ANameThatWasRaisedBeforeReachesWhoSubscribesLaterAndNobodyWhoL
 
 TEST_F(EventTest, ANoticeStaysWantedWhenAnotherSubscriptionGoesWhileItWaits) {
   Gate gate;
-  alpha().notify = [&](const KtEventRecord& record) {
-    notices_.Add(record.name);
-    gate.Wait();
-    return kOk;
-  };
+  alpha().notify = RecorderAt(gate, notices_);
   const KtCookie a = Subscribe(alpha(), "a");
   const KtCookie b = Subscribe(alpha(), "b");
   const KtCookie also = Subscribe(alpha(), "*");
