@@ -138,7 +138,7 @@ std::size_t PropertyMap::PlaceInIndex(const PropertyName& name) {
 
 void PropertyMap::Index() {
   Beside& beside = NeedBeside();
-  if (beside.index.size() < 2 * std::size_t{block_->count}) {
+  if (beside.index.size() < 3 * std::size_t{block_->count}) {
     std::vector<std::uint32_t> larger(
         std::max(kSmallestIndex, std::bit_ceil(4 * std::size_t{block_->count})));
     beside.index.swap(larger);

@@ -99,7 +99,7 @@ class PropertyMap {
   struct Beside {
     std::vector<InnerSet> sets;
     // Places of properties by the hash of their names, from 1; 0: free. Open addressing, linear
-    // probing; the size is a power of two, and at most half of it is used.
+    // probing; the size is a power of two, and at most a third of it is used.
     std::vector<std::uint32_t> index;
     std::size_t indexed = 0;  // how many properties are in it: the first ones
   };
