@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 
 #include "bus/attribution.h"
 #include "bus/handle_table.h"
+#include "bus/property_record.h"
 #include "bus/property_set.h"
 #include "bus/status.h"
 #include "bus/trace.h"
@@ -72,10 +74,8 @@ std::shared_ptr<Database> Database::Find(KtDatabase handle) {
   return database;
 }
 
-std::shared_ptr<Object> Database::FindObject(const KtObjId& id) const {
-  auto object = objects_.Find(id);
-  if (object == nullptr) throw StatusError(kNoObject);
-  return object;
+void Database::ThrowNoObject() {
+  throw StatusError(kNoObject);
 }
 
 Type& Database::FindType(const char* name) const {
@@ -84,45 +84,117 @@ Type& Database::FindType(const char* name) const {
   return *type;
 }
 
-PropertySet& Database::FindProperties(const KtObjId& id, std::shared_ptr<Object>& keep) const {
-  keep = objects_.Find(id);
-  if (keep != nullptr) return keep->properties();
+Type& Database::TypeOfObject(const KtObjId& id) const {
+  Type* type = nullptr;
+  WithObject(id, [&](Object& object) { type = &object.type(); });
+  return *type;
+}
+
+Type& Database::TypeOf(const KtObjId& id) const {
+  if (Type* const type = types_.Find(id)) return *type;
+  return TypeOfObject(id);
+}
+
+std::optional<ObjectPicture> Database::Picture(const KtObjId& id) const {
+  ObjectPicture picture;
+  const bool there = objects_.With(id, [&](Object& object) {
+    picture.id = object.id();
+    picture.flags = object.flags();
+    picture.sequence = object.sequence();
+    picture.type = &object.type();
+    picture.owner = object.owner();
+    if (object.interfaces() != nullptr) picture.interfaces = object.interfaces()->All();
+  });
+  return there ? std::optional(std::move(picture)) : std::nullopt;
+}
+
+cuvo_property* Database::FindProperty(const KtObjId& id, const char* name, Account& account) const {
+  cuvo_property* record = nullptr;
+  if (objects_.With(id, [&](Object& object) { record = object.FindProperty(name, account); })) {
+    return record;
+  }
   Type* const type = types_.Find(id);
-  if (type == nullptr) throw StatusError(kNoObject);
-  return type->properties();
+  if (type == nullptr) ThrowNoObject();
+  return type->properties().Find(PropertyName(name), account);
+}
+
+void Database::PutProperty(const KtObjId& id, const cuvo_property& record) {
+  std::optional<PropertyDraft> property;
+  try {
+    property.emplace(record);
+  } catch (...) {
+    static_cast<void>(TypeOf(id));  // that there is no such object comes first
+    throw;
+  }
+  if (objects_.Put(id, *property)) return;
+  Type* const type = types_.Find(id);
+  if (type == nullptr) ThrowNoObject();
+  type->properties().Put(*property);
+}
+
+PropertyMap Database::CopyProperties(const KtObjId& id) const {
+  PropertyMap properties;
+  if (objects_.With(id, [&](Object& object) { properties = object.Properties(); })) {
+    return properties;
+  }
+  Type* const type = types_.Find(id);
+  if (type == nullptr) ThrowNoObject();
+  return type->properties().Copy();
+}
+
+std::shared_ptr<Provider> Database::Serves(const KtObjId& id, const KtGuid& interface_id) const {
+  Type* type = nullptr;
+  std::shared_ptr<Provider> provider;
+  WithObject(id, [&](Object& object) {
+    type = &object.type();
+    if (object.interfaces() != nullptr) provider = object.interfaces()->Find(interface_id);
+  });
+  if (provider != nullptr) return provider;
+  for (Type* const one : type->line()) {
+    if (auto owner = one->interfaces().Find(interface_id)) return owner;
+  }
+  return nullptr;
+}
+
+KtStatus Database::RegisterInterface(const KtObjId& id, const KtGuid& interface_id,
+                                     std::shared_ptr<Provider> owner) {
+  KtStatus added = kOk;
+  WithObject(id,
+             [&](Object& object) { added = object.AddInterface(interface_id, std::move(owner)); });
+  if (added == kOk) TellChanged(id);
+  return added;
 }
 
 KtObjId Database::CreateObject(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags) {
-  auto object = std::make_shared<Object>(type, std::move(owner), flags, next_object_.fetch_add(1));
-  // Nobody deletes it before the observer is told that it is there.
+  const Provider& provider = *owner;
+  Object::Pointer object = Object::Make(type, std::move(owner), flags);
+  const KtObjId id = object->id();
+  // Nobody deletes it before the observer is told that it is there; so its provider stays, too.
   const ReadGuard guard(family_lock_);
-  objects_.Enter(object);
-  try {
-    type.Enter(object);
-  } catch (...) {
-    objects_.Take(object->id());
-    throw;
-  }
-  TellOf(KTBUS_OBSERVED_CREATED, *object);
-  return object->id();
+  type.Add(id, next_object_, [&](std::uint64_t number, std::size_t place) {
+    object->SetPlace(number, place);
+    objects_.Enter(std::move(object));
+  });
+  TellOf(KTBUS_OBSERVED_CREATED, id, type, provider);
+  return id;
 }
 
 KtStatus Database::DeleteObject(const KtObjId& id) {
-  std::shared_ptr<Object> object;
+  Object::Pointer object;
   {
     const WriteGuard guard(family_lock_);
     object = objects_.Take(id);
     if (object == nullptr) return kNoObject;
     family_.Remove(id);
-    TellOf(KTBUS_OBSERVED_DELETED, *object);
+    TellOf(KTBUS_OBSERVED_DELETED, id, object->type(), *object->owner());
   }
-  object->type().Leave(*object);
+  object->type().Remove(object->sequence(), object->place());
   return kOk;
 }
 
 KtStatus Database::AttachChild(const KtObjId& parent, const KtObjId& child) {
   const WriteGuard guard(family_lock_);
-  if (objects_.Find(parent) == nullptr || objects_.Find(child) == nullptr) return kNoObject;
+  if (!objects_.Has(parent) || !objects_.Has(child)) return kNoObject;
   if (!family_.Attach(parent, child)) return kInvalidArgument;
   TellChanged(parent);
   return kOk;
@@ -130,7 +202,7 @@ KtStatus Database::AttachChild(const KtObjId& parent, const KtObjId& child) {
 
 KtStatus Database::DetachChild(const KtObjId& parent, const KtObjId& child) {
   const WriteGuard guard(family_lock_);
-  if (objects_.Find(parent) == nullptr || objects_.Find(child) == nullptr) return kNoObject;
+  if (!objects_.Has(parent) || !objects_.Has(child)) return kNoObject;
   if (!family_.Detach(parent, child)) return kInvalidArgument;
   TellChanged(parent);
   return kOk;
@@ -138,7 +210,7 @@ KtStatus Database::DetachChild(const KtObjId& parent, const KtObjId& child) {
 
 std::vector<KtObjId> Database::ChildrenOf(const KtObjId& parent) const {
   const ReadGuard guard(family_lock_);
-  if (objects_.Find(parent) == nullptr) throw StatusError(kNoObject);
+  if (!objects_.Has(parent)) ThrowNoObject();
   return family_.ChildrenOf(parent);
 }
 
@@ -194,14 +266,15 @@ KtStatus Database::Subscribe(const std::shared_ptr<Provider>& provider, const ch
   return subscriptions_.Register(provider, name, alert, cookie);
 }
 
-void Database::TellOf(std::uint32_t what, const Object& object) noexcept {
+void Database::TellOf(std::uint32_t what, const KtObjId& id, const Type& type,
+                      const Provider& owner) noexcept {
   if (!observers_.Active()) return;
   const KtStatus status = Answer([&] {
     Observation observation;
     observation.what = what;
-    observation.provider = object.owner().name();
-    observation.object = object.id();
-    observation.type = object.type().name();
+    observation.provider = owner.name();
+    observation.object = id;
+    observation.type = type.name();
     observers_.Tell(std::move(observation));
     return kOk;
   });
@@ -210,7 +283,9 @@ void Database::TellOf(std::uint32_t what, const Object& object) noexcept {
 
 void Database::TellChanged(const KtObjId& id) noexcept {
   if (!observers_.Active()) return;
-  if (const auto object = objects_.Find(id)) TellOf(KTBUS_OBSERVED_CHANGED, *object);
+  objects_.With(id, [&](Object& object) {
+    TellOf(KTBUS_OBSERVED_CHANGED, id, object.type(), *object.owner());
+  });
 }
 
 bool Database::WaitForDelivery(std::uint32_t milliseconds) {

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,16 @@
 #include "ktbus3/ktbus3.h"
 
 namespace kt::bus {
+
+// An object as a visitor is shown it.
+struct ObjectPicture {
+  KtObjId id{};
+  std::uint32_t flags = 0;
+  std::uint64_t sequence = 0;
+  Type* type = nullptr;
+  std::shared_ptr<Provider> owner;
+  std::vector<InterfaceEntries::Entry> interfaces;
+};
 
 class Database : public std::enable_shared_from_this<Database> {
  public:
@@ -48,12 +59,28 @@ class Database : public std::enable_shared_from_this<Database> {
   DatabaseLock& lock() noexcept { return database_lock_; }
   Observers& observers() noexcept { return observers_; }
 
-  // The object or type of that name or id; each throws StatusError when there is none.
-  std::shared_ptr<Object> FindObject(const KtObjId& id) const;
+  // The type of that name; of the object of that id; of that object or type object. Each throws
+  // StatusError when there is none.
   Type& FindType(const char* name) const;
-  // The properties of an object, or of a type by the id of its type object. `keep` holds what must
-  // outlive the reference.
-  PropertySet& FindProperties(const KtObjId& id, std::shared_ptr<Object>& keep) const;
+  Type& TypeOfObject(const KtObjId& id) const;
+  Type& TypeOf(const KtObjId& id) const;
+
+  // What an object is at this moment; nothing when there is none.
+  std::optional<ObjectPicture> Picture(const KtObjId& id) const;
+
+  // The properties of an object, or of a type by the id of its type object. Each throws
+  // StatusError(kNoObject) for an id that is neither, and std::bad_alloc.
+  // A new record of one of them, put down to the account; null when there is none of that name.
+  cuvo_property* FindProperty(const KtObjId& id, const char* name, Account& account) const;
+  // Adds or replaces. Throws StatusError for a record that is not well formed.
+  void PutProperty(const KtObjId& id, const cuvo_property& record);
+  PropertyMap CopyProperties(const KtObjId& id) const;
+
+  // The provider that serves the interface: registered on the object, else on its type, else on a
+  // superclass, the nearest first. Null when none is.
+  std::shared_ptr<Provider> Serves(const KtObjId& id, const KtGuid& interface_id) const;
+  KtStatus RegisterInterface(const KtObjId& id, const KtGuid& interface_id,
+                             std::shared_ptr<Provider> owner);
 
   KtObjId CreateObject(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags)
       KT_EXCLUDES(family_lock_);
@@ -78,7 +105,14 @@ class Database : public std::enable_shared_from_this<Database> {
 
  private:
   bool Deliver(Provider& provider, const Notice& notice);
-  void TellOf(std::uint32_t what, const Object& object) noexcept;
+  void TellOf(std::uint32_t what, const KtObjId& id, const Type& type,
+              const Provider& owner) noexcept;
+  [[noreturn]] static void ThrowNoObject();
+  // Calls `use` with the object as ObjectTable::With() does; throws StatusError(kNoObject).
+  template <typename Use>
+  void WithObject(const KtObjId& id, Use&& use) const {
+    if (!objects_.With(id, std::forward<Use>(use))) ThrowNoObject();
+  }
 
   KtDatabase handle_ = nullptr;
 

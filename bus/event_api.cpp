@@ -171,7 +171,7 @@ KtStatus ObRaiseAlert(KtDatabase database, KtProvider provider, const char* name
     if (object != nullptr && kt::bus::SameGuid(object->guid, none.guid)) object = nullptr;
     kt::bus::Observation observation;
     if (object != nullptr) {
-      observation.type = found->FindObject(*object)->type().name();
+      observation.type = found->TypeOfObject(*object).name();
       observation.object = *object;
     }
     observation.what = KTBUS_OBSERVED_ALERT;

@@ -136,7 +136,7 @@ KtStatus KtBusSendControl(KtDatabase database, const KtObjId* object, const KtGu
     if (object == nullptr || interfaceId == nullptr || providerStatus == nullptr) {
       return kInvalidArgument;
     }
-    const auto provider = Database::Find(database)->FindObject(*object)->Serves(*interfaceId);
+    const auto provider = Database::Find(database)->Serves(*object, *interfaceId);
     if (provider == nullptr) return KTBUS_INTERFACE_NOT_OFFERED;
     const GivenOrEmpty in(input);
     const GivenOrEmpty out(output);

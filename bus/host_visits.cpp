@@ -1,5 +1,6 @@
 // The C functions that show what is there. Each takes a picture first and then calls the visitor
-// with no lock held and on the host's account.
+// with no lock held and on the host's account. Of objects, which may be many, the first picture is
+// their ids, and each is looked at when its turn comes: what was deleted meanwhile is passed over.
 #include <vector>
 
 #include "bus/attribution.h"
@@ -23,8 +24,10 @@ class ForHost {
 // Interfaces as a visitor sees them; keeps alive what the infos point to.
 class InterfaceInfos {
  public:
-  void Append(const kt::bus::InterfaceList& list, const char* offered_by) {
-    for (const auto& entry : list.All()) {
+  using Entries = std::vector<kt::bus::InterfaceEntries::Entry>;
+
+  void Append(const Entries& entries, const char* offered_by) {
+    for (const auto& entry : entries) {
       owners_.push_back(entry.owner);
       KtBusInterfaceInfo info{};
       info.size = sizeof(info);
@@ -50,7 +53,7 @@ bool VisitType(kt::bus::Type& type, KtBusTypeVisitor visitor, void* context) {
   }
   superclasses.push_back(nullptr);
   InterfaceInfos interfaces;
-  interfaces.Append(type.interfaces(), type.name().c_str());
+  interfaces.Append(type.interfaces().All(), type.name().c_str());
   const kt::bus::LentPropset properties(type.properties().Copy());
 
   KtBusTypeInfo info{};
@@ -66,21 +69,21 @@ bool VisitType(kt::bus::Type& type, KtBusTypeVisitor visitor, void* context) {
   return visitor(&info, context) != 0;
 }
 
-bool VisitObject(kt::bus::Object& object, KtBusObjectVisitor visitor, void* context) {
+bool VisitObject(const kt::bus::ObjectPicture& object, KtBusObjectVisitor visitor, void* context) {
   InterfaceInfos interfaces;
-  interfaces.Append(object.interfaces(), "");
-  for (kt::bus::Type* const type : object.type().line()) {
-    interfaces.Append(type->interfaces(), type->name().c_str());
+  interfaces.Append(object.interfaces, "");
+  for (kt::bus::Type* const type : object.type->line()) {
+    interfaces.Append(type->interfaces().All(), type->name().c_str());
   }
   KtBusObjectInfo info{};
   info.size = sizeof(info);
-  info.flags = object.flags();
-  info.id = object.id();
-  info.type = object.type().name().c_str();
-  info.owner = object.owner().name().c_str();
+  info.flags = object.flags;
+  info.id = object.id;
+  info.type = object.type->name().c_str();
+  info.owner = object.owner->name().c_str();
   info.interfaces = interfaces.data();
   info.interfaceCount = interfaces.size();
-  info.sequence = object.sequence();
+  info.sequence = object.sequence;
   return visitor(&info, context) != 0;
 }
 
@@ -106,8 +109,14 @@ KtStatus KtBusVisitObjects(KtDatabase database, const char* typeName, KtBusObjec
     const auto found = Database::Find(database);
     const kt::bus::Type& type =
         typeName == nullptr ? *found->types().All().front() : found->FindType(typeName);
-    for (const auto& object : found->types().ObjectsOf(type)) {
-      if (!VisitObject(*object, visitor, context)) break;
+    std::vector<KtObjId> ids;
+    found->types().ListObjects(type, [&](std::size_t count) {
+      ids.resize(count);
+      return ids.data();
+    });
+    for (const KtObjId& id : ids) {
+      const auto object = found->Picture(id);
+      if (object && !VisitObject(*object, visitor, context)) break;
     }
     return kOk;
   });
@@ -119,7 +128,9 @@ KtStatus KtBusVisitObject(KtDatabase database, const KtObjId* object, KtBusObjec
   return Answer([&] {
     if (visitor == nullptr || object == nullptr) return kInvalidArgument;
     const auto found = Database::Find(database);
-    VisitObject(*found->FindObject(*object), visitor, context);
+    const auto picture = found->Picture(*object);
+    if (!picture) return kt::bus::kNoObject;
+    VisitObject(*picture, visitor, context);
     return kOk;
   });
 }

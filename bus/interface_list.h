@@ -1,6 +1,6 @@
 // The interfaces that an object or a type offers, each with the provider that serves it.
 //
-// Threads: everything from any thread.
+// Threads: InterfaceList from any thread; InterfaceEntries have no lock of their own.
 #pragma once
 
 #include <memory>
@@ -13,7 +13,7 @@
 
 namespace kt::bus {
 
-class InterfaceList {
+class InterfaceEntries {
  public:
   struct Entry {
     KtGuid interface_id;
@@ -21,8 +21,7 @@ class InterfaceList {
   };
 
   // 0xC1000029 when it is there, unless its owner is gone: then the new owner takes over.
-  KtStatus Add(const KtGuid& interface_id, std::shared_ptr<Provider> owner) KT_EXCLUDES(lock_) {
-    const WriteGuard guard(lock_);
+  KtStatus Add(const KtGuid& interface_id, std::shared_ptr<Provider> owner) {
     for (Entry& entry : entries_) {
       if (!SameGuid(entry.interface_id, interface_id)) continue;
       if (!entry.owner->gone()) return kDuplicateInterface;
@@ -34,8 +33,7 @@ class InterfaceList {
   }
 
   // The owner, or null when the interface is not here.
-  std::shared_ptr<Provider> Find(const KtGuid& interface_id) const KT_EXCLUDES(lock_) {
-    const ReadGuard guard(lock_);
+  [[nodiscard]] std::shared_ptr<Provider> Find(const KtGuid& interface_id) const {
     for (const Entry& entry : entries_) {
       if (SameGuid(entry.interface_id, interface_id)) return entry.owner;
     }
@@ -43,14 +41,33 @@ class InterfaceList {
   }
 
   // All, in the order of registration.
-  std::vector<Entry> All() const KT_EXCLUDES(lock_) {
+  [[nodiscard]] const std::vector<Entry>& All() const noexcept { return entries_; }
+
+ private:
+  std::vector<Entry> entries_;
+};
+
+// The same behind a lock.
+class InterfaceList {
+ public:
+  KtStatus Add(const KtGuid& interface_id, std::shared_ptr<Provider> owner) KT_EXCLUDES(lock_) {
+    const WriteGuard guard(lock_);
+    return entries_.Add(interface_id, std::move(owner));
+  }
+
+  std::shared_ptr<Provider> Find(const KtGuid& interface_id) const KT_EXCLUDES(lock_) {
     const ReadGuard guard(lock_);
-    return entries_;
+    return entries_.Find(interface_id);
+  }
+
+  std::vector<InterfaceEntries::Entry> All() const KT_EXCLUDES(lock_) {
+    const ReadGuard guard(lock_);
+    return entries_.All();
   }
 
  private:
   mutable SharedMutex lock_;
-  std::vector<Entry> entries_ KT_GUARDED_BY(lock_);
+  InterfaceEntries entries_ KT_GUARDED_BY(lock_);
 };
 
 }  // namespace kt::bus

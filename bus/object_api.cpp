@@ -1,31 +1,26 @@
 // The C functions about types, objects and their relations.
 #include <algorithm>
-#include <cstring>
 #include <new>
+#include <vector>
 
 #include "bus/attribution.h"
 #include "bus/database.h"
 #include "bus/gate.h"
-#include "bus/id_list.h"
 #include "bus/memory.h"
+#include "bus/prefetch.h"
+#include "bus/property_set.h"
 #include "bus/status.h"
 
 namespace kt::bus {
 
-void HandOutIds(const std::vector<KtObjId>& ids, Account& account, KtObjId** list,
-                std::uint32_t* count) {
-  KtObjId* block = nullptr;
-  if (!ids.empty()) {
-    const std::size_t size = ids.size() * sizeof(KtObjId);
-    block = static_cast<KtObjId*>(AllocateBlock(size, Kind::kBlock, account));
-    if (block == nullptr) throw std::bad_alloc();
-    std::memcpy(block, ids.data(), size);
-  }
-  *list = block;
-  *count = static_cast<std::uint32_t>(ids.size());
-}
-
 namespace {
+
+// A block of the account with room for so many ids. Throws std::bad_alloc.
+KtObjId* BlockOfIds(std::size_t count, Account& account) {
+  void* const block = AllocateBlock(count * sizeof(KtObjId), Kind::kBlock, account);
+  if (block == nullptr) throw std::bad_alloc();
+  return static_cast<KtObjId*>(block);
+}
 
 bool IsName(const char* name) noexcept {
   return name != nullptr && *name != '\0';
@@ -88,11 +83,15 @@ KtStatus DbGetObjects(KtDatabase database, const char* typeName, KtObjId** list,
   return Answer([&] {
     if (typeName == nullptr || list == nullptr || count == nullptr) return kInvalidArgument;
     const auto found = Database::Find(database);
-    const auto objects = found->types().ObjectsOf(found->FindType(typeName));
-    std::vector<KtObjId> ids(objects.size());
-    std::transform(objects.begin(), objects.end(), ids.begin(),
-                   [](const auto& object) { return object->id(); });
-    kt::bus::HandOutIds(ids, asker, list, count);
+    KtObjId* block = nullptr;
+    std::size_t size = 0;
+    found->types().ListObjects(found->FindType(typeName), [&](std::size_t ids) {
+      block = kt::bus::BlockOfIds(ids, asker);
+      size = ids;
+      return block;
+    });
+    *list = block;
+    *count = static_cast<std::uint32_t>(size);
     return kOk;
   });
 }
@@ -144,13 +143,12 @@ KtStatus ObDeleteObject(KtDatabase database, const KtObjId* object) {
 KtStatus ObGetProperty(KtDatabase database, const KtObjId* object, const char* name,
                        cuvo_property** found) {
   KT_GATE(ObGetProperty, database, object, name, found);
+  kt::bus::Prefetch(object);  // it comes while the database is looked up
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (object == nullptr || name == nullptr || found == nullptr) return kInvalidArgument;
     const auto owner = Database::Find(database);
-    std::shared_ptr<kt::bus::Object> keep;
-    auto* const record =
-        owner->FindProperties(*object, keep).Find(kt::bus::PropertyName(name), asker);
+    cuvo_property* const record = owner->FindProperty(*object, name, asker);
     if (record == nullptr) return kt::bus::kNoProperty;
     *found = record;
     return kOk;
@@ -159,11 +157,11 @@ KtStatus ObGetProperty(KtDatabase database, const KtObjId* object, const char* n
 
 KtStatus ObSetProperty(KtDatabase database, const KtObjId* object, const cuvo_property* property) {
   KT_GATE(ObSetProperty, database, object, property);
+  kt::bus::Prefetch(object);
   return Answer([&] {
     if (object == nullptr || property == nullptr) return kInvalidArgument;
     const auto owner = Database::Find(database);
-    std::shared_ptr<kt::bus::Object> keep;
-    owner->FindProperties(*object, keep).Put(kt::bus::PropertyDraft(*property));
+    owner->PutProperty(*object, *property);
     owner->TellChanged(*object);
     return kOk;
   });
@@ -175,8 +173,7 @@ KtStatus ObGetProperties(KtDatabase database, const KtObjId* object, KtPropset* 
   return Answer([&] {
     if (object == nullptr || out == nullptr) return kInvalidArgument;
     const auto owner = Database::Find(database);
-    std::shared_ptr<kt::bus::Object> keep;
-    *out = kt::bus::NewPropset(owner->FindProperties(*object, keep).Copy(), &asker);
+    *out = kt::bus::NewPropset(owner->CopyProperties(*object), &asker);
     return kOk;
   });
 }
@@ -187,9 +184,7 @@ KtStatus ObGetObjectType(KtDatabase database, const KtObjId* object, char** type
   return Answer([&] {
     if (object == nullptr || typeName == nullptr) return kInvalidArgument;
     const auto owner = Database::Find(database);
-    const kt::bus::Type* type = owner->types().Find(*object);
-    if (type == nullptr) type = &owner->FindObject(*object)->type();
-    char* const text = kt::bus::AllocateText(type->name(), asker);
+    char* const text = kt::bus::AllocateText(owner->TypeOf(*object).name(), asker);
     if (text == nullptr) return kt::bus::kOutOfMemory;
     *typeName = text;
     return kOk;
@@ -202,7 +197,14 @@ KtStatus ObGetChildObjects(KtDatabase database, const KtObjId* object, KtObjId**
   Account& asker = Asker(KT_RETURN_ADDRESS());
   return Answer([&] {
     if (object == nullptr || list == nullptr || count == nullptr) return kInvalidArgument;
-    kt::bus::HandOutIds(Database::Find(database)->ChildrenOf(*object), asker, list, count);
+    const std::vector<KtObjId> children = Database::Find(database)->ChildrenOf(*object);
+    KtObjId* block = nullptr;
+    if (!children.empty()) {
+      block = kt::bus::BlockOfIds(children.size(), asker);
+      std::copy(children.begin(), children.end(), block);
+    }
+    *list = block;
+    *count = static_cast<std::uint32_t>(children.size());
     return kOk;
   });
 }
@@ -213,10 +215,7 @@ KtStatus ObRegisterInterface(KtDatabase database, const KtObjId* object, KtProvi
   return Answer([&] {
     if (object == nullptr || interfaceId == nullptr) return kInvalidArgument;
     const auto found = Database::Find(database);
-    const auto target = found->FindObject(*object);
-    const KtStatus added = target->interfaces().Add(*interfaceId, FindProvider(owner, *found));
-    if (added == kOk) found->TellChanged(*object);
-    return added;
+    return found->RegisterInterface(*object, *interfaceId, FindProvider(owner, *found));
   });
 }
 

@@ -214,6 +214,17 @@ void PropertyDraft::WriteImage(std::byte* place) const noexcept {
   place[name_.length] = std::byte{0};
 }
 
+std::optional<FlatProperty> PropertyDraft::Flat() const noexcept {
+  if (!IsPlain(head_.type) || (head_.type & kListBit) != 0) return std::nullopt;
+  FlatProperty flat;
+  flat.type = head_.type;
+  flat.flags = head_.flags;
+  flat.terminator = static_cast<std::uint32_t>(terminator_);
+  flat.name = {name_.text, name_.length};
+  if (value_size_ != 0) flat.value = {reinterpret_cast<const char*>(value_), value_size_};
+  return flat;
+}
+
 bool PropertyDraft::IsSameAs(const PropertyImage& image) const {
   // The terminator is the same where type and length are.
   return image.size == size_ && std::memcmp(image.bytes, &head_, sizeof(head_)) == 0 &&

@@ -12,9 +12,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
+#include "bus/flat_property.h"
 #include "bus/property_image.h"
 #include "bus/property_name.h"
 #include "ktbus3/ktbus3.h"
@@ -39,6 +41,9 @@ class PropertyDraft {
   // The size of its image, and the image itself, written to that many bytes.
   [[nodiscard]] std::size_t image_size() const noexcept { return size_; }
   void WriteImage(std::byte* place) const noexcept;
+
+  // The same as a flat property; nothing when it is a list or has links.
+  [[nodiscard]] std::optional<FlatProperty> Flat() const noexcept;
 
   // Whether the image of a property of this name is that of this property.
   [[nodiscard]] bool IsSameAs(const PropertyImage& image) const;

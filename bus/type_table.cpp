@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "bus/object_table.h"
 #include "bus/status.h"
 
 namespace kt::bus {
@@ -48,25 +47,24 @@ Type::Type(std::string name, std::uint32_t flags, std::vector<Type*> superclasse
   }
 }
 
-void Type::Enter(const std::shared_ptr<Object>& object) {
+void Type::Remove(std::uint64_t number, std::size_t place) noexcept {
   const WriteGuard guard(objects_lock_);
-  objects_.emplace_hint(objects_.end(), object->sequence(), object);
-}
-
-void Type::Leave(const Object& object) {
-  const WriteGuard guard(objects_lock_);
-  objects_.erase(object.sequence());
-}
-
-void Type::AppendObjects(std::vector<std::shared_ptr<Object>>& out) const {
-  const ReadGuard guard(objects_lock_);
-  out.reserve(out.size() + objects_.size());
-  for (const auto& [sequence, object] : objects_) out.push_back(object);
+  objects_.Remove(number, place);
 }
 
 std::size_t Type::ObjectCount() const {
   const ReadGuard guard(objects_lock_);
   return objects_.size();
+}
+
+void Type::ListObjects(const IdRoom& room) const {
+  const ReadGuard guard(objects_lock_);
+  if (objects_.size() != 0) objects_.CopyTo(room(objects_.size()));
+}
+
+void Type::AppendObjects(std::vector<IdRoll::Entry>& out) const {
+  const ReadGuard guard(objects_lock_);
+  objects_.AppendTo(out);
 }
 
 TypeTable::TypeTable() {
@@ -138,21 +136,39 @@ std::vector<const Type*> TypeTable::WithDerived(const Type& type) const {
   return derived_.at(&type);  // itself included: a type stands in its own line
 }
 
-std::vector<std::shared_ptr<Object>> TypeTable::ObjectsOf(const Type& type) const {
-  const std::vector<const Type*> types = WithDerived(type);
-  std::vector<std::shared_ptr<Object>> objects;
-  std::size_t kinds = 0;
+void TypeTable::ListObjects(const Type& type, const IdRoom& room) const {
+  std::vector<const Type*> types = WithDerived(type);
+  std::erase_if(types, [](const Type* one) { return one->ObjectCount() == 0; });
+  if (types.empty()) return;
+  if (types.size() == 1) {
+    types.front()->ListObjects(room);
+    return;
+  }
+  // Each type's own are in order already: runs, which are merged two by two.
+  std::vector<IdRoll::Entry> objects;
+  std::vector<std::size_t> ends;
   for (const Type* const one : types) {
-    const std::size_t before = objects.size();
     one->AppendObjects(objects);
-    if (objects.size() != before) ++kinds;
+    ends.push_back(objects.size());
   }
-  if (kinds > 1) {
-    std::sort(objects.begin(), objects.end(), [](const auto& left, const auto& right) {
-      return left->sequence() < right->sequence();
-    });
+  const auto at = [&](std::size_t place) {
+    return objects.begin() + static_cast<std::ptrdiff_t>(place);
+  };
+  while (ends.size() > 1) {
+    std::vector<std::size_t> merged;
+    for (std::size_t i = 0; i < ends.size(); i += 2) {
+      if (i + 1 < ends.size()) {
+        std::inplace_merge(
+            at(i == 0 ? 0 : ends[i - 1]), at(ends[i]), at(ends[i + 1]),
+            [](const auto& left, const auto& right) { return left.number < right.number; });
+      }
+      merged.push_back(ends[std::min(i + 1, ends.size() - 1)]);
+    }
+    ends = std::move(merged);
   }
-  return objects;
+  if (objects.empty()) return;
+  std::transform(objects.begin(), objects.end(), room(objects.size()),
+                 [](const IdRoll::Entry& entry) { return entry.id; });
 }
 
 }  // namespace kt::bus

@@ -3,9 +3,9 @@
 // Threads: everything from any thread.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "bus/guid.h"
+#include "bus/id_roll.h"
 #include "bus/interface_list.h"
 #include "bus/lock.h"
 #include "bus/property_set.h"
@@ -20,7 +21,8 @@
 
 namespace kt::bus {
 
-class Object;
+// Room for so many ids; not asked for none. May throw.
+using IdRoom = std::function<KtObjId*(std::size_t)>;
 
 class Type {
  public:
@@ -38,11 +40,25 @@ class Type {
   PropertySet& properties() noexcept { return properties_; }
   InterfaceList& interfaces() noexcept { return interfaces_; }
 
-  // The objects of exactly this type, by the order of creation.
-  void Enter(const std::shared_ptr<Object>& object) KT_EXCLUDES(objects_lock_);
-  void Leave(const Object& object) KT_EXCLUDES(objects_lock_);
-  void AppendObjects(std::vector<std::shared_ptr<Object>>& out) const KT_EXCLUDES(objects_lock_);
+  // The objects of exactly this type, in the order of creation: their ids, each with its number,
+  // which `next` counts over all types.
+
+  // Enters a new one. `enter` makes it an object of the bus meanwhile, of that number, at that
+  // place of the list; what it throws, as std::bad_alloc, leaves the list as it was.
+  template <typename Enter>
+  void Add(const KtObjId& id, std::atomic<std::uint64_t>& next, Enter&& enter)
+      KT_EXCLUDES(objects_lock_) {
+    const WriteGuard guard(objects_lock_);
+    objects_.MakeRoom();
+    const std::uint64_t number = next.fetch_add(1, std::memory_order_relaxed);
+    enter(number, objects_.NextPlace());
+    objects_.Append(number, id);
+  }
+  void Remove(std::uint64_t number, std::size_t place) noexcept KT_EXCLUDES(objects_lock_);
+
   [[nodiscard]] std::size_t ObjectCount() const KT_EXCLUDES(objects_lock_);
+  void ListObjects(const IdRoom& room) const KT_EXCLUDES(objects_lock_);
+  void AppendObjects(std::vector<IdRoll::Entry>& out) const KT_EXCLUDES(objects_lock_);
 
  private:
   const std::string name_;
@@ -54,7 +70,7 @@ class Type {
   InterfaceList interfaces_;
 
   mutable SharedMutex objects_lock_;
-  std::map<std::uint64_t, std::shared_ptr<Object>> objects_ KT_GUARDED_BY(objects_lock_);
+  IdRoll objects_ KT_GUARDED_BY(objects_lock_);
 };
 
 class TypeTable {
@@ -75,8 +91,8 @@ class TypeTable {
   // All types in the order of creation.
   std::vector<Type*> All() const KT_EXCLUDES(lock_);
 
-  // The objects of the type and of types derived from it, in the order of creation.
-  std::vector<std::shared_ptr<Object>> ObjectsOf(const Type& type) const KT_EXCLUDES(lock_);
+  // The ids of the objects of the type and of types derived from it, in the order of creation.
+  void ListObjects(const Type& type, const IdRoom& room) const KT_EXCLUDES(lock_);
 
  private:
   std::vector<const Type*> WithDerived(const Type& type) const KT_EXCLUDES(lock_);

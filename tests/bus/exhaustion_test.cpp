@@ -203,6 +203,55 @@ TEST_F(ExhaustionTest, WritingAndReadingTheObjectsPropertiesLeavesNothing) {
   PsDestroyPropset(set);
 }
 
+TEST_F(ExhaustionTest, WritingManyPropertiesOfAnObjectLeavesTheOthersAsTheyWere) {
+  const KtObjId object = NewObject();
+  for (std::uint32_t i = 0; i < 40; ++i) {  // beyond the number that stand side by side
+    const std::string name = "name " + std::to_string(i);
+    const cuvo_property record = Record(name.c_str(), TYPE_UINT32, 4, &i);
+    KtStatus status = kOutOfMemory;
+    for (int after = 0; status != kOk; ++after) {
+      {
+        const support::FailAllocation failure(after);
+        status = ObSetProperty(database(), &object, &record);
+      }
+      for (std::uint32_t j = 0; j < i; ++j) {
+        cuvo_property* found = nullptr;
+        ASSERT_EQ(ObGetProperty(database(), &object, ("name " + std::to_string(j)).c_str(), &found),
+                  kOk);
+        ASSERT_EQ(ValueOf<std::uint32_t>(Found(found)), j);
+      }
+    }
+  }
+}
+
+TEST_F(ExhaustionTest, CreatingManyObjectsListsThoseThatWereMade) {
+  std::vector<KtObjId> made;
+  int refused = 0;
+  for (int i = 0; i < 2'000; ++i) {
+    KtObjId object{};
+    const support::FailAllocation failure(i % 4);
+    if (ObCreateObject(database(), provider(), "qelm_ktvm", &object) == kOk) {
+      const support::SpareAllocations spare;
+      made.push_back(object);
+    } else {
+      ++refused;
+    }
+  }
+  EXPECT_GT(refused, 400);
+  EXPECT_EQ(ObjectsOf("qelm_ktvm").size(), made.size());
+  EXPECT_TRUE(SameIds(ObjectsOf("qelm_ktvm"), made));
+}
+
+TEST_F(ExhaustionTest, DeletingAnObjectNeedsNoMemory) {
+  std::vector<KtObjId> objects;
+  for (int i = 0; i < 500; ++i) objects.push_back(NewObject("qelm_ktvm"));
+  for (const KtObjId& object : objects) {
+    const support::FailAllocation failure(0);
+    ASSERT_EQ(ObDeleteObject(database(), &object), kOk);
+  }
+  EXPECT_THAT(ObjectsOf("qelm_ktvm"), testing::IsEmpty());
+}
+
 TEST_F(ExhaustionTest, AttachingAChildLeavesNoHalfOfTheRelation) {
   const KtObjId parent = NewObject();
   const KtObjId child = NewObject();

@@ -1,0 +1,98 @@
+#include "bus/id_roll.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "bus/guid.h"
+
+namespace kt::bus {
+namespace {
+
+constexpr std::size_t kFewest = 16;
+
+bool IsGap(const KtObjId& id) noexcept {
+  return SameGuid(id.guid, KtGuid{});
+}
+
+template <typename T>
+void MakeRoomIn(std::vector<T>& list) {
+  if (list.size() == list.capacity()) list.reserve(std::max(kFewest, list.size() * 3 / 2));
+}
+
+// Nothing when there is no memory for it: then the list keeps its room.
+template <typename T>
+void GiveRoomBack(std::vector<T>& list) noexcept {
+  try {
+    std::vector<T> fitting;
+    fitting.reserve(std::max(kFewest, list.size() * 3 / 2));
+    fitting.assign(list.begin(), list.end());
+    list.swap(fitting);
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+}
+
+}  // namespace
+
+void IdRoll::MakeRoom() {
+  MakeRoomIn(ids_);
+  MakeRoomIn(numbers_);
+}
+
+void IdRoll::Append(std::uint64_t number, const KtObjId& id) noexcept {
+  ids_.push_back(id);
+  numbers_.push_back(number);
+}
+
+void IdRoll::Remove(std::uint64_t number, std::size_t place) noexcept {
+  // Ids only ever move to the front.
+  place = std::min(place, numbers_.size() - 1);
+  if (numbers_[place] != number) {
+    const auto end = numbers_.begin() + static_cast<std::ptrdiff_t>(place);
+    place = static_cast<std::size_t>(std::lower_bound(numbers_.begin(), end, number) -
+                                     numbers_.begin());
+  }
+  ids_[place] = KtObjId{};
+  ++gaps_;
+  while (!ids_.empty() && IsGap(ids_.back())) {
+    ids_.pop_back();
+    numbers_.pop_back();
+    --gaps_;
+  }
+  if (gaps_ > kFewest && gaps_ * 2 > ids_.size()) CloseGaps();
+  if (ids_.capacity() > kFewest && ids_.size() * 8 < ids_.capacity()) {
+    GiveRoomBack(ids_);
+    GiveRoomBack(numbers_);
+  }
+}
+
+void IdRoll::CloseGaps() noexcept {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < ids_.size(); ++i) {
+    if (IsGap(ids_[i])) continue;
+    ids_[kept] = ids_[i];
+    numbers_[kept] = numbers_[i];
+    ++kept;
+  }
+  ids_.resize(kept);
+  numbers_.resize(kept);
+  gaps_ = 0;
+}
+
+void IdRoll::CopyTo(KtObjId* room) const noexcept {
+  if (gaps_ == 0) {
+    if (!ids_.empty()) std::memcpy(room, ids_.data(), ids_.size() * sizeof(KtObjId));
+    return;
+  }
+  std::copy_if(ids_.begin(), ids_.end(), room, [](const KtObjId& id) { return !IsGap(id); });
+}
+
+void IdRoll::AppendTo(std::vector<Entry>& out) const {
+  out.reserve(out.size() + size());
+  for (std::size_t i = 0; i < ids_.size(); ++i) {
+    if (!IsGap(ids_[i])) out.push_back({numbers_[i], ids_[i]});
+  }
+}
+
+}  // namespace kt::bus
