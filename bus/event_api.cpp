@@ -52,7 +52,8 @@ KtStatus RaiseEvent(Database& database, std::string_view raiser, const char* nam
     observation.what = KTBUS_OBSERVED_EVENT;
     observation.name = name;
     observation.provider = raiser;
-    observation.properties = properties == nullptr ? std::make_shared<const PropertyMap>() : properties;
+    observation.properties =
+        properties == nullptr ? std::make_shared<const PropertyMap>() : properties;
   }
   database.subscriptions().Raise(KTBUS_NOTICE_EVENT, name, std::move(properties),
                                  database.observers(), observed ? &observation : nullptr);
