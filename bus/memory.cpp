@@ -18,19 +18,6 @@
 namespace kt::bus {
 namespace {
 
-KT_IN_PLACE bool GuardIsWhole(const BlockInfo& info) noexcept {
-  const auto* const guard = static_cast<const std::byte*>(info.block) + info.size;
-  return std::memcmp(guard, kWholeGuard.data(), kGuardSize) == 0;
-}
-
-KT_SELDOM void ReportOverrun(const BlockInfo& info) noexcept {
-  info.account->CountOverrun(info.kind);
-  WriteTrace(kTraceError,
-             "ktbus3: %llu bytes at %p (%s), handed out to %s, were written past their end",
-             static_cast<unsigned long long>(info.size), info.block, KindText(info.kind),
-             NameInTrace(*info.account));
-}
-
 constexpr std::size_t kShards = 64;
 
 struct Shard {
@@ -43,12 +30,6 @@ Shard& ShardOf(const void* block) {
   static std::array<Shard, kShards>& shards = *new std::array<Shard, kShards>;
   const std::uint64_t number = std::bit_cast<std::uintptr_t>(block) >> 4U;
   return shards[static_cast<std::size_t>((number * 0x9E3779B97F4A7C15U) >> 58U)];
-}
-
-KT_IN_PLACE void ReleaseSmall(const BlockInfo& info) noexcept {
-  if (!GuardIsWhole(info)) ReportOverrun(info);
-  info.account->Return(info.kind);
-  small_blocks::Release(info.block);
 }
 
 // Finds a block in the table and takes it out.
@@ -64,6 +45,14 @@ KT_SELDOM std::optional<BlockInfo> ClaimElsewhere(const void* block,
 }
 
 }  // namespace
+
+void ReportOverrun(const BlockInfo& info) noexcept {
+  info.account->CountOverrun(info.kind);
+  WriteTrace(kTraceError,
+             "ktbus3: %llu bytes at %p (%s), handed out to %s, were written past their end",
+             static_cast<unsigned long long>(info.size), info.block, KindText(info.kind),
+             NameInTrace(*info.account));
+}
 
 void* AllocateElsewhere(std::size_t size, std::size_t room, Kind kind, Account& account) noexcept {
   void* const block = ::operator new(std::max<std::size_t>(room, 1), std::nothrow);

@@ -49,6 +49,14 @@ inline void SetGuard(void* block, std::size_t size) noexcept {
   std::memcpy(static_cast<std::byte*>(block) + size, kWholeGuard.data(), kGuardSize);
 }
 
+inline bool GuardIsWhole(const BlockInfo& info) noexcept {
+  const auto* const guard = static_cast<const std::byte*>(info.block) + info.size;
+  return std::memcmp(guard, kWholeGuard.data(), kGuardSize) == 0;
+}
+
+// Counts and traces a block that was written past its end.
+void ReportOverrun(const BlockInfo& info) noexcept;
+
 // ---- Blocks ----------------------------------------------------------------------------------
 
 // A block of that size with room for its guard that is no small one, or for which there is no slab.
@@ -76,6 +84,13 @@ char* AllocateText(std::string_view text, Account& account) noexcept;
 // memory readable; the claimed block is then released. Nothing, when the pointer is no such block.
 std::optional<BlockInfo> ClaimBlock(const void* block, std::optional<Kind> kind) noexcept;
 void ReleaseClaimed(const BlockInfo& info) noexcept;
+
+// The second step for a block that small_blocks::Claim() has claimed.
+inline void ReleaseSmall(const BlockInfo& info) noexcept {
+  if (!GuardIsWhole(info)) ReportOverrun(info);
+  info.account->Return(info.kind);
+  small_blocks::Release(info.block);
+}
 
 // The kind of a live block; nothing when the pointer is none.
 std::optional<Kind> KindOfBlock(const void* block) noexcept;

@@ -34,32 +34,6 @@ class MadeSets {
   std::vector<KtPropset> handles_;
 };
 
-// The handles in a record that comes back. Its holder may have changed it, so a list is only
-// followed where it lies inside the block.
-void DestroyCarriedSets(const cuvo_property& record, const BlockInfo& block) noexcept {
-  const TypeLayout& layout = FindLayout(record.type);
-  if (record.type == TYPE_PROPSET) {
-    DestroyPropset(static_cast<KtPropset>(record.value));
-    return;
-  }
-  if (layout.shape != Shape::kSet && layout.shape != Shape::kFormatMessage) return;
-  const std::size_t count = (record.type & kListBit) != 0 ? record.length : 1;
-  const auto begin = std::bit_cast<std::uintptr_t>(block.block);
-  const auto list = std::bit_cast<std::uintptr_t>(record.value);
-  if (list < begin || list - begin > block.size) return;
-  if (count > (block.size - (list - begin)) / layout.width) return;
-  for (std::size_t i = 0; i < count; ++i) {
-    const auto* const element = static_cast<const std::byte*>(record.value) + i * layout.width;
-    KtPropset handle = nullptr;
-    if (layout.shape == Shape::kSet) {
-      std::memcpy(&handle, element, sizeof(handle));
-    } else {
-      std::memcpy(&handle, element + offsetof(KtI18NFormatString, insertions), sizeof(handle));
-    }
-    if (handle != nullptr) DestroyPropset(handle);
-  }
-}
-
 void FillLinks(const PropertyImage& property, std::byte* record, Account& account) {
   MadeSets made(account);
   VisitLinks(
@@ -89,7 +63,32 @@ cuvo_property* MakeLinkedRecord(const PropertyImage& property, Account& account)
   return std::bit_cast<cuvo_property*>(block);
 }
 
-bool FreeRecord(cuvo_property* record) noexcept {
+// Its holder may have changed the record, so a list is only followed where it lies inside the block.
+void DestroyCarriedSets(const cuvo_property& record, const BlockInfo& block) noexcept {
+  const TypeLayout& layout = FindLayout(record.type);
+  if (record.type == TYPE_PROPSET) {
+    DestroyPropset(static_cast<KtPropset>(record.value));
+    return;
+  }
+  if (layout.shape != Shape::kSet && layout.shape != Shape::kFormatMessage) return;
+  const std::size_t count = (record.type & kListBit) != 0 ? record.length : 1;
+  const auto begin = std::bit_cast<std::uintptr_t>(block.block);
+  const auto list = std::bit_cast<std::uintptr_t>(record.value);
+  if (list < begin || list - begin > block.size) return;
+  if (count > (block.size - (list - begin)) / layout.width) return;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto* const element = static_cast<const std::byte*>(record.value) + i * layout.width;
+    KtPropset handle = nullptr;
+    if (layout.shape == Shape::kSet) {
+      std::memcpy(&handle, element, sizeof(handle));
+    } else {
+      std::memcpy(&handle, element + offsetof(KtI18NFormatString, insertions), sizeof(handle));
+    }
+    if (handle != nullptr) DestroyPropset(handle);
+  }
+}
+
+bool FreeLargeRecord(cuvo_property* record) noexcept {
   const auto block = ClaimBlock(record, Kind::kRecord);
   if (!block) return false;
   if (!IsPlain(record->type)) DestroyCarriedSets(*record, *block);

@@ -34,8 +34,18 @@ inline cuvo_property* MakeRecord(const PropertyImage& property, Account& account
   return record;
 }
 
+// What FreeRecord() does for a record that is no small block, and for the sets that one carries.
+bool FreeLargeRecord(cuvo_property* record) noexcept;
+void DestroyCarriedSets(const cuvo_property& record, const BlockInfo& block) noexcept;
+
 // Releases a record and the property sets that it carries; false, and nothing happens, when the
 // pointer is no record of the framework's.
-bool FreeRecord(cuvo_property* record) noexcept;
+inline bool FreeRecord(cuvo_property* record) noexcept {
+  const auto small = small_blocks::Claim(record, Kind::kRecord);
+  if (!small) return FreeLargeRecord(record);
+  if (!IsPlain(record->type)) DestroyCarriedSets(*record, *small);
+  ReleaseSmall(*small);
+  return true;
+}
 
 }  // namespace kt::bus
