@@ -34,8 +34,8 @@ void* DenseBlocks::Allocate() {
 
 void DenseBlocks::Free(void* block) noexcept {
   const Guard guard(locked_);
-  const auto address = reinterpret_cast<std::uintptr_t>(block);
-  auto* const chunk = reinterpret_cast<Chunk*>(address & ~std::uintptr_t{kChunk - 1});
+  const std::size_t offset = reinterpret_cast<std::uintptr_t>(block) & (kChunk - 1);
+  auto* const chunk = reinterpret_cast<Chunk*>(static_cast<std::byte*>(block) - offset);
   if (chunk->free == nullptr) Link(chunk);
   chunk->free = new (block) FreeBlock{chunk->free};
   if (--chunk->taken != 0) return;
