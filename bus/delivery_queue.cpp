@@ -82,26 +82,17 @@ void DeliveryQueue::Run() {
 
 // Counts the former notice, if there was one, and takes the next. False when the queue has ended.
 bool DeliveryQueue::Next(Notice& notice, std::optional<bool> former) {
-  for (int yields = 0;; ++yields) {
-    {
-      const MutexGuard guard(lock_);
-      if (former) CountLocked(*std::exchange(former, std::nullopt));
-      if (yields >= kYields) {
-        if (!promised_) waiting_.Shrink();
-        while (waiting_.empty() && !stopped_) {
-          asleep_ = true;
-          pushed_signal_.wait(lock_);
-        }
-        asleep_ = false;
-      }
-      if (stopped_) return false;
-      if (!waiting_.empty()) {
-        notice = waiting_.Take();
-        return true;
-      }
-    }
-    std::this_thread::yield();
+  const MutexGuard guard(lock_);
+  if (former) CountLocked(*former);
+  if (!promised_) waiting_.Shrink();
+  while (waiting_.empty() && !stopped_) {
+    asleep_ = true;
+    pushed_signal_.wait(lock_);
   }
+  asleep_ = false;
+  if (stopped_) return false;
+  notice = waiting_.Take();
+  return true;
 }
 
 // Those who wait are woken when what they wait for is there, not with each notice.

@@ -53,9 +53,6 @@ class DeliveryQueue {
   [[nodiscard]] std::uint64_t Delivered() const KT_EXCLUDES(lock_);
 
  private:
-  // How often the thread lets others run before it sleeps: whoever raises is seldom done with one,
-  // and a thread that is awake costs it no call of the system.
-  static constexpr int kYields = 3;
   static constexpr std::uint64_t kNobody = ~std::uint64_t{0};
 
   void Run() KT_EXCLUDES(lock_);
