@@ -63,7 +63,8 @@ cuvo_property* MakeLinkedRecord(const PropertyImage& property, Account& account)
   return std::bit_cast<cuvo_property*>(block);
 }
 
-// Its holder may have changed the record, so a list is only followed where it lies inside the block.
+// Its holder may have changed the record, so a list is only followed where it lies inside the
+// block.
 void DestroyCarriedSets(const cuvo_property& record, const BlockInfo& block) noexcept {
   const TypeLayout& layout = FindLayout(record.type);
   if (record.type == TYPE_PROPSET) {
