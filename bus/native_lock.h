@@ -13,6 +13,8 @@
 #include "bus/quick_mutex.h"
 #endif
 
+#include "bus/recursive_mutex.h"
+
 namespace kt::bus {
 
 #ifdef _WIN32
@@ -34,26 +36,13 @@ class NativeSharedMutex {
 
 using NativeMutex = NativeSharedMutex;
 
-class NativeRecursiveMutex {
- public:
-  NativeRecursiveMutex() noexcept { InitializeCriticalSection(&section_); }
-  NativeRecursiveMutex(const NativeRecursiveMutex&) = delete;
-  NativeRecursiveMutex& operator=(const NativeRecursiveMutex&) = delete;
-  ~NativeRecursiveMutex() { DeleteCriticalSection(&section_); }
-
-  void lock() noexcept { EnterCriticalSection(&section_); }
-  void unlock() noexcept { LeaveCriticalSection(&section_); }
-
- private:
-  CRITICAL_SECTION section_;
-};
-
 #else
 
 using NativeMutex = QuickMutex;
 using NativeSharedMutex = std::shared_mutex;
-using NativeRecursiveMutex = QuickRecursiveMutex;
 
 #endif
+
+using NativeRecursiveMutex = RecursiveMutex<NativeMutex>;
 
 }  // namespace kt::bus

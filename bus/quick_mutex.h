@@ -1,5 +1,5 @@
 // A mutex of eight bytes that costs one atomic step to take and a plain store to give back, in the
-// place where it is used, as long as nobody else wants it; and a re-entrant one made of it.
+// place where it is used, as long as nobody else wants it.
 //
 // Every call of the framework takes one to three locks and holds each for a few steps. What the C
 // library offers has more to look at (kinds of mutexes, owners that have died) and is called
@@ -11,18 +11,13 @@
 // look and the store is not woken, which an atomic step would rule out, at twice the price for all
 // the others. It wakes by itself after a millisecond.
 //
-// Threads: everything from any thread. Neither is fair. A thread touches nothing of the mutex once
-//          it has given it back: the next one may destroy it.
-// Failure: nothing throws, nothing allocates. Giving back a QuickMutex that is not taken is an
-// error
-//          of the caller; QuickRecursiveMutex ignores a thread that does not hold it.
+// Threads: everything from any thread. Not fair. A thread touches nothing of the mutex once it has
+//          given it back: the next one may destroy it.
+// Failure: nothing throws, nothing allocates. Giving back what is not taken is a caller's error.
 #pragma once
 
 #include <atomic>
-#include <bit>
 #include <cstdint>
-
-#include "bus/thread_local.h"
 
 namespace kt::bus {
 
@@ -47,38 +42,6 @@ class QuickMutex {
 
   std::atomic<std::uint32_t> taken_{0};
   std::atomic<std::uint32_t> sleepers_{0};
-};
-
-class QuickRecursiveMutex {
- public:
-  QuickRecursiveMutex() = default;
-  QuickRecursiveMutex(const QuickRecursiveMutex&) = delete;
-  QuickRecursiveMutex& operator=(const QuickRecursiveMutex&) = delete;
-
-  void lock() noexcept {
-    const std::uintptr_t self = ThisThread();
-    if (owner_.load(std::memory_order_relaxed) != self) {
-      mutex_.lock();
-      owner_.store(self, std::memory_order_relaxed);
-    }
-    ++depth_;
-  }
-  void unlock() noexcept {
-    if (owner_.load(std::memory_order_relaxed) != ThisThread() || --depth_ != 0) return;
-    owner_.store(0, std::memory_order_relaxed);
-    mutex_.unlock();
-  }
-
- private:
-  // No other thread has a variable there.
-  static std::uintptr_t ThisThread() noexcept {
-    static constinit thread_local char place KT_FOUND_BY_LOADS = 0;
-    return std::bit_cast<std::uintptr_t>(&place);
-  }
-
-  QuickMutex mutex_;
-  std::uint32_t depth_ = 0;               // the owner's
-  std::atomic<std::uintptr_t> owner_{0};  // nothing stands at 0
 };
 
 }  // namespace kt::bus
