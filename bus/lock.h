@@ -1,11 +1,9 @@
 // The framework's own locks, known to clang's thread-safety analysis.
 //
 // Order, outer before inner; a lock is never taken while one to the right of it is held:
-//   database's providers -> events -> family -> types -> a type's objects -> objects -> property
-//   set
-//   -> handle table
-//   -> memory registry -> observers. Provider functions, visitors, observers and trace call-backs
-//   run under none of them.
+//   database's providers -> events -> family -> types -> a type's objects -> objects ->
+//   property set -> handle table -> memory registry -> observers
+// Provider functions, visitors, observers and trace call-backs run under none of them.
 #pragma once
 
 #include "bus/native_lock.h"

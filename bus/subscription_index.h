@@ -12,9 +12,8 @@
 //
 // Threads:   none of its own; guarded by whoever holds it.
 // Ownership: keeps what is in it alive.
-// Failure:   Add() throws std::bad_alloc with nothing changed, AppendMatching() with lists left
-// out;
-//            Remove() needs no memory.
+// Failure:   Add() throws std::bad_alloc with nothing changed, and AppendMatching() with lists left
+//            out. Remove() needs no memory.
 #pragma once
 
 #include <cstddef>
