@@ -1,7 +1,7 @@
 // The lock of a slot: four bytes, taken in one atomic step and given back by one plain store. A
 // slot is locked by every call on a property set, while two threads hardly ever want the same set
 // at once; QuickMutex (bus/quick_mutex.h), which looks for sleepers when it is given back, would
-// make those calls 1 to 1.5 percent longer and take four bytes more, which a slot has no room for.
+// make those calls 1 to 1.5 percent longer and take four bytes more.
 //
 // The price is paid by who waits: nobody wakes it. It looks again for a while, then lets other
 // threads run, then sleeps a little longer each time, a millisecond at most.
