@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <thread>
 #include <vector>
 
@@ -127,33 +129,36 @@ TEST(EnteringCallTest, ACallInACallThatWasHandedOverIsWaitedForAndNotTheOuterOne
   caller.join();
 }
 
-// More of them than places: some share the chain, and a call of theirs may stand in either.
-TEST(EnteringCallTest, CallsOfManyThreadsAtOnceAreAllWaitedForUntilTheyAreHandedOver) {
+// More threads than places: those that come late share the chain, and are the last to hand over.
+TEST(EnteringCallTest, CallsOfManyThreadsAreWaitedForUntilTheLastOneIsHandedOver) {
   constexpr int kThreads = 100;
-  std::atomic<int> in{0};
-  std::atomic<int> handed_over{0};
+  constexpr std::chrono::milliseconds kOneLook{0};
+  std::array<support::Gate, kThreads> hand_over;
   support::Gate waited;
+  std::atomic<int> entered{0};
+  std::atomic<int> handed_over{0};
   std::vector<std::thread> threads;
-  for (int number = 0; number < kThreads; ++number) {
+  for (support::Gate& my_turn : hand_over) {
     threads.emplace_back([&] {
-      const EnteringCall call(Until::kHandedOver);
-      ++in;
-      support::YieldUntil([] { return EnteringCall::IsAwaited(); });
-      const EnteringCall nested(Until::kHandedOver);
+      const EnteringCall outer(Until::kHandedOver);
+      ++entered;
+      my_turn.Wait();
+      { const EnteringCall nested(Until::kReturned); }
       EnteringCall::HandOver();
-      { const EnteringCall short_one(Until::kReturned); }
       ++handed_over;
       waited.Wait();
     });
+    support::YieldUntil([&] { return entered == static_cast<int>(threads.size()); });
   }
-  support::YieldUntil([&] { return in == kThreads; });
-  // Each thread's outer call is still to be handed over: nobody has done so.
-  EXPECT_FALSE(EnteringCall::WaitForOthers(std::chrono::milliseconds(20)));
-  support::YieldUntil([&] { return handed_over == kThreads; });
-  EXPECT_FALSE(EnteringCall::WaitForOthers(std::chrono::milliseconds(1)));
+  for (int number = 0; number < kThreads; ++number) {
+    EXPECT_FALSE(EnteringCall::WaitForOthers(kOneLook)) << number << " are handed over";
+    hand_over[static_cast<std::size_t>(number)].Open();
+    support::YieldUntil([&] { return handed_over == number + 1; });
+  }
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kOneLook));
   waited.Open();
   for (std::thread& thread : threads) thread.join();
-  EXPECT_TRUE(EnteringCall::WaitForOthers(kForEver));
+  EXPECT_TRUE(EnteringCall::WaitForOthers(kOneLook));
 }
 
 TEST(EnteringCallTest, HandingOverTouchesNoCallOfAnotherThread) {
