@@ -73,6 +73,11 @@ class PropertyMap {
   // How many bytes the properties take, their names and the sets inside them included.
   [[nodiscard]] std::size_t content_bytes() const noexcept;
 
+  // How many bytes the block has, its gaps and what is free in it included.
+  [[nodiscard]] std::size_t capacity() const noexcept {
+    return block_ == nullptr ? 0 : block_->capacity;
+  }
+
   // The same properties in the same order.
   bool operator==(const PropertyMap& other) const;
 
