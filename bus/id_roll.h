@@ -9,6 +9,7 @@
 // Failure: MakeRoom() throws std::bad_alloc and changes nothing then; nothing else throws.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -25,6 +26,11 @@ class IdRoll {
   };
 
   [[nodiscard]] std::size_t size() const noexcept { return ids_.size() - gaps_; }
+
+  // How many ids there is memory for, gaps included.
+  [[nodiscard]] std::size_t capacity() const noexcept {
+    return std::max(ids_.capacity(), numbers_.capacity());
+  }
 
   // So that the next Append() has room.
   void MakeRoom();

@@ -90,8 +90,10 @@ TEST_F(IdRollTest, LosesTheOldestFirstAndTheNewestFirstAsWell) {
 
 TEST_F(IdRollTest, HasNoRoomLeftForManyThatAreGone) {
   for (std::uint64_t i = 0; i < 1'000; ++i) Add(i);
+  EXPECT_GE(roll_.capacity(), 1'000U);
   for (std::uint64_t i = 0; i < 990; ++i) Remove(i);
   EXPECT_LE(roll_.NextPlace(), 40U) << "gaps are closed";
+  EXPECT_LE(roll_.capacity(), 8 * roll_.NextPlace());
   ExpectAll();
 }
 
