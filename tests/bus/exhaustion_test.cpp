@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 #include "bus/bus_test.h"
 #include "bus/small_blocks.h"
@@ -56,6 +57,20 @@ class ExhaustionTest : public BusTest {
     EXPECT_GT(StarveIfItCan(call), 0) << "it asked for no memory";
   }
 
+  // Makes sets until one more needs memory: there is room left of those that were destroyed.
+  static std::vector<KtPropset> SetsThatThereIsRoomFor() {
+    std::vector<KtPropset> sets;
+    for (;;) {
+      KtPropset set = nullptr;
+      {
+        const support::FailAllocation failure(0);
+        if (PsCreatePropset(&set) != kOk) break;
+      }
+      sets.push_back(set);
+    }
+    return sets;
+  }
+
  private:
   const support::RefuseAligned no_slabs_;
 };
@@ -99,6 +114,7 @@ TEST_F(ExhaustionTest, DetachingAProviderNeedsNoMemory) {
 }
 
 TEST_F(ExhaustionTest, MakingPropertySetsLeavesNone) {
+  const std::vector<KtPropset> sets = SetsThatThereIsRoomFor();
   KtPropset set = nullptr;
   KtPropset copy = nullptr;
   Starve([&] { return PsCreatePropset(&set); });
@@ -107,6 +123,7 @@ TEST_F(ExhaustionTest, MakingPropertySetsLeavesNone) {
   EXPECT_EQ(TextOf(Find(copy, "name")), "a text that is too long to stand in a string itself");
   PsDestroyPropset(set);
   PsDestroyPropset(copy);
+  for (const KtPropset each : sets) EXPECT_EQ(PsDestroyPropset(each), kOk);
 }
 
 TEST_F(ExhaustionTest, AddingAPropertyLeavesTheSetAsItWas) {
@@ -331,11 +348,13 @@ TEST_F(ExhaustionTest, SendingAControlAsksTheProviderOnceOrNotAtAll) {
     ++asked;
     return kOk;
   };
+  const std::vector<KtPropset> sets = SetsThatThereIsRoomFor();
   KtStatus answer = 0;
-  StarveIfItCan([&] {
+  Starve([&] {  // for the empty sets that the provider gets in place of null
     return KtBusSendControl(database(), &object, &kInterfaceA, 0, 1, nullptr, nullptr, &answer);
   });
   EXPECT_EQ(asked, 1);
+  for (const KtPropset set : sets) EXPECT_EQ(PsDestroyPropset(set), kOk);
 }
 
 TEST_F(ExhaustionTest, ANoticeThatCannotBeHandedOverIsLostAndTraced) {
