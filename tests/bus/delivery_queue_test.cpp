@@ -5,7 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
 #include <mutex>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace kt::bus {
@@ -17,10 +22,8 @@ Notice Numbered(std::uint64_t number) {
   return notice;
 }
 
-constexpr auto kLong = std::chrono::minutes(10);
-
-std::chrono::steady_clock::time_point Soon() {
-  return std::chrono::steady_clock::now() + kLong;
+std::chrono::steady_clock::time_point InALongTime() {
+  return std::chrono::steady_clock::now() + std::chrono::minutes(10);
 }
 
 TEST(NoticeRing, KeepsTheOrderWhileItGrowsAndTurns) {
@@ -92,10 +95,10 @@ TEST(DeliveryQueue, DeliversInOrderWhetherTheThreadIsAwakeOrNot) {
     queue.Push(Numbered(i));
     // Bursts of all lengths, and the thread idle between some of them.
     if (i % 7 == 0) {
-      ASSERT_TRUE(queue.WaitFor(queue.Pushed(), Soon()));
+      ASSERT_TRUE(queue.WaitFor(queue.Pushed(), InALongTime()));
     }
   }
-  ASSERT_TRUE(queue.WaitFor(300, Soon()));
+  ASSERT_TRUE(queue.WaitFor(300, InALongTime()));
   EXPECT_EQ(receiver.Seen(), pushed);
   EXPECT_EQ(queue.Delivered(), 150U);
   EXPECT_EQ(queue.Waiting(), 0U);
@@ -110,9 +113,9 @@ TEST(DeliveryQueue, LetsEachWhoWaitsGoWhenTheirOwnNoticeIsDone) {
   });
   std::atomic<bool> all{false};
   for (std::uint64_t i = 1; i <= 3; ++i) queue.Push(Numbered(i));
-  std::thread last([&] { all = queue.WaitFor(3, Soon()); });
-  EXPECT_TRUE(queue.WaitFor(1, Soon()));
-  EXPECT_TRUE(queue.WaitFor(2, Soon()));
+  std::thread last([&] { all = queue.WaitFor(3, InALongTime()); });
+  EXPECT_TRUE(queue.WaitFor(1, InALongTime()));
+  EXPECT_TRUE(queue.WaitFor(2, InALongTime()));
   EXPECT_FALSE(queue.WaitFor(3, std::chrono::steady_clock::now()));
   EXPECT_FALSE(all);
   EXPECT_EQ(queue.Waiting(), 1U);
@@ -143,7 +146,7 @@ TEST(DeliveryQueue, DropsWhatWaitsWhenItEndsAndTakesNothingMore) {
   EXPECT_EQ(delivered, 1);
   EXPECT_EQ(queue.Delivered(), 1U);
   EXPECT_EQ(queue.Waiting(), 0U);
-  EXPECT_TRUE(queue.WaitFor(5, Soon()));
+  EXPECT_TRUE(queue.WaitFor(5, InALongTime()));
 }
 
 }  // namespace
