@@ -159,23 +159,6 @@ TEST_F(ObjectPropertyTest, ATypeObjectHasPropertiesAsWell) {
   EXPECT_THAT(Names(), testing::ElementsAre("a"));
 }
 
-TEST_F(ObjectPropertyTest, ListsKeepTheOrderWhenManyAreDeleted) {
-  std::vector<KtObjId> disks;
-  std::vector<KtObjId> all;
-  for (int i = 0; i < 600; ++i) {
-    const bool disk = i % 3 != 0;
-    const KtObjId id = NewObject(disk ? "qelm_ktvm_disk" : "qelm_ktvm_volume");
-    if (i % 7 != 0 && i < 500) {
-      ASSERT_EQ(ObDeleteObject(database(), &id), kOk);
-      continue;
-    }
-    all.push_back(id);
-    if (disk) disks.push_back(id);
-  }
-  EXPECT_TRUE(SameIds(ObjectsOf("qelm_ktvm_disk"), disks));
-  EXPECT_TRUE(SameIds(ObjectsOf("qelm_ktvm"), all));
-}
-
 TEST_F(ObjectPropertyTest, ManyThreadsReadAndChangeOneObject) {
   std::vector<std::thread> threads;
   for (int t = 0; t < 6; ++t) {

@@ -148,6 +148,23 @@ TEST_F(ObjectTest, LeavesTheListsWhenItIsDeleted) {
   EXPECT_TRUE(SameIds(ObjectsOf("qelm_ktvm"), {second}));
 }
 
+TEST_F(ObjectTest, ListsKeepTheOrderWhenManyAreDeleted) {
+  std::vector<KtObjId> disks;
+  std::vector<KtObjId> all;
+  for (int i = 0; i < 600; ++i) {
+    const bool disk = i % 3 != 0;
+    const KtObjId id = NewObject(disk ? "qelm_ktvm_disk" : "qelm_ktvm_volume");
+    if (i % 7 != 0 && i < 500) {
+      ASSERT_EQ(ObDeleteObject(database(), &id), kOk);
+      continue;
+    }
+    all.push_back(id);
+    if (disk) disks.push_back(id);
+  }
+  EXPECT_TRUE(SameIds(ObjectsOf("qelm_ktvm_disk"), disks));
+  EXPECT_TRUE(SameIds(ObjectsOf("qelm_ktvm"), all));
+}
+
 TEST_F(ObjectTest, IdsAreDistinctVersion4Guids) {
   std::set<std::string> seen;
   for (int i = 0; i < 5000; ++i) {
