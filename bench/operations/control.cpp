@@ -125,7 +125,7 @@ const bool entered = Add<Control>("control/10000/kt", kCounted, 10'000U) &&
                      Add<SnprintfControl>("control/10000/snprintf", {}, 10'000U) &&
                      Add<Control>("control/100/kt", kCounted, 100U) &&
                      Add<Floor>("control/100/floor", {}, 100U) &&
-                     Add<Control>("control/100000/kt", {}, 100'000U) &&
+                     Add<Control>("control/100000/kt", kCounted, 100'000U) &&
                      Add<Floor>("control/100000/floor", {}, 100'000U) &&
                      Add<ControlOfAnyObject>("control/10000/any-object", kCounted, 10'000U) &&
                      Add<TracedControl>("control/10000/traced", kCounted, 10'000U);

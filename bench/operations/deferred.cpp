@@ -3,13 +3,13 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
-#include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <vector>
 
 #include "base/module.h"
 #include "bench/support/operation.h"
+#include "bench/support/timing.h"
 #include "dispatch/activity_scope.h"
 #include "ktbus3/ktbus3_host.h"
 #include "lifetime/custom_object_container.h"
@@ -21,10 +21,10 @@ namespace {
 constexpr std::size_t kWrappers = 64;
 constexpr const char* kType = "qelm_ktvm_disk";
 
-using Watch = std::chrono::steady_clock;
-double SecondsSince(Watch::time_point start) {
-  return std::chrono::duration<double>(Watch::now() - start).count();
-}
+constexpr std::array kNameText{std::to_array(KT_W("wrapper"))};
+// What a wrapper's SetName() leaves on the bus.
+const cuvo_property kName{
+    "Name", TYPE_WSTR, 0, sizeof(kNameText), 0, const_cast<KtWchar*>(kNameText.data())};
 
 // A provider's own wrapper, which says that it has gone.
 class Wrapper : public CKtObject {
@@ -91,17 +91,17 @@ class Deferred {
     for (CKtObject*& wrapper : wrappers) {
       auto made = std::make_unique<Wrapper>(alive_);
       made->Create(kType, 0);
-      made->SetName(KT_W("wrapper"));  // without a name the object stays
+      made->SetName(kNameText.data());  // without a name the object stays
       wrapper = made.get();
       container.Add(std::move(made));
     }
-    const auto start = Watch::now();
+    const Timing timing;
     {
       const CKtActivityScope scope;
       for (CKtObject* const wrapper : wrappers) wrapper->LazyDelete();
       seen_ = alive_;
     }
-    return SecondsSince(start);
+    return timing.Seconds();
   }
 
  private:
@@ -110,6 +110,7 @@ class Deferred {
   std::uint32_t level_ = 0;
 };
 
+// The same objects without wrappers: with a name each, and nothing else.
 class BusAlone {
  public:
   static constexpr std::size_t kBatch = kWrappers;
@@ -122,13 +123,16 @@ class BusAlone {
   double RunTimed() {
     std::array<KtObjId, kWrappers> ids{};
     for (KtObjId& id : ids) {
-      ObCreateObject(kt::DatabaseHandle(), kt::ProviderHandle(), kType, &id);
+      if (ObCreateObject(kt::DatabaseHandle(), kt::ProviderHandle(), kType, &id) != 0 ||
+          ObSetProperty(kt::DatabaseHandle(), &id, &kName) != 0) {
+        ++failures_;
+      }
     }
-    const auto start = Watch::now();
+    const Timing timing;
     for (const KtObjId& id : ids) {
       if (ObDeleteObject(kt::DatabaseHandle(), &id) != 0) ++failures_;
     }
-    return SecondsSince(start);
+    return timing.Seconds();
   }
 
  private:
@@ -145,19 +149,19 @@ class Floor {
     return alive_ == 0;
   }
   double RunTimed() {
-    const auto start = Watch::now();
+    const Timing timing;
     std::array<std::unique_ptr<Wrapper>, kWrappers> things{};
     for (auto& thing : things) thing = std::make_unique<Wrapper>(alive_);
     benchmark::DoNotOptimize(things.data());
     for (auto& thing : things) thing.reset();
-    return SecondsSince(start);
+    return timing.Seconds();
   }
 
  private:
   std::size_t alive_ = 0;
 };
 
-const bool entered = Add<Deferred>("deferred/64/kt", {}) &&
+const bool entered = Add<Deferred>("deferred/64/kt", kCounted) &&
                      Add<BusAlone>("deferred/64/bus-alone", {}) &&
                      Add<Floor>("deferred/64/floor", {});
 

@@ -13,6 +13,7 @@
 #include "bench/module/words.h"
 #include "bench/operations/control.h"
 #include "bench/operations/subscription_names.h"
+#include "bench/support/heap.h"
 #include "bench/support/loaded_module.h"
 #include "bench/support/operation.h"
 #include "ktbus3/ktbus3_host.h"
@@ -69,36 +70,31 @@ class ModuleNotice {
   std::uint32_t level_ = 0;
 };
 
-// A provider without the toolkit, so that what is measured is the bus: its matching, its queue and
-// its thread. Notices are raised in a row, as a burst of changes does.
-class RaisedNotice {
- public:
-  static constexpr std::size_t kBatch = 256;
+// Notices that a BusListener got.
+std::atomic<std::uint64_t> notices{0};
 
-  RaisedNotice(std::uint32_t subscriptions, bool warm) : names_(warm) {
+// A provider without the toolkit, so that what is measured is the bus: its matching, its queue and
+// its thread.
+class BusListener {
+ public:
+  explicit BusListener(std::uint32_t subscriptions) {
     KtProviderTable table{};
     table.ChangeNotify = &OnNotice;
     Require(KtBusOpenDatabase(&database_));
     Require(KtBusAttachProvider(database_, "listener", &table, nullptr, &provider_));
     for (const std::string& name : SubscriptionNames(subscriptions)) Subscribe(name);
   }
-  ~RaisedNotice() {
+  ~BusListener() {
     for (const KtCookie cookie : cookies_) EvUnregisterEvent(database_, cookie);
     KtBusDetachProvider(provider_);
     KtBusCloseDatabase(database_);
   }
-  RaisedNotice(const RaisedNotice&) = delete;
-  RaisedNotice& operator=(const RaisedNotice&) = delete;
+  BusListener(const BusListener&) = delete;
+  BusListener& operator=(const BusListener&) = delete;
 
-  bool Works() {
-    const std::uint64_t before = notices.load();
-    Run();
-    return notices.load() == before + kBatch;
-  }
-  void Run() {
-    for (std::size_t i = 0; i < kBatch; ++i) KtBusRaiseEvent(database_, names_.Next(), nullptr);
-    KtBusWaitForDelivery(database_, 60'000);
-  }
+  void Raise(const char* name) { KtBusRaiseEvent(database_, name, nullptr); }
+  // Until all that was raised is delivered.
+  void Wait() { KtBusWaitForDelivery(database_, 60'000); }
 
  private:
   static KtStatus OnNotice(std::uint64_t /*a*/, std::uint64_t /*b*/, std::uint64_t /*c*/,
@@ -114,14 +110,56 @@ class RaisedNotice {
     Require(EvRegisterEvent(database_, provider_, name.c_str(), &cookies_.back()));
   }
 
-  static std::atomic<std::uint64_t> notices;
-
-  Names names_;
   KtDatabase database_ = nullptr;
   KtProvider provider_ = nullptr;
   std::vector<KtCookie> cookies_;
 };
-std::atomic<std::uint64_t> RaisedNotice::notices{0};
+
+// Notices raised in a row, as a burst of changes does.
+class RaisedNotice {
+ public:
+  static constexpr std::size_t kBatch = 256;
+
+  RaisedNotice(std::uint32_t subscriptions, bool warm) : listener_(subscriptions), names_(warm) {}
+
+  bool Works() {
+    const std::uint64_t before = notices.load();
+    Run();
+    return notices.load() == before + kBatch;
+  }
+  void Run() {
+    for (std::size_t i = 0; i < kBatch; ++i) listener_.Raise(names_.Next());
+    listener_.Wait();
+  }
+
+ private:
+  BusListener listener_;
+  Names names_;
+};
+
+// What never-seen names leave on the heap, with a listener that some of them match: names of 20 to
+// 2,000 bytes, a burst at a time, each delivered before the next.
+double MemoryLeftByNames() {
+  constexpr std::size_t kNames = 300'000;
+  constexpr std::size_t kBurst = 250;
+  BusListener listener(1'000);
+  listener.Raise(kWarmName);  // the thread, and what it needs of its own
+  listener.Wait();
+  const std::uint64_t before = notices.load();
+  const double heap = HeapInUse();
+  std::string name;
+  for (std::size_t i = 0; i < kNames; ++i) {
+    // One in four has a subscription.
+    name = i % 4 == 0 ? "bench.disk." : "bench.unknown.";
+    name += std::to_string(i);
+    name.append(i * 37 % 20 == 0 ? i * 7'919 % 2'000 : i * 7'919 % 200, 'n');
+    name += ".changed";
+    listener.Raise(name.c_str());
+    if ((i + 1) % kBurst == 0) listener.Wait();
+  }
+  if (notices.load() != before + kNames / 4) throw std::runtime_error("notices are missing");
+  return (HeapInUse() - heap) / (1'024.0 * 1'024.0);
+}
 
 // Exact names in a hash, and four virtual calls. It cannot do patterns: the name is in it.
 class Floor {
@@ -158,7 +196,8 @@ const bool entered = Add<ModuleNotice>("notice/1000/module-warm", kCounted, 1'00
                      Add<RaisedNotice>("notice/1000/raised-unseen", kRaised, 1'000U, false) &&
                      Add<RaisedNotice>("notice/10000/raised-warm", kRaised, 10'000U, true) &&
                      Add<RaisedNotice>("notice/10000/raised-unseen", kRaised, 10'000U, false) &&
-                     Add<Floor>("notice/1000/floor", {}, 1'000U);
+                     Add<Floor>("notice/1000/floor", {}, 1'000U) &&
+                     AddFigure("notice/memory/kt", &MemoryLeftByNames);
 
 }  // namespace
 }  // namespace kt::bench

@@ -1,9 +1,10 @@
-// Objects on the bus, a thousand to a million of them: read a property, set one, create and delete,
+// Objects on the bus, a thousand to a million of them: read a property, set one, delete and create,
 // list a type.
 #include <benchmark/benchmark.h>
 
 #include "bench/operations/object_work.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -66,7 +67,6 @@ class Bus {
   }
 
   static constexpr const char* kType = "qelm_ktvm_disk";
-  static constexpr const char* kOtherType = "qelm_ktvm_volume";
   KtDatabase database = nullptr;
   KtProvider provider = nullptr;
   std::vector<KtObjId> ids;
@@ -104,20 +104,22 @@ class Set {
 
 class CreateDelete {
  public:
-  explicit CreateDelete(std::uint32_t count) : bus_(Bus::With(count)) {}
+  explicit CreateDelete(std::uint32_t count) : bus_(Bus::With(count)), order_(count) {}
   bool Works() {
-    const KtObjId id = bus_.Create(Bus::kOtherType, 5);
-    if (bus_.Size(id) != 5) return false;
-    Bus::Require(ObDeleteObject(bus_.database, &id));
-    return ObDeleteObject(bus_.database, &id) == KTBUS_NO_OBJECT;
+    const KtObjId before = bus_.ids[3];
+    Replace(bus_.ids[3]);
+    return bus_.Size(bus_.ids[3]) == kNewSize &&
+           ObDeleteObject(bus_.database, &before) == KTBUS_NO_OBJECT;
   }
-  void Run() {
-    const KtObjId id = bus_.Create(Bus::kOtherType, 5);
-    ObDeleteObject(bus_.database, &id);
-  }
+  void Run() { Replace(bus_.ids[order_.Next()]); }
 
  private:
+  void Replace(KtObjId& id) {
+    Bus::Require(ObDeleteObject(bus_.database, &id));
+    id = bus_.Create(Bus::kType, kNewSize);
+  }
   Bus& bus_;
+  Order order_;
 };
 
 // Per object.
@@ -168,22 +170,29 @@ struct Plain {
     properties[kSizeName] = size;
     properties[kPathName] = std::string(kPathValue);
   }
+  std::uint64_t Size(const KtObjId& id) {
+    const Properties& properties = objects.find(id)->second;
+    return std::get<std::uint64_t>(properties.find(kSizeName)->second);
+  }
+  void SetSize(const KtObjId& id, std::uint64_t size) {
+    objects.find(id)->second[kSizeName] = size;
+  }
 
   std::vector<KtObjId> ids;
+  FreshIds fresh;
   std::unordered_map<KtObjId, Properties, IdHash, IdEqual> objects;
 };
 
 class FloorRead {
  public:
   explicit FloorRead(std::uint32_t count) : plain_(Plain::With(count)), order_(count) {}
-  bool Works() { return Get(0) < 1'000'000'000; }
-  void Run() { benchmark::DoNotOptimize(Get(order_.Next())); }
+  bool Works() {
+    plain_.SetSize(plain_.ids[7], 4'711);
+    return plain_.Size(plain_.ids[7]) == 4'711;
+  }
+  void Run() { benchmark::DoNotOptimize(plain_.Size(plain_.ids[order_.Next()])); }
 
  private:
-  std::uint64_t Get(std::size_t index) {
-    const Properties& properties = plain_.objects.find(plain_.ids[index])->second;
-    return std::get<std::uint64_t>(properties.find(kSizeName)->second);
-  }
   Plain& plain_;
   Order order_;
 };
@@ -191,8 +200,12 @@ class FloorRead {
 class FloorSet {
  public:
   explicit FloorSet(std::uint32_t count) : plain_(Plain::With(count)), order_(count) {}
-  bool Works() { return !plain_.objects.empty(); }
-  void Run() { plain_.objects.find(plain_.ids[order_.Next()])->second[kSizeName] = ++value_; }
+  bool Works() {
+    plain_.SetSize(plain_.ids[9], 1);
+    plain_.SetSize(plain_.ids[9], 2);
+    return plain_.Size(plain_.ids[9]) == 2;
+  }
+  void Run() { plain_.SetSize(plain_.ids[order_.Next()], ++value_); }
 
  private:
   Plain& plain_;
@@ -202,17 +215,48 @@ class FloorSet {
 
 class FloorCreateDelete {
  public:
-  explicit FloorCreateDelete(std::uint32_t count) : plain_(Plain::With(count)) {}
-  bool Works() { return !plain_.objects.empty(); }
-  void Run() {
-    const KtObjId id{{static_cast<std::uint32_t>(++number_), 1, 2, {}}};
-    plain_.Create(id, 5);
-    plain_.objects.erase(id);
+  explicit FloorCreateDelete(std::uint32_t count) : plain_(Plain::With(count)), order_(count) {}
+  bool Works() {
+    const KtObjId before = plain_.ids[3];
+    const std::size_t count = plain_.objects.size();
+    Replace(plain_.ids[3]);
+    return plain_.Size(plain_.ids[3]) == kNewSize && !plain_.objects.contains(before) &&
+           plain_.objects.size() == count;
   }
+  void Run() { Replace(plain_.ids[order_.Next()]); }
 
  private:
+  void Replace(KtObjId& id) {
+    plain_.objects.erase(id);
+    id = plain_.fresh.Next();
+    plain_.Create(id, kNewSize);
+  }
   Plain& plain_;
-  std::uint64_t number_ = 0;
+  Order order_;
+};
+
+// Walks the objects and copies their ids into an array of the caller's. Per object.
+template <std::uint32_t kCount>
+class FloorList {
+ public:
+  static constexpr std::size_t kBatch = kCount;
+  FloorList() : plain_(Plain::With(kCount)) {}
+  bool Works() {
+    const std::vector<KtObjId> list = Copy();
+    return list.size() == kCount && std::all_of(list.begin(), list.end(), [&](const KtObjId& id) {
+             return plain_.objects.contains(id);
+           });
+  }
+  void Run() { benchmark::DoNotOptimize(Copy().data()); }
+
+ private:
+  [[nodiscard]] std::vector<KtObjId> Copy() const {
+    std::vector<KtObjId> list;
+    list.reserve(plain_.objects.size());
+    for (const auto& [id, properties] : plain_.objects) list.push_back(id);
+    return list;
+  }
+  Plain& plain_;
 };
 
 template <std::uint32_t kCount>
@@ -226,6 +270,7 @@ void AddSize() {
   Add<CreateDelete>("objects-create/" + size + "/kt", kOurs, kCount);
   Add<FloorCreateDelete>("objects-create/" + size + "/floor", {}, kCount);
   Add<List<kCount>>("objects-list/" + size + "/kt", kOurs);
+  Add<FloorList<kCount>>("objects-list/" + size + "/floor", {});
 }
 
 const bool entered = [] {

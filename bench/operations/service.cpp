@@ -1,11 +1,10 @@
 // The service with both providers: start to ready, stop, memory at rest; and what an object with
 // two properties takes on the bus.
-#include <malloc.h>
-
 #include <chrono>
 #include <stdexcept>
 #include <thread>
 
+#include "bench/support/heap.h"
 #include "bench/support/operation.h"
 #include "bench/support/service_program.h"
 #include "ktbus3/ktbus3_host.h"
@@ -35,11 +34,6 @@ double AtRest() {
   const ServiceProgram service;
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   return service.ResidentBytes() / (1'024.0 * 1'024.0);
-}
-
-double HeapInUse() {
-  const struct mallinfo2 info = mallinfo2();
-  return static_cast<double>(info.uordblks + info.hblkhd);
 }
 
 double PerObject() {

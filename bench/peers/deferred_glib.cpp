@@ -3,9 +3,9 @@
 #include <glib.h>
 
 #include <array>
-#include <chrono>
 
 #include "bench/support/operation.h"
+#include "bench/support/timing.h"
 
 namespace kt::bench {
 namespace {
@@ -23,17 +23,16 @@ class AsyncQueue {
     return freed_ == kBatch && g_async_queue_length(queue_) == 0;
   }
   double RunTimed() {
-    using Watch = std::chrono::steady_clock;
     using Thing = std::array<std::uint64_t, 12>;
     std::array<Thing*, kBatch> things{};
     for (Thing*& thing : things) thing = new Thing();
-    const auto start = Watch::now();
+    const Timing timing;
     for (Thing* const thing : things) g_async_queue_push(queue_, thing);
     while (auto* const thing = static_cast<Thing*>(g_async_queue_try_pop(queue_))) {
       delete thing;
       ++freed_;
     }
-    return std::chrono::duration<double>(Watch::now() - start).count();
+    return timing.Seconds();
   }
 
  private:

@@ -44,8 +44,9 @@ class Statement {
   }
   void Done() { sqlite3_reset(statement_); }
   void Do() {
-    sqlite3_step(statement_);
+    const bool done = sqlite3_step(statement_) == SQLITE_DONE;
     sqlite3_reset(statement_);
+    if (!done) throw std::runtime_error("SQLite refuses");
   }
 
  private:
@@ -55,9 +56,9 @@ class Statement {
 class Table {
  public:
   explicit Table(std::uint32_t count) : ids(PlainObjects(count)), database_(Open()) {
-    Do("begin");
-    for (std::uint32_t i = 0; i < count; ++i) Create(ids[i], "disk", i);
-    Do("commit");
+    Begin();
+    for (std::uint32_t i = 0; i < count; ++i) Create(ids[i], kType, i);
+    Commit();
   }
   static Table& With(std::uint32_t count) {
     static std::map<std::uint32_t, Table> tables;
@@ -66,11 +67,11 @@ class Table {
 
   void Create(const KtObjId& id, const char* type, std::uint64_t size) {
     insert_object_.Bind(1, id).Bind(2, type).Do();
-    SetSize(id, size);
+    insert_property_.Bind(1, id).Bind(2, kSizeName).Bind(3, size).Do();
     insert_property_.Bind(1, id).Bind(2, kPathName).Bind(3, kPathValue).Do();
   }
   void SetSize(const KtObjId& id, std::uint64_t size) {
-    insert_property_.Bind(1, id).Bind(2, kSizeName).Bind(3, size).Do();
+    update_.Bind(1, id).Bind(2, kSizeName).Bind(3, size).Do();
   }
   std::uint64_t Size(const KtObjId& id) {
     select_.Bind(1, id).Bind(2, kSizeName);
@@ -84,7 +85,7 @@ class Table {
   }
   std::size_t List() {
     std::size_t count = 0;
-    list_.Bind(1, "disk");
+    list_.Bind(1, kType);
     while (list_.Row()) {
       benchmark::DoNotOptimize(list_.FirstByte());
       ++count;
@@ -92,9 +93,12 @@ class Table {
     list_.Done();
     return count;
   }
-  void Do(const char* text) { sqlite3_exec(database_.get(), text, nullptr, nullptr, nullptr); }
+  void Begin() { begin_.Do(); }
+  void Commit() { commit_.Do(); }
 
+  static constexpr const char* kType = "disk";
   std::vector<KtObjId> ids;
+  FreshIds fresh;
 
  private:
   struct Close {
@@ -116,8 +120,11 @@ class Table {
   }
 
   Database database_;
+  Statement begin_{database_.get(), "begin"};
+  Statement commit_{database_.get(), "commit"};
   Statement insert_object_{database_.get(), "insert into object values(?1, ?2)"};
-  Statement insert_property_{database_.get(), "insert or replace into property values(?1, ?2, ?3)"};
+  Statement insert_property_{database_.get(), "insert into property values(?1, ?2, ?3)"};
+  Statement update_{database_.get(), "update property set value = ?3 where id = ?1 and name = ?2"};
   Statement select_{database_.get(), "select value from property where id = ?1 and name = ?2"};
   Statement delete_properties_{database_.get(), "delete from property where id = ?1"};
   Statement delete_object_{database_.get(), "delete from object where id = ?1"};
@@ -155,26 +162,28 @@ class Set {
 
 class CreateDelete {
  public:
-  explicit CreateDelete(std::uint32_t count) : table_(Table::With(count)) {}
+  explicit CreateDelete(std::uint32_t count) : table_(Table::With(count)), order_(count) {}
   bool Works() {
-    table_.Create(id_, "volume", 5);
-    if (table_.Size(id_) != 5) return false;
-    table_.Delete(id_);
-    return table_.Size(id_) == ~0ULL;
+    const KtObjId before = table_.ids[3];
+    const std::size_t count = table_.List();
+    Replace(table_.ids[3]);
+    return table_.Size(table_.ids[3]) == kNewSize && table_.Size(before) == ~0ULL &&
+           table_.List() == count;
   }
-  void Run() {
-    ++id_.guid.Data1;
-    table_.Do("begin");
-    table_.Create(id_, "volume", 5);
-    table_.Do("commit");
-    table_.Do("begin");
-    table_.Delete(id_);
-    table_.Do("commit");
-  }
+  void Run() { Replace(table_.ids[order_.Next()]); }
 
  private:
+  void Replace(KtObjId& id) {
+    table_.Begin();
+    table_.Delete(id);
+    table_.Commit();
+    id = table_.fresh.Next();
+    table_.Begin();
+    table_.Create(id, Table::kType, kNewSize);
+    table_.Commit();
+  }
   Table& table_;
-  KtObjId id_{{1, 2, 3, {}}};
+  Order order_;
 };
 
 template <std::uint32_t kCount>

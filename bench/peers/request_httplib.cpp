@@ -20,6 +20,7 @@ class HttpLibrary {
       httplib::Server server;
       server.set_address_family(AF_UNIX);
       server.set_keep_alive_max_count(1'000'000'000);
+      server.set_keep_alive_timeout(3'600);  // the connection waits while others are measured
       server.Post("/control", [](const httplib::Request& request, httplib::Response& response) {
         if (request.body.empty()) return;
         response.set_content(kAnswerBody, "application/json");

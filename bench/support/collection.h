@@ -6,6 +6,7 @@
 #include <valgrind/callgrind.h>
 #else
 #define CALLGRIND_TOGGLE_COLLECT
+#define CALLGRIND_ZERO_STATS
 #endif
 
 namespace kt::bench {
@@ -16,6 +17,9 @@ class Collection {
   ~Collection() { Toggle(); }
   Collection(const Collection&) = delete;
   Collection& operator=(const Collection&) = delete;
+
+  // Forgets what was counted so far.
+  static void Restart() noexcept { CALLGRIND_ZERO_STATS; }
 
  private:
   static void Toggle() noexcept { CALLGRIND_TOGGLE_COLLECT; }

@@ -4,7 +4,7 @@
 // Each one is loaded from a copy of the file, so that several stand in one program, each with its
 // own handlers and subscriptions.
 //
-// Failure: the constructor and Setup() throw std::runtime_error.
+// Failure: the constructor, MakeHandlers(), Subscribe() and Calls() throw std::runtime_error.
 #pragma once
 
 #include <cstdint>

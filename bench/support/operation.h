@@ -1,16 +1,23 @@
 // What is measured, and how it is told to Google Benchmark.
 //
 // An operation is a class with
-//   its constructor     everything that the work needs, made once, when the operation is first
-//   wanted bool Works()        does the work once and says whether it really was done; asked before
-//   anything
-//                       is measured. A benchmark of something that does not work is an error
-//   void Run()          the work, once. With a thread's number as its argument it is run by several
+//
+//   its constructor      everything that the work needs, made once, when it is first wanted
+//   bool Works()         does the work once and says whether it really was done; asked before
+//                        anything is measured: one that does not work is an error and no number
+//   void Run()           the work, once; with a thread's number as its argument, by several threads
+//
 // and, where they are of use,
-//   void Begin(), End() around a row of runs, not measured
-//   std::size_t kBatch  how many of the operation one Run() is
+//
+//   void Begin(), End()  around a row of runs, not measured
+//   std::size_t kBatch   how many of the operation one Run() is
+//
 // One whose work cannot be parted from its preparation has, in Run()'s place,
-//   double RunTimed()   prepares, does the work, and returns the seconds of the work alone
+//
+//   double RunTimed()    prepares, does the work, and returns the seconds of the work alone; the
+//                        work stands within a Timing (support/timing.h)
+//
+// What throws while it is measured is an error of its own benchmark; the others are measured.
 //
 // A figure is a number that is no time of a repeated run: bytes, allocations, the start of a
 // program.
@@ -24,6 +31,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -65,18 +73,20 @@ class Entry {
   // Gives back what the operation holds.
   virtual void Forget() noexcept = 0;
 
-  [[nodiscard]] bool Failed() const noexcept { return failed_; }
+  [[nodiscard]] bool Failed() const noexcept { return !failure_.empty(); }
 
  protected:
   // Whether it works, asked once, by the first of the threads; tells the state when it does not.
   bool Ready(benchmark::State& state);
+  // It threw while it was measured: the state is told, and the repetitions that are left are too.
+  void Fail(benchmark::State& state, const std::string& why);
 
  private:
   std::string name_;
   How how_;
   std::mutex asking_;
   bool asked_ = false;
-  bool failed_ = false;
+  std::string failure_;  // what went wrong; empty as long as nothing has
 };
 
 // Makes the entry known to the program. Always true, for the initialisation of a constant.
@@ -115,19 +125,10 @@ class OperationEntry : public Entry {
     if (!Ready(state)) return;
     Operation& operation = Get();
     if (state.thread_index() == 0) Begin(operation);
-    if constexpr (Timed<Operation>) {
-      while (state.KeepRunningBatch(static_cast<benchmark::IterationCount>(Batch<Operation>()))) {
-        state.SetIterationTime(operation.RunTimed());
-      }
-    } else if constexpr (Shared<Operation>) {
-      const int thread = state.thread_index();
-      for ([[maybe_unused]] const auto run : state) operation.Run(thread);
-    } else if constexpr (Batch<Operation>() == 1) {
-      for ([[maybe_unused]] const auto run : state) operation.Run();
-    } else {
-      while (state.KeepRunningBatch(static_cast<benchmark::IterationCount>(Batch<Operation>()))) {
-        operation.Run();
-      }
+    try {
+      MeasureRuns(state, operation);
+    } catch (const std::exception& error) {
+      Fail(state, error.what());
     }
     if (state.thread_index() == 0) End(operation);
   }
@@ -153,6 +154,23 @@ class OperationEntry : public Entry {
   void Forget() noexcept override { operation_.reset(); }
 
  private:
+  static void MeasureRuns(benchmark::State& state, Operation& operation) {
+    if constexpr (Timed<Operation>) {
+      while (state.KeepRunningBatch(static_cast<benchmark::IterationCount>(Batch<Operation>()))) {
+        state.SetIterationTime(operation.RunTimed());
+      }
+    } else if constexpr (Shared<Operation>) {
+      const int thread = state.thread_index();
+      for ([[maybe_unused]] const auto run : state) operation.Run(thread);
+    } else if constexpr (Batch<Operation>() == 1) {
+      for ([[maybe_unused]] const auto run : state) operation.Run();
+    } else {
+      while (state.KeepRunningBatch(static_cast<benchmark::IterationCount>(Batch<Operation>()))) {
+        operation.Run();
+      }
+    }
+  }
+
   static void Begin(Operation& operation) {
     if constexpr (Bracketed<Operation>) operation.Begin();
   }

@@ -26,7 +26,7 @@ class FigureEntry : public Entry {
     try {
       for ([[maybe_unused]] const auto run : state) state.counters["figure"] = take_();
     } catch (const std::exception& error) {
-      state.SkipWithError(error.what());
+      Fail(state, error.what());
     }
   }
   bool Works() override { return take_() >= 0; }
@@ -62,6 +62,7 @@ int Once() {
       if (works) entry->RunTimes(3);
     } catch (const std::exception& error) {
       std::printf("%s: %s\n", entry->name().c_str(), error.what());
+      works = false;
     }
     std::printf("%-6s %s\n", works ? "works" : "FAILED", entry->name().c_str());
     if (!works) ++failures;
@@ -71,9 +72,10 @@ int Once() {
   return failures == 0 ? 0 : 1;
 }
 
-int List() {
+// The names of all, or of those whose instructions are counted.
+int List(bool all) {
   for (const auto& entry : Entries()) {
-    if (entry->how().counted) std::printf("%s\n", entry->name().c_str());
+    if (all || entry->how().counted) std::printf("%s\n", entry->name().c_str());
   }
   return 0;
 }
@@ -93,8 +95,11 @@ int Count(std::string_view name, std::size_t times) {
     return 1;
   }
   entry.RunTimes(times);  // warm
+  Collection::Restart();
   std::size_t operations = 0;
-  {
+  if (entry.how().timed) {
+    operations = entry.RunTimes(times);  // its runs say themselves what of them counts
+  } else {
     const Collection collecting;
     operations = entry.RunTimes(times);
   }
@@ -116,7 +121,8 @@ int Measure(int argc, char** argv) {
 int Run(int argc, char** argv) {
   const std::vector<std::string_view> words(argv + 1, argv + argc);
   if (words.size() == 1 && words[0] == "--once") return Once();
-  if (words.size() == 1 && words[0] == "--list") return List();
+  if (words.size() == 1 && words[0] == "--list") return List(false);
+  if (words.size() == 1 && words[0] == "--names") return List(true);
   if (words.size() == 3 && words[0] == "--count") {
     std::size_t times = 0;
     std::from_chars(words[2].data(), words[2].data() + words[2].size(), times);
@@ -132,14 +138,20 @@ bool Entry::Ready(benchmark::State& state) {
   if (!asked_) {
     asked_ = true;
     try {
-      failed_ = !Works();
+      if (!Works()) failure_ = "the operation does not work";
     } catch (const std::exception& error) {
-      static_cast<void>(std::fprintf(stderr, "%s: %s\n", name_.c_str(), error.what()));
-      failed_ = true;
+      failure_ = std::string("the operation does not work: ") + error.what();
     }
   }
-  if (failed_) state.SkipWithError("the operation does not work");
-  return !failed_;
+  if (failure_.empty()) return true;
+  state.SkipWithError(failure_.c_str());
+  return false;
+}
+
+void Entry::Fail(benchmark::State& state, const std::string& why) {
+  const std::lock_guard guard(asking_);
+  if (failure_.empty()) failure_ = why.empty() ? "failed" : why;
+  state.SkipWithError(failure_.c_str());
 }
 
 bool Enter(std::unique_ptr<Entry> entry) {

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kt::bench {
@@ -31,10 +32,13 @@ class Samples {
   // Throws std::runtime_error for a document that is none of its.
   void Add(const nlohmann::json& result);
 
+  // A result that cannot be read.
+  void AddFault(std::string fault) { faults_.push_back(std::move(fault)); }
+
   // Nothing when there is no value of that name.
   [[nodiscard]] std::optional<Measured> Find(const std::string& name) const;
 
-  // "NAME: what it said", one for each benchmark that failed.
+  // "NAME: what it said", one for each benchmark that failed; and what AddFault() was told.
   [[nodiscard]] const std::vector<std::string>& faults() const noexcept { return faults_; }
 
  private:
