@@ -10,31 +10,51 @@ is_bench_program() { case " ${bench_programs[*]} " in *" $1 "*) return 0 ;; esac
 PATH=$PWD/scripts/stand-in:$PATH
 export PATH
 
-# Peers are wanted, not needed: one that cannot be installed is left out, and named with the result.
-install_peers() {
-  local kind package
-  [ "$(id -u)" -eq 0 ] || return 0
+# peers installed|missing: those packages, one a line.
+peers() {
+  local kind package is
   while read -r kind package; do
     [ "$kind" = peer ] || continue
-    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
-      { say "Installing $package"
-        DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$package" >&2 &&
-          rm -f build/bench/build.ninja; }
+    is=missing
+    ! dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' || is=installed
+    [ "$is" != "$1" ] || printf '%s\n' "$package"
   done < <(grep -v '^#' packages.txt)
 }
 
+# Peers are wanted, not needed: one that cannot be installed is left out, and named with the result.
+install_peers() {
+  local package missing
+  mapfile -t missing < <(peers missing)
+  [ "${#missing[@]}" -gt 0 ] || return 0
+  if [ "$(id -u)" -ne 0 ]; then
+    printf '%s: %d peers are missing and left out. This installs them:\n\n' "${0##*/}" "${#missing[@]}" >&2
+    printf '  sudo apt-get install --no-install-recommends %s\n\n' "${missing[*]}" >&2
+    return 0
+  fi
+  for package in "${missing[@]}"; do
+    say "Installing $package"
+    DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$package" >&2 </dev/null
+  done
+}
+
+# CMake looks anew when peers have come or gone since it was last here.
+notice_peers() {
+  local now
+  now=$(peers installed)
+  [ ! -f build/bench/build.ninja ] || [ "$now" = "$(cat build/bench/peers.txt 2>/dev/null)" ] ||
+    rm -f build/bench/build.ninja build/bench/CMakeCache.txt
+  mkdir -p build/bench
+  printf '%s\n' "$now" >build/bench/peers.txt
+}
+
 name_missing_peers() {
-  local kind package
-  while read -r kind package; do
-    [ "$kind" = peer ] || continue
-    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
-      printf 'left out for want of a package: what needs %s\n' "$package"
-  done < <(grep -v '^#' packages.txt)
+  peers missing | sed 's/^/left out for want of a package: what needs /'
 }
 
 prepare_benchmarks() {
   install_missing run bench
   install_peers
+  notice_peers
   say 'Building: bench'
   build bench bench_programs
 }
