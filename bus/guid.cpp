@@ -11,12 +11,13 @@
 #include "bus/memory.h"
 
 namespace kt::bus {
-namespace {
 
 std::uint64_t RandomNumber() {
   std::random_device device;
   return (static_cast<std::uint64_t>(device()) << 32U) ^ device();
 }
+
+namespace {
 
 // Spreads a number over all 64 bits, one to one.
 std::uint64_t Mix(std::uint64_t x) noexcept {

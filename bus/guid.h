@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -12,6 +13,9 @@ namespace kt::bus {
 inline bool SameGuid(const KtGuid& left, const KtGuid& right) noexcept {
   return std::memcmp(&left, &right, sizeof(KtGuid)) == 0;
 }
+
+// 64 bits from the system's source of chance. Throws where it has none.
+std::uint64_t RandomNumber();
 
 // A new random id (version 4), unique in the process whatever the random numbers are.
 KtObjId NewId();

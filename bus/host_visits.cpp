@@ -1,6 +1,7 @@
 // The C functions that show what is there. Each takes a picture first and then calls the visitor
-// with no lock held and on the host's account. Of objects, which may be many, the first picture is
-// their ids, and each is looked at when its turn comes: what was deleted meanwhile is passed over.
+// with no lock held and on the host's account.
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "bus/attribution.h"
@@ -114,9 +115,13 @@ KtStatus KtBusVisitObjects(KtDatabase database, const char* typeName, KtBusObjec
       ids.resize(count);
       return ids.data();
     });
+    std::vector<kt::bus::ObjectPicture> objects;
+    objects.reserve(ids.size());
     for (const KtObjId& id : ids) {
-      const auto object = found->Picture(id);
-      if (object && !VisitObject(*object, visitor, context)) break;
+      if (auto object = found->Picture(id)) objects.push_back(*std::move(object));
+    }
+    for (const auto& object : objects) {
+      if (!VisitObject(object, visitor, context)) break;
     }
     return kOk;
   });

@@ -3,6 +3,8 @@
 #include <bit>
 #include <utility>
 
+#include "bus/thread_end.h"
+
 namespace kt::bus {
 
 const char* KindText(Kind kind) noexcept {
@@ -22,19 +24,18 @@ namespace {
 constinit std::atomic<std::uint32_t> g_taken{1U << kSharedStripe};
 static_assert(kStripes <= 32);
 
-struct AtThreadEnd {
-  ~AtThreadEnd() {
-    // Whatever else ends with the thread may still count.
-    const std::size_t stripe = std::exchange(own_stripe, kSharedStripe);
-    if (stripe == kSharedStripe) return;
-    g_taken.fetch_and(~(std::uint32_t{1} << stripe), std::memory_order_release);
-  }
-};
+void GiveStripeBack() noexcept {
+  // Whatever else ends with the thread may still count.
+  const std::size_t stripe = std::exchange(own_stripe, kSharedStripe);
+  if (stripe == kSharedStripe) return;
+  g_taken.fetch_and(~(std::uint32_t{1} << stripe), std::memory_order_release);
+}
 
 }  // namespace
 
 std::size_t TakeStripe() noexcept {
   own_stripe = kSharedStripe;
+  if (!CallAtThreadEnd(&GiveStripeBack)) return own_stripe;
   std::uint32_t taken = g_taken.load(std::memory_order_relaxed);
   while (taken != (std::uint64_t{1} << kStripes) - 1) {
     const auto free = static_cast<std::size_t>(std::countr_one(taken));
@@ -42,8 +43,6 @@ std::size_t TakeStripe() noexcept {
                                        std::memory_order_acquire, std::memory_order_relaxed)) {
       continue;
     }
-    thread_local AtThreadEnd at_thread_end;
-    static_cast<void>(at_thread_end);
     own_stripe = free;
     break;
   }

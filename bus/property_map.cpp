@@ -5,9 +5,13 @@
 #include <cstring>
 #include <new>
 
+#include "bus/guid.h"
 #include "bus/status.h"
 
 namespace kt::bus {
+
+const NameSecret kNameSecret{RandomNumber(), RandomNumber()};
+
 namespace {
 
 constexpr std::size_t kSmallestBlock = 512;

@@ -7,13 +7,23 @@
 
 namespace kt::bus {
 
-// Eight bytes at a time, the last ones twice where the length is no multiple of eight. Good for
-// tables in memory; differs between machines, and is no match for one who looks for collisions.
-inline std::uint32_t HashOfName(const char* text, std::size_t length) noexcept {
-  constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15U;
-  const auto mix = [](std::uint64_t hash) {
-    hash *= kMultiplier;
-    return hash ^ (hash >> 32U);
+// Two numbers made by chance when the process starts, which nobody outside of it knows: names come
+// from clients, and one who could tell which of them share a place in a table could make it slow.
+struct NameSecret {
+  std::uint64_t first = 0;
+  std::uint64_t second = 0;
+};
+extern const NameSecret kNameSecret;  // in property_map.cpp
+
+// Eight bytes at a time, the last ones twice where the length is no multiple of eight. Each step
+// multiplies what is known with what is not and folds all 128 bits of the product. Good for tables
+// in memory; another one in each process.
+inline std::uint32_t HashOfName(const char* text, std::size_t length,
+                                const NameSecret& secret = kNameSecret) noexcept {
+  __extension__ using Product = unsigned __int128;
+  const auto mix = [&secret](std::uint64_t bytes) {
+    const Product product = static_cast<Product>(bytes ^ secret.first) * (secret.second | 1U);
+    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64U);
   };
   const auto word = [text](std::size_t place) {
     std::uint64_t bytes = 0;

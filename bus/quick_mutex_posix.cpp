@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 
 namespace kt::bus {
@@ -21,8 +22,10 @@ void Pause() noexcept {
 #endif
 }
 
-// How long a thread sleeps that nobody wakes.
-constexpr timespec kLongestSleep{0, 1'000'000};
+// How long a thread sleeps that nobody wakes: at first, and at most. It sleeps twice as long each
+// time, so that a long wait costs little, and a wake that was missed a part of what was waited.
+constexpr long kFirstSleep = 1'000'000;  // nanoseconds
+constexpr long kLongestSleep = 64 * kFirstSleep;
 
 // The system's own way to sleep until a number changes. It takes an address and never looks at
 // what stands there unless somebody sleeps.
@@ -43,9 +46,11 @@ void QuickMutex::LockWhenFree() noexcept {
     Pause();
   }
   sleepers_.fetch_add(1);
+  timespec sleep{0, kFirstSleep};
   while (taken_.exchange(1, std::memory_order_acquire) != 0) {
     // Whether it was woken, slept enough or came too late: it looks again.
-    static_cast<void>(Futex(taken_, FUTEX_WAIT_PRIVATE, 1, &kLongestSleep));
+    static_cast<void>(Futex(taken_, FUTEX_WAIT_PRIVATE, 1, &sleep));
+    sleep.tv_nsec = std::min(2 * sleep.tv_nsec, kLongestSleep);
   }
   sleepers_.fetch_sub(1);
 }

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "bus/lock.h"
+#include "bus/thread_end.h"
 
 namespace kt::bus::small_blocks {
 
@@ -65,23 +66,18 @@ Common& TheCommon() noexcept {
 
 // ---- Threads ---------------------------------------------------------------------------------
 
-struct AtThreadEnd {
-  ~AtThreadEnd() {
-    this_thread.state = State::kEnding;
-    for (std::size_t i = 0; i < kClasses; ++i) {
-      FreeList& free = this_thread.free[i];
-      TheCommon().Give(i, free, free.count);
-    }
+void GiveAll() noexcept {
+  this_thread.state = State::kEnding;
+  for (std::size_t i = 0; i < kClasses; ++i) {
+    FreeList& free = this_thread.free[i];
+    TheCommon().Give(i, free, free.count);
   }
-};
+}
 
-// Whether the thread keeps free blocks: not any more when it ends.
+// Whether the thread keeps free blocks: not any more when it ends, nor while it could not give them
+// back then.
 bool Keeps(ThisThread& thread) noexcept {
-  if (thread.state == State::kNew) {
-    thread_local AtThreadEnd at_thread_end;
-    static_cast<void>(at_thread_end);
-    thread.state = State::kRunning;
-  }
+  if (thread.state == State::kNew && CallAtThreadEnd(&GiveAll)) thread.state = State::kRunning;
   return thread.state == State::kRunning;
 }
 

@@ -46,6 +46,11 @@ bool ControlPathMap::Erase(const ControlKey& key, std::string_view path) noexcep
   const bool stood = !node->handler.expired();
   auto place = in_order_.lower_bound(path);
   while (place != in_order_.end() && place->second.get() != node) ++place;
+  if (place == in_order_.end()) {
+    // It was put there under another text.
+    place = std::find_if(in_order_.begin(), in_order_.end(),
+                         [node](const auto& path_of) { return path_of.second.get() == node; });
+  }
   Drop(place);
   return stood;
 }

@@ -461,6 +461,31 @@ TEST_F(VisitTest, AVisitorMayChangeWhatItVisits) {
   EXPECT_EQ(ObjectsOf("qelm_ktvm").size(), 5U);
 }
 
+TEST_F(VisitTest, AVisitorSeesWhatWasThereWhenTheVisitBeganWhateverItDeletes) {
+  struct Context {
+    KtDatabase database;
+    std::vector<KtObjId> made;
+    std::vector<KtObjId> seen;
+  } context{database(), {}, {}};
+  for (int i = 0; i < 5; ++i) context.made.push_back(NewObject("qelm_ktvm"));
+  EXPECT_EQ(KtBusVisitObjects(
+                database(), "qelm_ktvm",
+                [](const KtBusObjectInfo* info, void* raw) -> cuvo_bool {
+                  Context& own = *static_cast<Context*>(raw);
+                  if (own.seen.empty()) {
+                    for (const KtObjId& id : own.made) {
+                      EXPECT_EQ(ObDeleteObject(own.database, &id), kOk);
+                    }
+                  }
+                  own.seen.push_back(info->id);
+                  return 1;
+                },
+                &context),
+            kOk);
+  EXPECT_TRUE(SameIds(context.seen, context.made));
+  EXPECT_TRUE(ObjectsOf("qelm_ktvm").empty());
+}
+
 TEST_F(VisitTest, ProvidersAndSubscriptionsAreListed) {
   ScriptedProvider beta;
   beta.Attach(database(), "beta");

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -83,6 +84,30 @@ TEST_F(PropertyMapTest, NamesWithOneHashAreToldApartByTheirText) {
     EXPECT_EQ(map.PlaceOf(first), static_cast<std::size_t>(count));
     EXPECT_EQ(map.PlaceOf(other), PropertyMap::kNowhere);
   }
+}
+
+// Whoever chooses names must not be able to choose ones that meet in a table.
+TEST_F(PropertyMapTest, NamesThatMeetUnderOneSecretDoNotMeetUnderAnother) {
+  const kt::bus::NameSecret one{0x0123456789ABCDEF, 0x9E3779B97F4A7C15};
+  const kt::bus::NameSecret other{0xFEDCBA9876543210, 0xC2B2AE3D27D4EB4F};
+  std::unordered_map<std::uint32_t, std::string> seen;
+  int met = 0;
+  int met_again = 0;
+  for (int i = 0; i < 300'000; ++i) {
+    const std::string name = "a name of clients " + std::to_string(i);
+    const auto [first, fresh] =
+        seen.try_emplace(kt::bus::HashOfName(name.data(), name.size(), one), name);
+    if (fresh) continue;
+    ++met;
+    const std::string& earlier = first->second;
+    met_again += kt::bus::HashOfName(name.data(), name.size(), other) ==
+                         kt::bus::HashOfName(earlier.data(), earlier.size(), other)
+                     ? 1
+                     : 0;
+  }
+  EXPECT_GT(met, 0);
+  EXPECT_LT(met, 100) << "of 300,000 names about ten should";
+  EXPECT_EQ(met_again, 0);
 }
 
 TEST_F(PropertyMapTest, AValueThatGrowsAndShrinksKeepsItsPlaceAndDisturbsNoOther) {

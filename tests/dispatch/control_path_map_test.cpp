@@ -55,6 +55,19 @@ TEST(ControlPathMap, DropsOnePathAndKeepsTheOthers) {
   }
 }
 
+TEST(ControlPathMap, DropsWhatWasPutUnderAnotherText) {
+  kt::ControlPathMap map;
+  const Handler first = MakeHandler(1);
+  const Handler second = MakeHandler(2);
+  map.Put(KeyOf(1), "a", first);
+  map.Put(KeyOf(2), "c", second);
+  EXPECT_TRUE(map.Erase(KeyOf(1), "b"));
+  EXPECT_EQ(map.Find(KeyOf(1)), nullptr);
+  EXPECT_EQ(map.Find(KeyOf(2)), second);
+  EXPECT_TRUE(map.Erase(KeyOf(2), "d"));
+  EXPECT_EQ(map.Find(KeyOf(2)), nullptr);
+}
+
 TEST(ControlPathMap, TakesAHandlerThatHasGoneForAbsent) {
   kt::ControlPathMap map;
   Handler first = MakeHandler(1);

@@ -1,0 +1,17 @@
+// Something to be done when a thread ends.
+//
+// The language's own way, an object of the thread with a destructor, ends the process where the
+// system finds no memory to remember it, and it would be needed by the very calls that tell their
+// callers that there is no memory.
+//
+// Threads: from any thread, for itself.
+#pragma once
+
+namespace kt::bus {
+
+// Has the function called when this thread ends, after the destructors of its objects. It is kept
+// once for each thread that asks. False where that cannot be had: nothing will be called. Threads
+// that still run when the process ends call nothing.
+bool CallAtThreadEnd(void (*function)() noexcept) noexcept;
+
+}  // namespace kt::bus
