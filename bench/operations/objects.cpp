@@ -264,12 +264,17 @@ void AddSize() {
   const std::string size = std::to_string(kCount);
   constexpr How kOurs = kCount == kObjectCounts.front() ? kCounted : How{};
   Add<Read>("objects-read/" + size + "/kt", kOurs, kCount);
-  Add<FloorRead>("objects-read/" + size + "/floor", {}, kCount);
   Add<Set>("objects-set/" + size + "/kt", kOurs, kCount);
-  Add<FloorSet>("objects-set/" + size + "/floor", {}, kCount);
   Add<CreateDelete>("objects-create/" + size + "/kt", kOurs, kCount);
-  Add<FloorCreateDelete>("objects-create/" + size + "/floor", {}, kCount);
   Add<List<kCount>>("objects-list/" + size + "/kt", kOurs);
+}
+
+template <std::uint32_t kCount>
+void AddFloors() {
+  const std::string size = std::to_string(kCount);
+  Add<FloorRead>("objects-read/" + size + "/floor", {}, kCount);
+  Add<FloorSet>("objects-set/" + size + "/floor", {}, kCount);
+  Add<FloorCreateDelete>("objects-create/" + size + "/floor", {}, kCount);
   Add<FloorList<kCount>>("objects-list/" + size + "/floor", {});
 }
 
@@ -278,6 +283,8 @@ const bool entered = [] {
   AddSize<kObjectCounts[1]>();
   AddSize<kObjectCounts[2]>();
   AddSize<kObjectCounts[3]>();
+  AddFloors<kObjectCounts[0]>();
+  AddFloors<kObjectCounts[3]>();
   return true;
 }();
 

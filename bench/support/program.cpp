@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cstdio>
 #include <exception>
+#include <fstream>
 #include <string_view>
 #include <vector>
 
@@ -107,7 +108,23 @@ int Count(std::string_view name, std::size_t times) {
   return 0;
 }
 
+// The processor's name, as Linux tells it.
+std::string Processor() {
+  std::ifstream stream("/proc/cpuinfo");
+  for (std::string line; std::getline(stream, line);) {
+    const std::size_t colon = line.find(": ");
+    if (line.starts_with("model name") && colon != std::string::npos) return line.substr(colon + 2);
+  }
+  return "";
+}
+
 int Measure(int argc, char** argv) {
+#if defined(__clang__)
+  benchmark::AddCustomContext("compiler", "clang++ " __clang_version__);
+#else
+  benchmark::AddCustomContext("compiler", "g++ " __VERSION__);
+#endif
+  benchmark::AddCustomContext("cpu", Processor());
   for (const auto& entry : Entries()) Register(*entry);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;

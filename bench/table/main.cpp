@@ -43,12 +43,22 @@ int Run(int argc, char** argv) {
   app.add_option("--svg", picture, "writes the picture there");
   CLI11_PARSE(app, argc, argv);
   kt::bench::Samples samples;
-  for (const std::string& result : results) samples.Add(ReadJson(result));
+  kt::bench::Context context;
+  // One that cannot be read, of a program that crashed, is named; the others count.
+  for (const std::string& result : results) {
+    try {
+      const nlohmann::json document = ReadJson(result);
+      samples.Add(document);
+      if (context.date.empty()) context = kt::bench::ReadContext(document);
+    } catch (const std::runtime_error& error) {
+      samples.AddFault(error.what());
+    }
+  }
   const auto judged = kt::bench::Judge(kt::bench::ReadRows(ReadJson(rows)), samples);
-  const std::string table = kt::bench::TextReport(judged, samples.faults());
+  const std::string table = kt::bench::TextReport(judged, samples.faults(), context);
   std::cout << table << std::flush;
   if (!text.empty()) WriteFile(text, table);
-  if (!json.empty()) WriteFile(json, kt::bench::JsonReport(judged, samples.faults()));
+  if (!json.empty()) WriteFile(json, kt::bench::JsonReport(judged, samples.faults(), context));
   if (!picture.empty()) WriteFile(picture, kt::bench::Picture(judged));
   return samples.faults().empty() ? 0 : 1;
 }

@@ -70,8 +70,10 @@ std::string RatioText(double ratio) {
   return Digits(ratio) + "x";
 }
 
-std::string TextReport(const std::vector<JudgedRow>& rows, const std::vector<std::string>& faults) {
-  std::string text;
+std::string TextReport(const std::vector<JudgedRow>& rows, const std::vector<std::string>& faults,
+                       const Context& context) {
+  std::string text = context.Text();
+  if (!text.empty()) text += "\n";
   std::size_t wishes = 0;
   std::size_t held = 0;
   for (const JudgedRow& row : rows) {
@@ -92,9 +94,17 @@ std::string TextReport(const std::vector<JudgedRow>& rows, const std::vector<std
   return text;
 }
 
-std::string JsonReport(const std::vector<JudgedRow>& rows, const std::vector<std::string>& faults) {
+std::string JsonReport(const std::vector<JudgedRow>& rows, const std::vector<std::string>& faults,
+                       const Context& context) {
   using nlohmann::ordered_json;
-  ordered_json document{{"rows", ordered_json::array()}, {"failed", faults}};
+  ordered_json document{{"context",
+                         {{"date", context.date},
+                          {"commit", context.commit},
+                          {"compiler", context.compiler},
+                          {"cpu", context.cpu},
+                          {"cpus", context.cpus}}},
+                        {"rows", ordered_json::array()},
+                        {"failed", faults}};
   for (const JudgedRow& row : rows) {
     ordered_json one{{"id", row.id}, {"title", row.title}, {"unit", row.unit}};
     one["contestants"] = ordered_json::array();

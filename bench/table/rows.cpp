@@ -38,9 +38,14 @@ Row ReadRow(const json& row) {
   read.title = row.at("title").get<std::string>();
   read.unit = row.value("unit", "ns");
   for (const json& contestant : row.at("contestants")) {
-    // A third word says that it is one of ours.
+    // A third word says that it is one of ours, or a peer that may be missing.
+    const auto kind = contestant.size() > 2 ? contestant.at(2).get<std::string>() : "";
+    if (!kind.empty() && kind != "ours" && kind != "peer") {
+      throw std::runtime_error("row \"" + read.id + "\": \"" + kind + "\" is no kind");
+    }
     read.contestants.push_back({contestant.at(0).get<std::string>(),
-                                contestant.at(1).get<std::string>(), contestant.size() > 2});
+                                contestant.at(1).get<std::string>(), kind == "ours",
+                                kind == "peer"});
   }
   if (read.contestants.empty()) throw std::runtime_error("row \"" + read.id + "\" is empty");
   read.floor = row.value("floor", "");

@@ -12,6 +12,7 @@ struct Contestant {
   std::string label;
   std::string benchmark;
   bool ours = false;
+  bool peer = false;  // needs a package that may be missing
 };
 
 // A wish about numbers of one run:

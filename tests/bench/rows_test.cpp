@@ -54,6 +54,17 @@ TEST(ReadRows, RefusesAWishWithoutWhatItIsComparedWithAndNamesTheRow) {
       ThrowsMessage<std::runtime_error>(HasSubstr("row 1")));
 }
 
+TEST(ReadRows, KnowsOursAndPeersByTheThirdWordAndRefusesAnyOther) {
+  json document = Document({{"text", "x"}, {"below", 5}});
+  document["rows"][0]["contestants"] = {{"a", "a/kt", "ours"}, {"b", "a/b", "peer"}};
+  const auto rows = ReadRows(document);
+  EXPECT_TRUE(rows.at(0).contestants.at(0).ours);
+  EXPECT_TRUE(rows.at(0).contestants.at(1).peer);
+  document["rows"][0]["contestants"][1][2] = "pear";
+  EXPECT_THAT([&] { ReadRows(document); },
+              ThrowsMessage<std::runtime_error>(HasSubstr("\"pear\" is no kind")));
+}
+
 TEST(ReadRows, RefusesARowWithoutContestants) {
   json document = Document({{"text", "x"}, {"below", 5}});
   document["rows"][0]["contestants"] = json::array();
