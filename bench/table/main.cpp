@@ -4,7 +4,9 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <stdexcept>
 
 #include "bench/table/judgement.h"
@@ -16,7 +18,12 @@ nlohmann::json ReadJson(const std::string& file) {
   std::ifstream stream(file);
   if (!stream) throw std::runtime_error(file + ": cannot be read");
   try {
-    return nlohmann::json::parse(stream);
+    // What is no number, like the spread of a figure that is always 0, is written as no JSON has
+    // it.
+    const std::string text{std::istreambuf_iterator<char>(stream),
+                           std::istreambuf_iterator<char>()};
+    static const std::regex kNoNumber(": -?(NaN|Infinity)");
+    return nlohmann::json::parse(std::regex_replace(text, kNoNumber, ": null"));
   } catch (const nlohmann::json::exception& error) {
     throw std::runtime_error(file + ": " + error.what());
   }
