@@ -7,9 +7,9 @@
 namespace kt::bench {
 namespace {
 
-constexpr double kLabelWidth = 330;
+constexpr double kLabelWidth = 380;
 constexpr double kBarWidth = 420;
-constexpr double kWidth = 920;
+constexpr double kWidth = 970;
 constexpr double kLine = 20;
 
 std::string Escaped(const std::string& text) {
