@@ -20,6 +20,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "bus/lock_watch.h"
+
 namespace kt::bus {
 
 class QuickMutex {
@@ -27,13 +29,22 @@ class QuickMutex {
   QuickMutex() = default;
   QuickMutex(const QuickMutex&) = delete;
   QuickMutex& operator=(const QuickMutex&) = delete;
+#ifdef KT_LOCKS_ARE_WATCHED
+  ~QuickMutex() {
+    __tsan_mutex_destroy(this, 0);
+  }
+#endif
 
   void lock() noexcept {
+    lock_watch::BeforeLock(this);
     if (taken_.exchange(1, std::memory_order_acquire) != 0) LockWhenFree();
+    lock_watch::AfterLock(this);
   }
   void unlock() noexcept {
+    lock_watch::BeforeUnlock(this);
     const bool awaited = sleepers_.load(std::memory_order_relaxed) != 0;
     taken_.store(0, std::memory_order_release);
+    lock_watch::AfterUnlock(this);
     if (awaited) Wake();
   }
 

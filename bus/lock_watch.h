@@ -1,0 +1,42 @@
+// Tells the thread sanitizer that something is a lock. It knows the system's own; what is made of
+// atomic steps has no order for it, and no deadlock is foreseen. In other builds nothing is left of
+// this.
+//
+// Threads: around the steps that they are about, by the thread that takes them.
+#pragma once
+
+#if defined(__SANITIZE_THREAD__)
+#define KT_LOCKS_ARE_WATCHED
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define KT_LOCKS_ARE_WATCHED
+#endif
+#endif
+
+#ifdef KT_LOCKS_ARE_WATCHED
+#include <sanitizer/tsan_interface.h>
+#endif
+
+namespace kt::bus::lock_watch {
+
+#ifdef KT_LOCKS_ARE_WATCHED
+inline void BeforeLock(void* lock) noexcept {
+  __tsan_mutex_pre_lock(lock, 0);
+}
+inline void AfterLock(void* lock) noexcept {
+  __tsan_mutex_post_lock(lock, 0, 0);
+}
+inline void BeforeUnlock(void* lock) noexcept {
+  __tsan_mutex_pre_unlock(lock, 0);
+}
+inline void AfterUnlock(void* lock) noexcept {
+  __tsan_mutex_post_unlock(lock, 0);
+}
+#else
+inline void BeforeLock(void* /*lock*/) noexcept {}
+inline void AfterLock(void* /*lock*/) noexcept {}
+inline void BeforeUnlock(void* /*lock*/) noexcept {}
+inline void AfterUnlock(void* /*lock*/) noexcept {}
+#endif
+
+}  // namespace kt::bus::lock_watch
