@@ -1,11 +1,36 @@
 #include <pthread.h>
 
+#include <array>
+#include <utility>
+
 #include "bus/thread_end.h"
-#include "bus/thread_end_functions.h"
 #include "bus/thread_local.h"
 
 namespace kt::bus {
 namespace {
+
+// What a thread calls at its end.
+class ThreadEndFunctions {
+ public:
+  // False when there is no place left.
+  bool Add(void (*function)() noexcept) noexcept {
+    for (auto& place : functions_) {
+      if (place != nullptr) continue;
+      place = function;
+      return true;
+    }
+    return false;
+  }
+
+  void CallAll() noexcept {
+    for (auto& place : functions_) {
+      if (const auto function = std::exchange(place, nullptr)) function();
+    }
+  }
+
+ private:
+  std::array<void (*)() noexcept, 4> functions_{};
+};
 
 constinit thread_local ThreadEndFunctions this_thread_calls KT_FOUND_BY_LOADS;
 

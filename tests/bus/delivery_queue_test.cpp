@@ -67,7 +67,7 @@ TEST(NoticeRing, LetsGoOfWhatIsTaken) {
   EXPECT_EQ(properties.use_count(), 1);
 }
 
-// What was delivered, and a door that a delivery may have to wait at.
+// What was delivered.
 class Receiver {
  public:
   bool Receive(const Notice& notice) {
