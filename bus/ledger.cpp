@@ -35,7 +35,7 @@ void GiveStripeBack() noexcept {
 
 std::size_t TakeStripe() noexcept {
   own_stripe = kSharedStripe;
-  if (!CallAtThreadEnd<&GiveStripeBack>()) return own_stripe;
+  if (!CallAtThreadEnd(&GiveStripeBack)) return own_stripe;
   std::uint32_t taken = g_taken.load(std::memory_order_relaxed);
   while (taken != (std::uint64_t{1} << kStripes) - 1) {
     const auto free = static_cast<std::size_t>(std::countr_one(taken));

@@ -4,7 +4,8 @@
 // What is handed out and returned is counted by each thread for itself: a control takes and returns
 // a few texts, and a count that all threads share costs more than the text. Every account has some
 // stripes of counts; a thread has the stripe of one number, in all accounts, as long as it lives,
-// and the next thread goes on counting in it. Threads beyond their number share the first stripe.
+// and the next thread goes on counting in it. Threads beyond their number share the first stripe,
+// and on Windows all do, since they could not give one back.
 //
 // Threads:   everything from any thread. Counting takes no lock.
 // Ownership: accounts live as long as the process, so a plain pointer to one never dangles.

@@ -5,21 +5,15 @@
 // Threads: around the steps that they are about, by the thread that takes them.
 #pragma once
 
-#if defined(__SANITIZE_THREAD__)
-#define KT_LOCKS_ARE_WATCHED
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define KT_LOCKS_ARE_WATCHED
-#endif
-#endif
+#include "bus/sanitizers.h"
 
-#ifdef KT_LOCKS_ARE_WATCHED
+#ifdef KT_THREADS_ARE_SANITIZED
 #include <sanitizer/tsan_interface.h>
 #endif
 
 namespace kt::bus::lock_watch {
 
-#ifdef KT_LOCKS_ARE_WATCHED
+#ifdef KT_THREADS_ARE_SANITIZED
 inline void BeforeLock(void* lock) noexcept {
   __tsan_mutex_pre_lock(lock, 0);
 }

@@ -17,6 +17,7 @@
 
 #include "bus/ledger.h"
 #include "bus/pointer_table.h"
+#include "bus/sanitizers.h"
 #include "bus/small_blocks.h"
 
 namespace kt::bus {
@@ -25,14 +26,8 @@ namespace kt::bus {
 
 // Behind every block stand bytes that nobody may write; they are looked at when the block comes
 // back. The address sanitizer tells at once who writes there, so it gets no such bytes.
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef KT_ADDRESS_IS_SANITIZED
 inline constexpr std::size_t kGuardSize = 0;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-inline constexpr std::size_t kGuardSize = 0;
-#else
-inline constexpr std::size_t kGuardSize = 32;
-#endif
 #else
 inline constexpr std::size_t kGuardSize = 32;
 #endif

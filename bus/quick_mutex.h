@@ -29,7 +29,7 @@ class QuickMutex {
   QuickMutex() = default;
   QuickMutex(const QuickMutex&) = delete;
   QuickMutex& operator=(const QuickMutex&) = delete;
-#ifdef KT_LOCKS_ARE_WATCHED
+#ifdef KT_THREADS_ARE_SANITIZED
   ~QuickMutex() {
     __tsan_mutex_destroy(this, 0);
   }

@@ -77,7 +77,7 @@ void GiveAll() noexcept {
 // Whether the thread keeps free blocks: not any more when it ends, nor while it could not give them
 // back then.
 bool Keeps(ThisThread& thread) noexcept {
-  if (thread.state == State::kNew && CallAtThreadEnd<&GiveAll>()) thread.state = State::kRunning;
+  if (thread.state == State::kNew && CallAtThreadEnd(&GiveAll)) thread.state = State::kRunning;
   return thread.state == State::kRunning;
 }
 

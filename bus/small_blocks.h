@@ -9,7 +9,8 @@
 // mistake.
 //
 // Each thread keeps some free blocks of each size, which it takes from and gives to without a lock.
-// What is too many, and what is left when a thread ends, goes to a list that all threads share.
+// What is too many, and what is left when a thread ends, goes to a list that all threads share. On
+// Windows a thread keeps none: there its room is gone before it can give them back.
 // Slabs are never given back to the system: there are as many as were needed at once.
 //
 // Threads: everything from any thread.
@@ -22,6 +23,7 @@
 
 #include "bus/ledger.h"
 #include "bus/pointer_table.h"
+#include "bus/sanitizers.h"
 #include "bus/slab.h"
 #include "bus/thread_local.h"
 
@@ -29,14 +31,7 @@ namespace kt::bus::small_blocks {
 
 // The largest one. None at all in a build with the address sanitizer, which is to see each block's
 // edges and what is done to it after its release.
-#if defined(__SANITIZE_ADDRESS__)
-#define KT_NO_SMALL_BLOCKS
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KT_NO_SMALL_BLOCKS
-#endif
-#endif
-#ifdef KT_NO_SMALL_BLOCKS
+#ifdef KT_ADDRESS_IS_SANITIZED
 inline constexpr bool kThereAreAny = false;
 #else
 inline constexpr bool kThereAreAny = true;

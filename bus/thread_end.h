@@ -9,31 +9,16 @@
 
 namespace kt::bus {
 
-#ifndef _WIN32
-// The same for a function that is known at run time only.
-bool CallAtThreadEnd(void (*function)() noexcept) noexcept;
-#endif
-
 // Has the function called when this thread ends, after the destructors of its objects where the
 // system lets it choose. To be asked for once by each thread. False where that cannot be had:
-// nothing will be called. Threads that still run when the process ends call nothing. On Windows
-// the function may find what its thread kept for itself as it was at the thread's beginning.
-template <void (*kFunction)() noexcept>
-bool CallAtThreadEnd() noexcept {
+// nothing will be called. Threads that still run when the process ends call nothing.
 #ifdef _WIN32
-  // Without anything of its own: the run time may have taken back the thread's room by then.
-  struct AtEnd {
-    AtEnd() noexcept {}
-    AtEnd(const AtEnd&) = delete;
-    AtEnd& operator=(const AtEnd&) = delete;
-    ~AtEnd() { kFunction(); }
-  };
-  thread_local AtEnd at_end;
-  static_cast<void>(at_end);
-  return true;
-#else
-  return CallAtThreadEnd(kFunction);
-#endif
+// Never there: the run time may take back what a thread keeps for itself before it calls anything.
+inline bool CallAtThreadEnd(void (* /*function*/)() noexcept) noexcept {
+  return false;
 }
+#else
+bool CallAtThreadEnd(void (*function)() noexcept) noexcept;
+#endif
 
 }  // namespace kt::bus

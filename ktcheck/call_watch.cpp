@@ -1,8 +1,8 @@
 #include "ktcheck/call_watch.h"
 
+#include <array>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "ktcheck/call_stack.h"
 
@@ -16,8 +16,23 @@ bool IsOfTheDatabase(std::string_view function) {
          function != "ObCompareId";
 }
 
-// The number on the clock of the call that runs on this thread, the innermost last.
-thread_local std::vector<std::uint64_t> running;
+// The numbers on the clock of the calls that run on this thread, the innermost last; of more than
+// there is room for, only how many. Plain data: on Windows a thread's room may be gone before its
+// objects are.
+struct Running {
+  std::array<std::uint64_t, 64> calls;
+  std::size_t count;
+
+  void Begin(CallClock& clock, const char* function) {
+    if (count < calls.size()) calls[count] = clock.Begin(function);
+    ++count;
+  }
+  void End(CallClock& clock) {
+    --count;
+    if (count < calls.size()) clock.End(calls[count]);
+  }
+};
+constinit thread_local Running running{};
 
 }  // namespace
 
@@ -27,12 +42,12 @@ CallWatch::CallWatch(std::string module, FindingSink sink, CallClock& clock)
 bool CallWatch::Before(KtBusCall& call) {
   if (module_ != call.provider) return false;
   if (call.inward != 0) {
-    running.push_back(clock_.Begin(call.function));
+    running.Begin(clock_, call.function);
     return false;
   }
   calls_.fetch_add(1);
   // What a function is asked for late it may do.
-  if (over_.load() && running.empty() && IsOfTheDatabase(call.function)) {
+  if (over_.load() && running.count == 0 && IsOfTheDatabase(call.function)) {
     sink_({"late-call",
            std::string(call.function) + " is called after Shutdown",
            {},
@@ -43,9 +58,8 @@ bool CallWatch::Before(KtBusCall& call) {
 }
 
 void CallWatch::After(const KtBusCall& call) {
-  if (module_ != call.provider || call.inward == 0 || running.empty()) return;
-  clock_.End(running.back());
-  running.pop_back();
+  if (module_ != call.provider || call.inward == 0 || running.count == 0) return;
+  running.End(clock_);
   if (call.outcome == KTBUS_CALL_THREW) {
     sink_({"threw", std::string(call.function) + " let an exception out", {}, {}, 1});
   }

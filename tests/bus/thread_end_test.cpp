@@ -29,8 +29,8 @@ class ThreadEnd : public testing::Test {
 
 TEST_F(ThreadEnd, CallsEachFunctionOnceAndNotBefore) {
   std::thread([] {
-    EXPECT_TRUE(kt::bus::CallAtThreadEnd<&First>());
-    EXPECT_TRUE(kt::bus::CallAtThreadEnd<&Second>());
+    EXPECT_TRUE(kt::bus::CallAtThreadEnd(&First));
+    EXPECT_TRUE(kt::bus::CallAtThreadEnd(&Second));
     EXPECT_EQ(g_first, 0);
     EXPECT_EQ(g_second, 0);
   }).join();
@@ -40,7 +40,7 @@ TEST_F(ThreadEnd, CallsEachFunctionOnceAndNotBefore) {
 
 TEST_F(ThreadEnd, CallsOnlyWhatItsOwnThreadAskedFor) {
   std::thread([] {
-    std::thread([] { EXPECT_TRUE(kt::bus::CallAtThreadEnd<&First>()); }).join();
+    std::thread([] { EXPECT_TRUE(kt::bus::CallAtThreadEnd(&First)); }).join();
     EXPECT_EQ(g_first, 1);
   }).join();
   EXPECT_EQ(g_first, 1);
