@@ -9,6 +9,7 @@
 #include <regex>
 #include <stdexcept>
 
+#include "bench/table/growth.h"
 #include "bench/table/judgement.h"
 #include "bench/table/reports.h"
 
@@ -43,11 +44,13 @@ int Run(int argc, char** argv) {
   std::string text;
   std::string json;
   std::string picture;
+  std::string growth;
   app.add_option("RESULT", results, "results as Google Benchmark writes them (JSON)")->required();
   app.add_option("--rows", rows, "the rows and what they wish for")->capture_default_str();
   app.add_option("--text", text, "writes the table for people there; it is printed in any case");
   app.add_option("--json", json, "writes the table for programs there");
-  app.add_option("--svg", picture, "writes the picture there");
+  app.add_option("--svg", picture, "writes the picture of all rows there");
+  app.add_option("--growth-svg", growth, "writes the picture of what grows there");
   CLI11_PARSE(app, argc, argv);
   kt::bench::Samples samples;
   kt::bench::Context context;
@@ -61,12 +64,16 @@ int Run(int argc, char** argv) {
       samples.AddFault(error.what());
     }
   }
-  const auto judged = kt::bench::Judge(kt::bench::ReadRows(ReadJson(rows)), samples);
+  const nlohmann::json document = ReadJson(rows);
+  const auto judged = kt::bench::Judge(kt::bench::ReadRows(document), samples);
   const std::string table = kt::bench::TextReport(judged, samples.faults(), context);
   std::cout << table << std::flush;
   if (!text.empty()) WriteFile(text, table);
   if (!json.empty()) WriteFile(json, kt::bench::JsonReport(judged, samples.faults(), context));
   if (!picture.empty()) WriteFile(picture, kt::bench::Picture(judged));
+  if (!growth.empty()) {
+    WriteFile(growth, kt::bench::GrowthPicture(kt::bench::ReadGrowths(document, samples)));
+  }
   return samples.faults().empty() ? 0 : 1;
 }
 

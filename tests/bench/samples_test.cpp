@@ -102,6 +102,13 @@ TEST(Samples, KeepABenchmarkThatFailedAsAFaultAndNotAsAValue) {
   EXPECT_THAT(samples.faults(), ElementsAre("a: it does not work"));
 }
 
+TEST(Samples, KeepAResultThatCouldNotBeReadAmongTheFaults) {
+  Samples samples = Of({Repetition("a", 10, 1)});
+  samples.AddFault("b.json: cannot be read");
+  EXPECT_THAT(samples.faults(), ElementsAre("b.json: cannot be read"));
+  EXPECT_THAT(samples.Find("a"), Median(10));
+}
+
 TEST(Samples, OfSeveralProgramsStandTogether) {
   Samples samples;
   samples.Add({{"benchmarks", json::array({Repetition("a", 1, 1)})}});

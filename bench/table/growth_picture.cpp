@@ -1,0 +1,141 @@
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "bench/table/growth.h"
+#include "bench/table/reports.h"
+#include "bench/table/svg.h"
+
+namespace kt::bench {
+namespace {
+
+using svg::Number;
+using svg::Text;
+
+constexpr double kFieldWidth = 480;
+constexpr double kFieldHeight = 260;
+constexpr double kLeft = 70;    // of a field: what the axis is labelled with
+constexpr double kRight = 150;  // where the curves' labels stand
+constexpr double kTop = 30;
+constexpr double kBottom = 40;
+constexpr double kHead = 30;  // of the picture
+constexpr double kLabelHeight = 14;
+
+// The whole powers of ten around what is there, as exponents.
+struct Range {
+  double low = 1e9;
+  double high = -1e9;
+
+  void Take(double value) {
+    low = std::min(low, std::floor(std::log10(value)));
+    high = std::max(high, std::ceil(std::log10(value)));
+    if (high <= low) high = low + 1;
+  }
+  [[nodiscard]] double Part(double value) const {
+    return (std::log10(std::max(value, 1e-9)) - low) / (high - low);
+  }
+};
+
+std::string SizeText(double size) {
+  std::string text = std::to_string(static_cast<unsigned long long>(size));
+  for (std::size_t at = text.size(); at > 3;) text.insert(at -= 3, ",");
+  return text;
+}
+
+class Field {
+ public:
+  Field(const Growth& growth, double x, double y) : growth_(growth), x_(x), y_(y) {
+    for (const Curve& curve : growth.curves) {
+      for (const Point& point : curve.points) {
+        sizes_.Take(point.size);
+        times_.Take(std::max(point.median, 1e-3));
+      }
+    }
+  }
+
+  [[nodiscard]] std::string Drawn() const {
+    std::string drawn = Text(x_ + 10, y_ + 18, "title", growth_.title);
+    for (double at = sizes_.low; at <= sizes_.high; ++at) {
+      const double size = std::pow(10, at);
+      drawn += Line(PlaceX(size), Bottom(), PlaceX(size), y_ + kTop);
+      drawn += Text(PlaceX(size) - 12, Bottom() + 16, "label", SizeText(size));
+    }
+    for (double at = times_.low; at <= times_.high; ++at) {
+      const double time = std::pow(10, at);
+      drawn += Line(x_ + kLeft, PlaceY(time), Right(), PlaceY(time));
+      drawn += Text(x_ + 10, PlaceY(time) + 4, "label", NumberText(time, "ns"));
+    }
+    for (const Curve& curve : growth_.curves) drawn += Drawn(curve);
+    return drawn + Labels();
+  }
+
+ private:
+  [[nodiscard]] double Bottom() const { return y_ + kFieldHeight - kBottom; }
+  [[nodiscard]] double Right() const { return x_ + kFieldWidth - kRight; }
+  [[nodiscard]] double PlaceX(double size) const {
+    return x_ + kLeft + sizes_.Part(size) * (kFieldWidth - kLeft - kRight);
+  }
+  [[nodiscard]] double PlaceY(double time) const {
+    return Bottom() - times_.Part(time) * (kFieldHeight - kTop - kBottom);
+  }
+
+  static std::string Line(double from_x, double from_y, double to_x, double to_y) {
+    return "<line x1=\"" + Number(from_x) + "\" y1=\"" + Number(from_y) + "\" x2=\"" +
+           Number(to_x) + "\" y2=\"" + Number(to_y) + "\" stroke=\"#e3e6ea\"/>\n";
+  }
+
+  [[nodiscard]] std::string Drawn(const Curve& curve) const {
+    const std::string colour(curve.ours ? svg::kOurs : svg::kOthers);
+    std::string places;
+    std::string dots;
+    for (const Point& point : curve.points) {
+      const std::string x = Number(PlaceX(point.size));
+      const std::string y = Number(PlaceY(point.median));
+      places += (places.empty() ? "" : " ") + x + "," + y;
+      dots.append("<circle cx=\"").append(x).append("\" cy=\"").append(y);
+      dots.append("\" r=\"3\" fill=\"").append(colour).append("\"/>\n");
+    }
+    return "<polyline points=\"" + places + "\" fill=\"none\" stroke-width=\"2\" stroke=\"" +
+           colour + "\"/>\n" + dots;
+  }
+
+  // Each at the height of its curve's end, and below the one before it.
+  [[nodiscard]] std::string Labels() const {
+    std::vector<std::pair<double, const Curve*>> ends;
+    for (const Curve& curve : growth_.curves) {
+      ends.emplace_back(PlaceY(curve.points.back().median), &curve);
+    }
+    std::sort(ends.begin(), ends.end());
+    std::string labels;
+    double last = y_;
+    for (const auto& [end, curve] : ends) {
+      last = std::max(end, last + kLabelHeight);
+      labels += Text(Right() + 8, last + 4, curve->ours ? "ours" : "label",
+                     curve->label + ", " + NumberText(curve->points.back().median, "ns"));
+    }
+    return labels;
+  }
+
+  const Growth& growth_;
+  double x_;
+  double y_;
+  Range sizes_;
+  Range times_;
+};
+
+}  // namespace
+
+std::string GrowthPicture(const std::vector<Growth>& growths) {
+  if (growths.empty()) return "";
+  std::string body = Text(10, 18, "label",
+                          "Median of one run by the number of things that there are, both "
+                          "logarithmic. Flatter is better.");
+  for (std::size_t i = 0; i < growths.size(); ++i) {
+    const double x = i % 2 == 0 ? 0 : kFieldWidth;
+    body += Field(growths[i], x, kHead + static_cast<double>(i / 2) * kFieldHeight).Drawn();
+  }
+  return svg::Document(2 * kFieldWidth,
+                       kHead + static_cast<double>((growths.size() + 1) / 2) * kFieldHeight, body);
+}
+
+}  // namespace kt::bench
