@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "bench/table/growth.h"
@@ -23,13 +24,12 @@ constexpr double kLabelHeight = 14;
 
 // The whole powers of ten around what is there, as exponents.
 struct Range {
-  double low = 1e9;
-  double high = -1e9;
+  int low = std::numeric_limits<int>::max();
+  int high = std::numeric_limits<int>::min();
 
   void Take(double value) {
-    low = std::min(low, std::floor(std::log10(value)));
-    high = std::max(high, std::ceil(std::log10(value)));
-    if (high <= low) high = low + 1;
+    low = std::min(low, static_cast<int>(std::floor(std::log10(value))));
+    high = std::max({high, static_cast<int>(std::ceil(std::log10(value))), low + 1});
   }
   [[nodiscard]] double Part(double value) const {
     return (std::log10(std::max(value, 1e-9)) - low) / (high - low);
@@ -55,12 +55,12 @@ class Field {
 
   [[nodiscard]] std::string Drawn() const {
     std::string drawn = Text(x_ + 10, y_ + 18, "title", growth_.title);
-    for (double at = sizes_.low; at <= sizes_.high; ++at) {
+    for (int at = sizes_.low; at <= sizes_.high; ++at) {
       const double size = std::pow(10, at);
       drawn += Line(PlaceX(size), Bottom(), PlaceX(size), y_ + kTop);
       drawn += Text(PlaceX(size) - 12, Bottom() + 16, "label", SizeText(size));
     }
-    for (double at = times_.low; at <= times_.high; ++at) {
+    for (int at = times_.low; at <= times_.high; ++at) {
       const double time = std::pow(10, at);
       drawn += Line(x_ + kLeft, PlaceY(time), Right(), PlaceY(time));
       drawn += Text(x_ + 10, PlaceY(time) + 4, "label", NumberText(time, "ns"));
@@ -91,7 +91,7 @@ class Field {
     for (const Point& point : curve.points) {
       const std::string x = Number(PlaceX(point.size));
       const std::string y = Number(PlaceY(point.median));
-      places += (places.empty() ? "" : " ") + x + "," + y;
+      places.append(places.empty() ? "" : " ").append(x).append(",").append(y);
       dots.append("<circle cx=\"").append(x).append("\" cy=\"").append(y);
       dots.append("\" r=\"3\" fill=\"").append(colour).append("\"/>\n");
     }
@@ -130,12 +130,14 @@ std::string GrowthPicture(const std::vector<Growth>& growths) {
   std::string body = Text(10, 18, "label",
                           "Median of one run by the number of things that there are, both "
                           "logarithmic. Flatter is better.");
-  for (std::size_t i = 0; i < growths.size(); ++i) {
-    const double x = i % 2 == 0 ? 0 : kFieldWidth;
-    body += Field(growths[i], x, kHead + static_cast<double>(i / 2) * kFieldHeight).Drawn();
+  double y = kHead;
+  bool left = true;
+  for (const Growth& growth : growths) {
+    body += Field(growth, left ? 0 : kFieldWidth, y).Drawn();
+    if (!left) y += kFieldHeight;
+    left = !left;
   }
-  return svg::Document(2 * kFieldWidth,
-                       kHead + static_cast<double>((growths.size() + 1) / 2) * kFieldHeight, body);
+  return svg::Document(2 * kFieldWidth, left ? y : y + kFieldHeight, body);
 }
 
 }  // namespace kt::bench
