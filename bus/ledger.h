@@ -102,11 +102,11 @@ class Account {
     }
   }
 
-  const std::string name_;
   std::array<Stripe, kStripes> stripes_;
   Counts wrong_frees_{};
   Counts overruns_{};
   std::atomic<std::uint64_t> exceptions_{0};
+  const std::string name_;
 };
 
 class Ledger {
