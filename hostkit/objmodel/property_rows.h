@@ -64,10 +64,14 @@ struct TextRow : Codes<kCode> {
       out.assign(text, end == nullptr ? room : static_cast<std::size_t>(end - text));
     } else {
       // A record made elsewhere need not be aligned.
-      Text text(room, Unit{});
-      if (room != 0) std::memcpy(text.data(), record.value, room * sizeof(Unit));
-      text.resize(std::char_traits<Unit>::length(text.c_str()));
-      out = std::move(text);
+      const auto* const bytes = static_cast<const char*>(record.value);
+      std::size_t size = 0;
+      for (Unit unit{}; size != room; ++size) {
+        std::memcpy(&unit, bytes + size * sizeof(Unit), sizeof(Unit));
+        if (unit == Unit{}) break;
+      }
+      out.resize(size);
+      if (size != 0) std::memcpy(out.data(), bytes, size * sizeof(Unit));
     }
     return true;
   }

@@ -171,6 +171,40 @@ TEST_F(LazyDeleteTest, QueuesAWrapperOnceHoweverOftenItIsAsked) {
   EXPECT_EQ(gone_, std::vector{1});
 }
 
+TEST_F(LazyDeleteTest, DeletesTheBusObjectWhenItIsAskedAgainAndTheNameIsThere) {
+  Wrapper* const wrapper = Registered(1);
+  const KtObjId id = wrapper->Id();
+  framework_.FailCall("ObGetProperty", 1, 0xC1000011);
+  container().LazyDelete(wrapper);
+  container().LazyDelete(wrapper);
+  EXPECT_FALSE(framework_.HasObject(id));
+  EXPECT_EQ(container().Find(id), nullptr);
+  EXPECT_TRUE(container().OfType("disk").empty());
+  EXPECT_EQ(container().Count().queued, 1u);
+  container().FlushLazyDeleteQueue();
+  EXPECT_EQ(gone_, std::vector{1});
+}
+
+TEST_F(LazyDeleteTest, KeepsTheOrderOfThoseOfItsTypeThatStay) {
+  std::vector<Wrapper*> wrappers;
+  for (int i = 0; i < 4; ++i) wrappers.push_back(Registered(i));
+  container().LazyDelete(wrappers[1]);
+  framework_.FailCall("ObGetObjectType", 1, KTERROR_NO_OBJECT);
+  container().LazyDelete(wrappers[2]);
+  container().FlushLazyDeleteQueue();
+  EXPECT_EQ(container().OfType("disk"), (std::vector<CKtObject*>{wrappers[0], wrappers[3]}));
+}
+
+TEST_F(LazyDeleteTest, FreesAWrapperOnceWhoseTypeCouldNotBeReadWithTheContainerShutDownBefore) {
+  framework_.FailCall("ObGetObjectType", 2, KTERROR_NO_OBJECT);  // the first is asked by Add()
+  container().LazyDelete(Registered(1));
+  Registered(2);
+  container().Shutdown();
+  EXPECT_EQ(gone_, std::vector{2});
+  ReleaseModuleState();
+  EXPECT_EQ(gone_, (std::vector{2, 1}));
+}
+
 TEST_F(LazyDeleteTest, FlushFreesTheQueueInOrderOfIds) {
   Wrapper* const lower = Registered(1);
   Wrapper* const higher = Registered(2);
