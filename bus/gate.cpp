@@ -71,14 +71,11 @@ std::uint64_t ThreadNumber() noexcept {
   return number;
 }
 
-constinit thread_local bool unseen_here KT_FOUND_BY_LOADS = false;
-constinit thread_local bool in_gate KT_FOUND_BY_LOADS = false;
-
 // The time that a thread spends in a call-back of the gate.
 class InGate {
  public:
-  InGate() noexcept : host_(Ledger::Get().host()) { in_gate = true; }
-  ~InGate() { in_gate = false; }
+  InGate() noexcept : host_(Ledger::Get().host()) { passing.in_gate = true; }
+  ~InGate() { passing.in_gate = false; }
   InGate(const InGate&) = delete;
   InGate& operator=(const InGate&) = delete;
 
@@ -88,22 +85,21 @@ class InGate {
 
 }  // namespace
 
+constinit thread_local Passing passing KT_FOUND_BY_LOADS;
+
 KtStatus SetGate(const KtBusCallGate* gate) {
-  if (in_gate || (gate != nullptr && gate->size != sizeof(KtBusCallGate))) return kInvalidArgument;
+  if (passing.in_gate || (gate != nullptr && gate->size != sizeof(KtBusCallGate)))
+    return kInvalidArgument;
   GateSeat::Get().Change(gate == nullptr ? nullptr : std::make_shared<Gate>(*gate));
   return kOk;
 }
 
-bool PassesUnseen() noexcept {
-  return unseen_here || in_gate;
-}
-
-Unseen::Unseen() noexcept : previous_(unseen_here) {
-  unseen_here = true;
+Unseen::Unseen() noexcept : previous_(passing.unseen) {
+  passing.unseen = true;
 }
 
 Unseen::~Unseen() {
-  unseen_here = previous_;
+  passing.unseen = previous_;
 }
 
 GatedCall::GatedCall(const char* function, bool inward, const Account& account,

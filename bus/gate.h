@@ -17,6 +17,7 @@
 
 #include "bus/attribution.h"
 #include "bus/inlining.h"
+#include "bus/thread_local.h"
 #include "ktbus3/ktbus3_host.h"
 
 namespace kt::bus {
@@ -141,8 +142,17 @@ inline std::atomic<bool> gate_is_up{false};
 // Puts up a gate, or takes it away (null). 0x80070057 from inside one.
 KtStatus SetGate(const KtBusCallGate* gate);
 
-// True while calls of this thread do not pass: inside the framework, a gate or a trace call-back.
-bool PassesUnseen() noexcept;
+// Where this thread is, looked at by every call while a gate is up.
+struct Passing {
+  bool unseen = false;   // inside the framework, or a trace call-back
+  bool in_gate = false;  // inside a call-back of the gate
+};
+extern constinit thread_local Passing passing KT_FOUND_BY_LOADS;
+
+// True while calls of this thread do not pass.
+inline bool PassesUnseen() noexcept {
+  return passing.unseen || passing.in_gate;
+}
 
 // Says for its life that calls of this thread pass unseen.
 class Unseen {

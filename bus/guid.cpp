@@ -6,6 +6,10 @@
 #include <cstring>
 #include <random>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include "bus/attribution.h"
 #include "bus/gate.h"
 #include "bus/memory.h"
@@ -26,16 +30,54 @@ std::uint64_t Mix(std::uint64_t x) noexcept {
   return x ^ (x >> 31U);
 }
 
-// The two digits of each byte.
-using HexPairs = std::array<std::array<char, 2>, 256>;
-constexpr HexPairs MakeHexPairs() {
-  constexpr std::array kDigits{'0', '1', '2', '3', '4', '5', '6', '7',
-                               '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'};
-  HexPairs pairs{};
-  for (std::size_t i = 0; i < pairs.size(); ++i) pairs[i] = {kDigits[i / 16], kDigits[i % 16]};
-  return pairs;
+// The 32 digits of an id in the order in which they are read.
+using Digits = std::array<char, 32>;
+
+#ifdef __SSE2__
+
+// All at once: each byte's two halves side by side, and a character made of each.
+Digits DigitsOf(const KtGuid& guid) noexcept {
+  const __m128i id = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&guid));
+  // The three numbers begin with their lowest byte; the rest are bytes already.
+  const __m128i swapped = _mm_or_si128(_mm_slli_epi16(id, 8), _mm_srli_epi16(id, 8));
+  const __m128i numbers = _mm_shufflelo_epi16(swapped, _MM_SHUFFLE(3, 2, 0, 1));
+  const __m128i bytes =
+      _mm_castpd_si128(_mm_move_sd(_mm_castsi128_pd(id), _mm_castsi128_pd(numbers)));
+
+  const __m128i half = _mm_set1_epi8(0x0F);
+  const __m128i high = _mm_and_si128(_mm_srli_epi16(bytes, 4), half);
+  const __m128i low = _mm_and_si128(bytes, half);
+  const auto characters = [](__m128i halves) {
+    // '0' and up; from ten on as much further as 'A' stands behind what comes after '9'.
+    const __m128i letters = _mm_cmpgt_epi8(halves, _mm_set1_epi8(9));
+    return _mm_add_epi8(_mm_add_epi8(halves, _mm_set1_epi8('0')),
+                        _mm_and_si128(letters, _mm_set1_epi8('A' - '9' - 1)));
+  };
+  Digits digits;  // NOLINT(*-member-init): all of it is written
+  auto* const room = reinterpret_cast<__m128i*>(digits.data());
+  _mm_storeu_si128(room, characters(_mm_unpacklo_epi8(high, low)));
+  _mm_storeu_si128(room + 1, characters(_mm_unpackhi_epi8(high, low)));
+  return digits;
 }
-constexpr HexPairs kHexPairs = MakeHexPairs();
+
+#else
+
+Digits DigitsOf(const KtGuid& guid) noexcept {
+  Digits digits;
+  std::size_t size = 0;
+  const auto put = [&](std::uint32_t number, std::uint32_t count) {
+    for (; count != 0; --count) {
+      digits[size++] = "0123456789ABCDEF"[(number >> (4 * (count - 1))) & 0xFU];
+    }
+  };
+  put(guid.Data1, 8);
+  put(guid.Data2, 4);
+  put(guid.Data3, 4);
+  for (const std::uint8_t byte : guid.Data4) put(byte, 2);
+  return digits;
+}
+
+#endif
 
 }  // namespace
 
@@ -66,25 +108,19 @@ std::string GuidText(const KtGuid& guid) {
 }
 
 void WriteGuidText(const KtGuid& guid, char* room) noexcept {
-  // The bytes in the order in which they are read, highest digits first.
-  const auto byte = [](std::uint32_t number, std::uint32_t shift) {
-    return static_cast<std::uint8_t>(number >> shift);
-  };
-  const auto put = [&room](auto... bytes) {
-    ((std::memcpy(room, kHexPairs[bytes].data(), 2), room += 2), ...);
-  };
-  *room++ = '{';
-  put(byte(guid.Data1, 24), byte(guid.Data1, 16), byte(guid.Data1, 8), byte(guid.Data1, 0));
-  *room++ = '-';
-  put(byte(guid.Data2, 8), byte(guid.Data2, 0));
-  *room++ = '-';
-  put(byte(guid.Data3, 8), byte(guid.Data3, 0));
-  *room++ = '-';
-  put(guid.Data4[0], guid.Data4[1]);
-  *room++ = '-';
-  put(guid.Data4[2], guid.Data4[3], guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
-  *room++ = '}';
-  *room = '\0';
+  const Digits digits = DigitsOf(guid);
+  room[0] = '{';
+  std::memcpy(room + 1, &digits[0], 8);
+  room[9] = '-';
+  std::memcpy(room + 10, &digits[8], 4);
+  room[14] = '-';
+  std::memcpy(room + 15, &digits[12], 4);
+  room[19] = '-';
+  std::memcpy(room + 20, &digits[16], 4);
+  room[24] = '-';
+  std::memcpy(room + 25, &digits[20], 12);
+  room[37] = '}';
+  room[38] = '\0';
 }
 
 std::size_t ObjIdHash::operator()(const KtObjId& id) const noexcept {

@@ -24,7 +24,7 @@ KtObjId NewId();
 std::string GuidText(const KtGuid& guid);
 
 // The same with its terminating zero, written into room for kGuidTextSize characters. Two are asked
-// for by every control, so it takes two digits at a time from a table.
+// for by every control, so that it makes all digits at once where the processor can.
 inline constexpr std::size_t kGuidTextSize = 39;
 void WriteGuidText(const KtGuid& guid, char* room) noexcept;
 

@@ -20,6 +20,11 @@ inline void BeforeLock(void* lock) noexcept {
 inline void AfterLock(void* lock) noexcept {
   __tsan_mutex_post_lock(lock, 0, 0);
 }
+// In the place of the two for a lock that was free.
+inline void TookAtOnce(void* lock) noexcept {
+  BeforeLock(lock);
+  AfterLock(lock);
+}
 inline void BeforeUnlock(void* lock) noexcept {
   __tsan_mutex_pre_unlock(lock, 0);
 }
@@ -29,6 +34,7 @@ inline void AfterUnlock(void* lock) noexcept {
 #else
 inline void BeforeLock(void* /*lock*/) noexcept {}
 inline void AfterLock(void* /*lock*/) noexcept {}
+inline void TookAtOnce(void* /*lock*/) noexcept {}
 inline void BeforeUnlock(void* /*lock*/) noexcept {}
 inline void AfterUnlock(void* /*lock*/) noexcept {}
 #endif

@@ -26,6 +26,7 @@ class NativeSharedMutex {
   NativeSharedMutex& operator=(const NativeSharedMutex&) = delete;
 
   void lock() noexcept { AcquireSRWLockExclusive(&lock_); }
+  bool TryLock() noexcept { return TryAcquireSRWLockExclusive(&lock_) != 0; }
   void unlock() noexcept { ReleaseSRWLockExclusive(&lock_); }
   void lock_shared() noexcept { AcquireSRWLockShared(&lock_); }
   void unlock_shared() noexcept { ReleaseSRWLockShared(&lock_); }

@@ -40,6 +40,12 @@ class QuickMutex {
     if (taken_.exchange(1, std::memory_order_acquire) != 0) LockWhenFree();
     lock_watch::AfterLock(this);
   }
+  // False where it would have to wait.
+  bool TryLock() noexcept {
+    if (taken_.exchange(1, std::memory_order_acquire) != 0) return false;
+    lock_watch::TookAtOnce(this);
+    return true;
+  }
   void unlock() noexcept {
     lock_watch::BeforeUnlock(this);
     const bool awaited = sleepers_.load(std::memory_order_relaxed) != 0;

@@ -10,6 +10,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "bus/inlining.h"
+
 #ifdef _WIN32
 #include <windows.h>
 #else
@@ -30,7 +32,7 @@ class RecursiveMutex {
   void lock() noexcept {
     const std::uintptr_t self = ThisThread();
     if (owner_.load(std::memory_order_relaxed) != self) {
-      mutex_.lock();
+      if (!mutex_.TryLock()) return LockWhenFree();
       owner_.store(self, std::memory_order_relaxed);
     }
     ++depth_;
@@ -42,6 +44,13 @@ class RecursiveMutex {
   }
 
  private:
+  // For a thread that has to wait: apart, so that the others need nothing of what it needs.
+  KT_SELDOM void LockWhenFree() noexcept {
+    mutex_.lock();
+    owner_.store(ThisThread(), std::memory_order_relaxed);
+    ++depth_;
+  }
+
   // What no other thread that runs has, and never 0.
   static std::uintptr_t ThisThread() noexcept {
 #ifdef _WIN32

@@ -125,6 +125,31 @@ TEST(GuidText, KeepsLeadingZeros) {
   _KtFree(text);
 }
 
+TEST(GuidText, HasEachDigitInEachPlace) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  const std::string zeros = "{00000000-0000-0000-0000-000000000000}";
+  std::size_t place = 0;
+  for (unsigned digit = 0; digit < 32; ++digit, ++place) {
+    while (zeros[place] != '0') ++place;
+    for (std::uint32_t value = 0; value < kDigits.size(); ++value) {
+      KtGuid guid{};
+      if (digit < 8) {
+        guid.Data1 = value << (4 * (7 - digit));
+      } else if (digit < 16) {
+        const auto number = static_cast<std::uint16_t>(value << (4 * (3 - digit % 4)));
+        (digit < 12 ? guid.Data2 : guid.Data3) = number;
+      } else {
+        guid.Data4[(digit - 16) / 2] = static_cast<std::uint8_t>(value << (4 * (1 - digit % 2)));
+      }
+      std::string expected = zeros;
+      expected[place] = kDigits[value];
+      char* const text = KtGUIDToString(&guid);
+      EXPECT_EQ(text, expected);
+      _KtFree(text);
+    }
+  }
+}
+
 TEST(GuidText, OfNothingIsNull) {
   EXPECT_EQ(KtGUIDToString(nullptr), nullptr);
 }
