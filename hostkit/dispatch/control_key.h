@@ -24,15 +24,16 @@ struct ControlKey {
     return {interface_id, kNullObjId, selector, control_code};
   }
 
+  // The five products do not wait for each other, as the steps of a chain would. The factors are
+  // the fractions of the golden ratio and of the roots of 2, 3, 5 and 7, made odd.
   [[nodiscard]] std::size_t Hash() const noexcept {
     std::uint64_t words[5];
     std::memcpy(words, this, sizeof(words));
-    std::uint64_t hash = 0;
-    for (const std::uint64_t word : words) {
-      hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
-      hash ^= hash >> 32U;
-    }
-    return static_cast<std::size_t>(hash);
+    std::uint64_t hash = words[0] * 0x9E3779B97F4A7C15U + words[1] * 0x6A09E667F3BCC909U +
+                         words[2] * 0xBB67AE8584CAA73BU + words[3] * 0x3C6EF372FE94F82BU +
+                         words[4] * 0xA54FF53A5F1D36F1U;
+    hash = (hash ^ (hash >> 32U)) * 0x9E3779B97F4A7C15U;
+    return static_cast<std::size_t>(hash ^ (hash >> 32U));
   }
 
   friend bool operator==(const ControlKey& left, const ControlKey& right) noexcept {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/guid_order.h"
+#include "base/owned.h"
 #include "base/trace.h"
 #include "dispatch/activity_scope.h"
 #include "lifetime/custom_object_container.h"
@@ -50,7 +51,7 @@ KtStatus RunHandler(const CKtControlMapEntry& entry, CKtControlRequest& request,
 
 std::atomic<CKtControlManager*> CKtControlManager::instance_{nullptr};
 
-CKtControlManager& CKtControlManager::Instance() {
+CKtControlManager& CKtControlManager::MakeInstance() {
   return kt::InstanceOf(instance_,
                         [] { return std::unique_ptr<CKtControlManager>(new CKtControlManager); });
 }
@@ -262,9 +263,14 @@ std::shared_ptr<CKtControlMapEntry> CKtControlManager::FindHandler(const CKtCont
   const std::size_t hash = key.Hash();
   const kt::LockGuard guard(path_map_lock_);
   paths_.Expect(hash);
-  built = path.Build(key.interface_id, key.selector, key.control_code, key.object_id);
+  const kt::ControlPathMap::Node* node = nullptr;
+  {
+    const kt::FrameworkText interface_text(KtGUIDToString(&key.interface_id));
+    node = paths_.Look(key, hash);
+    built = path.Build(interface_text.get(), key.selector, key.control_code, key.object_id);
+  }
   if (!built) return nullptr;
-  if (auto entry = paths_.Find(key, hash)) return entry;
+  if (auto entry = kt::ControlPathMap::HandlerUnder(node)) return entry;
   // Only whether the framework can name it is of interest.
   kt::ControlPath any_object;
   built = any_object.Build(key.interface_id, key.selector, key.control_code, kt::kNullObjId);

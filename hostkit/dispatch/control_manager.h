@@ -45,7 +45,10 @@ class CKtControlManager {
   static constexpr std::uint32_t kIdleSleepMs = 1000;
 
   // The manager, created on first use. Throws std::bad_alloc.
-  [[nodiscard]] static CKtControlManager& Instance();
+  [[nodiscard]] static CKtControlManager& Instance() {
+    CKtControlManager* const made = instance_.load(std::memory_order_acquire);
+    return made != nullptr ? *made : MakeInstance();
+  }
 
   // Waits as the destructor does, then deletes the manager, for module detach. The manager stays
   // the one that Instance() gives while it waits. Control maps and whatever opens activity scopes
@@ -102,6 +105,8 @@ class CKtControlManager {
   [[nodiscard]] std::uint32_t ActivityCount() const noexcept KT_EXCLUDES(activity_lock_);
 
  private:
+  [[nodiscard]] static CKtControlManager& MakeInstance();
+
   friend class CKtActivityScope;
   friend class kt::ActivityHold;
 

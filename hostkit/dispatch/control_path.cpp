@@ -31,15 +31,20 @@ char* AppendNumber(char* end, std::uint32_t number) noexcept {
 
 bool ControlPath::Build(const KtGuid& interface_id, std::uint32_t selector,
                         std::uint32_t control_code, const KtObjId& object_id) noexcept {
+  const FrameworkText interface_text(KtGUIDToString(&interface_id));
+  return Build(interface_text.get(), selector, control_code, object_id);
+}
+
+bool ControlPath::Build(const char* interface_text, std::uint32_t selector,
+                        std::uint32_t control_code, const KtObjId& object_id) noexcept {
   size_ = 0;
   text_.front() = '\0';
-  const FrameworkText interface_text(KtGUIDToString(&interface_id));
   const FrameworkText object_text(KtGUIDToString(&object_id.guid));
   if (interface_text == nullptr || object_text == nullptr) return false;
   char* end = Append(text_.data(), "OBJ:");
   end = AppendId(end, std::string_view(object_text.get()).substr(0, kLongestId));
   end = Append(end, ",INTF:");
-  end = AppendId(end, std::string_view(interface_text.get()).substr(0, kLongestId));
+  end = AppendId(end, std::string_view(interface_text).substr(0, kLongestId));
   end = Append(end, ",MJ:");
   end = AppendNumber(end, selector);
   end = Append(end, ",MN:");

@@ -20,10 +20,18 @@ namespace kt {
 
 class ControlPath {
  public:
+  // Empty. The buffer is left as it is up to there: zeroing it takes as long as filling it.
+  ControlPath() noexcept { text_.front() = '\0'; }  // NOLINT(*-member-init): see above
+
   // Builds the key: the interface's text first, then the object's. Selector and code are printed as
   // signed decimals. Returns false, with the key empty, when the framework had no memory for one of
   // the texts.
   [[nodiscard]] bool Build(const KtGuid& interface_id, std::uint32_t selector,
+                           std::uint32_t control_code, const KtObjId& object_id) noexcept;
+
+  // The same with the interface's text, for who does something else between the two questions to
+  // the framework. Null is no memory, and the object's text is asked for all the same.
+  [[nodiscard]] bool Build(const char* interface_text, std::uint32_t selector,
                            std::uint32_t control_code, const KtObjId& object_id) noexcept;
 
   // Valid as long as this object, until it is built again.
@@ -36,7 +44,7 @@ class ControlPath {
   // is room for all, so that no step has to look whether there is.
   static constexpr std::size_t kLongestId = 100;
 
-  std::array<char, 256> text_{};
+  std::array<char, 256> text_;
   std::size_t size_ = 0;
 };
 

@@ -1,6 +1,8 @@
 #include "dispatch/control_path_map.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <utility>
 
 #include "base/prefetch.h"
@@ -10,15 +12,30 @@ namespace {
 
 constexpr std::size_t kFirstPlaces = 64;
 
+// Where the counts are that lock() looks at, in front of the handler itself: the second of the two
+// pointers, in each library that there is. It is only a hint; were it another one, nothing but its
+// use would be lost.
+const void* CountsOf(const std::weak_ptr<CKtControlMapEntry>& handler) noexcept {
+  std::array<const void*, 2> pointers{};
+  static_assert(sizeof(pointers) == sizeof(handler));
+  std::memcpy(pointers.data(), reinterpret_cast<const std::byte*>(&handler), sizeof(pointers));
+  return pointers[1];
+}
+
 }  // namespace
 
 void ControlPathMap::Expect(std::size_t hash) const noexcept {
   if (!places_.empty()) Prefetch(places_[PlaceOf(hash)]);
 }
 
-std::shared_ptr<CKtControlMapEntry> ControlPathMap::Find(const ControlKey& key,
-                                                         std::size_t hash) const noexcept {
+const ControlPathMap::Node* ControlPathMap::Look(const ControlKey& key,
+                                                 std::size_t hash) const noexcept {
   const Node* const node = FindNode(key, hash);
+  if (node != nullptr) Prefetch(CountsOf(node->handler));
+  return node;
+}
+
+std::shared_ptr<CKtControlMapEntry> ControlPathMap::HandlerUnder(const Node* node) noexcept {
   return node == nullptr ? nullptr : node->handler.lock();
 }
 

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
@@ -66,6 +67,24 @@ TEST(ControlPathMap, DropsWhatWasPutUnderAnotherText) {
   EXPECT_EQ(map.Find(KeyOf(2)), second);
   EXPECT_TRUE(map.Erase(KeyOf(2), "d"));
   EXPECT_EQ(map.Find(KeyOf(2)), nullptr);
+}
+
+// Keys by chance leave a bit more than a third of as many places empty.
+TEST(ControlKey, SpreadsKeysThatDifferInOneOfItsNumbersAlone) {
+  constexpr std::size_t kPlaces = 4096;
+  for (std::size_t word = 0; word < sizeof(kt::ControlKey) / sizeof(std::uint32_t); ++word) {
+    for (const unsigned shift : {0U, 20U}) {  // in its lowest bits, and in its highest
+      std::vector<bool> taken(kPlaces);
+      for (std::uint32_t i = 0; i < kPlaces; ++i) {
+        std::array<std::uint32_t, 10> words{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+        words.at(word) = i << shift;
+        kt::ControlKey key{};
+        std::memcpy(static_cast<void*>(&key), words.data(), sizeof(key));
+        taken[key.Hash() % kPlaces] = true;
+      }
+      EXPECT_GE(std::count(taken.begin(), taken.end(), true), 2048) << word << ' ' << shift;
+    }
+  }
 }
 
 TEST(ControlPathMap, TakesAHandlerThatHasGoneForAbsent) {
