@@ -167,7 +167,7 @@ KtStatus Database::RegisterInterface(const KtObjId& id, const KtGuid& interface_
 
 KtObjId Database::CreateObject(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags) {
   const Provider& provider = *owner;
-  Object::Pointer object = Object::Make(type, std::move(owner), flags);
+  Object::Pointer object = objects_.Make(type, std::move(owner), flags);
   const KtObjId id = object->id();
   // Nobody deletes it before the observer is told that it is there; so its provider stays, too.
   const ReadGuard guard(family_lock_);

@@ -1,8 +1,8 @@
 // The framework's own locks, known to clang's thread-safety analysis.
 //
 // Order, outer before inner; a lock is never taken while one to the right of it is held:
-//   database's providers -> events -> family -> types -> a type's objects -> objects ->
-//   property set -> handle table -> memory registry -> observers
+//   database's providers -> events -> family -> types -> a type's objects -> shelf ->
+//   objects -> property set -> handle table -> memory registry -> observers
 // The slot of a property set's handle stands where the set does, that of an iterator right behind.
 // Provider functions, visitors, observers and trace call-backs run under none of them.
 #pragma once

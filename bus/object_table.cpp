@@ -7,39 +7,26 @@
 #include "bus/property_record.h"
 
 namespace kt::bus {
-namespace {
-
-// Two or three short properties. What goes before them takes 80 bytes: 184 in all are what the
-// usual allocators have.
-constexpr std::size_t kFirstRoom = 104;
-
-}  // namespace
 
 // ---- Memory ------------------------------------------------------------------------------------
 
-Object::Object(const KtObjId& id, Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags)
-    : flags_(flags), type_(&type), owner_(std::move(owner)), id_(id) {}
-
-template <typename... Arguments>
-Object::Pointer Object::MakeWithRoom(std::size_t room, Arguments&&... arguments) {
-  static_assert(sizeof(Object) % alignof(PropertyRow) == 0 && sizeof(Object) % 8 == 0);
-  void* const memory = ::operator new(sizeof(Object) + sizeof(PropertyRow) + room);
-  Object* const object = new (memory) Object(std::forward<Arguments>(arguments)...);
-  new (object + 1) PropertyRow(room);
-  return Pointer(object);
-}
+Object::Object(const KtObjId& id, Type& type, std::shared_ptr<Provider> owner,
+               std::uint32_t flags) noexcept
+    : id_(id), type_(&type), owner_(std::move(owner)), flags_(flags) {}
 
 void Object::Delete::operator()(Object* object) const noexcept {
+  const Shelf::Number number = table->NumberIn(object->id());
   object->~Object();
-  ::operator delete(object);
+  table->shelf_.Give(number);
 }
 
-Object::Pointer Object::Make(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags) {
-  return MakeWithRoom(kFirstRoom, NewId(), type, std::move(owner), flags);
+Object::RowPointer Object::MakeRow(std::size_t room) {
+  return RowPointer(new (::operator new(sizeof(PropertyRow) + room)) PropertyRow(room));
 }
 
-PropertyRow& Object::row() const noexcept {
-  return *reinterpret_cast<PropertyRow*>(const_cast<Object*>(this) + 1);
+void Object::DeleteRow::operator()(PropertyRow* row) const noexcept {
+  row->~PropertyRow();
+  ::operator delete(row);
 }
 
 // ---- Interfaces and properties -----------------------------------------------------------------
@@ -51,7 +38,7 @@ KtStatus Object::AddInterface(const KtGuid& interface_id, std::shared_ptr<Provid
 
 cuvo_property* Object::FindProperty(const char* name, Account& account) {
   if (many_ == nullptr) {
-    const auto found = row().Find(name);
+    const auto found = Row().Find(name);
     return found ? MakeRecord(*found, account) : nullptr;
   }
   const std::size_t place = many_->PlaceOf(PropertyName(name));
@@ -61,57 +48,74 @@ cuvo_property* Object::FindProperty(const char* name, Account& account) {
 PropertyMap Object::Properties() const {
   if (many_ != nullptr) return PropertyMap(*many_);
   PropertyMap properties;
-  for (std::size_t i = 0; i < row().size(); ++i) {
-    properties.Put(PropertyDraft(RecordOf(row().At(i))));
+  for (std::size_t i = 0; i < Row().size(); ++i) {
+    properties.Put(PropertyDraft(RecordOf(Row().At(i))));
   }
   return properties;
 }
 
-Object::Pointer Object::Put(const PropertyDraft& property) {
+void Object::Put(const PropertyDraft& property) {
   if (many_ != nullptr) {
     many_->Put(property);
-    return nullptr;
+    return;
   }
+  PropertyRow& row = Row();
   const auto flat = property.Flat();
-  const std::size_t room = flat ? row().RoomWith(*flat) : PropertyRow::kNoRoom;
-  if (room <= row().room()) {
-    row().Put(*flat);
-    return nullptr;
-  }
-  if (room == PropertyRow::kNoRoom) {
+  const std::size_t room = flat ? row.RoomWith(*flat) : PropertyRow::kNoRoom;
+  if (room <= row.room()) {
+    row.Put(*flat);
+  } else if (room == PropertyRow::kNoRoom) {
     auto many = std::make_unique<PropertyMap>(Properties());
     many->Put(property);
     many_ = std::move(many);
-    row().Clear();
-    return nullptr;
+    first_.row.Clear();
+    large_.reset();
+  } else {
+    RowPointer larger = MakeRow(std::max(room, row.room() * 3 / 16 * 8));
+    larger->CopyFrom(row);
+    larger->Put(*flat);
+    first_.row.Clear();
+    large_ = std::move(larger);
   }
-  Pointer larger = MakeWithRoom(std::max(room, row().room() * 3 / 16 * 8), std::move(*this));
-  larger->row().CopyFrom(row());
-  larger->row().Put(*flat);
-  return larger;
 }
 
 // ---- The table ---------------------------------------------------------------------------------
 
-void ObjectTable::Enter(Object::Pointer&& object) {
-  Shard& shard = shards_[ShardOf(object->id())];
-  const MutexGuard guard(shard.lock);
-  shard.objects.Add(std::move(object));
+ObjectTable::ObjectTable()
+    : shelf_(Shelf::kHeadSize + sizeof(Object)), turned_(NewId().guid.Data1) {
+  static_assert((Shelf::kHeadSize + sizeof(Object)) % Shelf::kLine == 0);
 }
 
-Object::Pointer ObjectTable::Take(const KtObjId& id) {
-  Shard& shard = shards_[ShardOf(id)];
-  const MutexGuard guard(shard.lock);
-  return shard.objects.Take(id);
+ObjectTable::~ObjectTable() {
+  shelf_.ForEach([](void* memory) { static_cast<Object*>(memory)->~Object(); });
+}
+
+Object::Pointer ObjectTable::Make(Type& type, std::shared_ptr<Provider> owner,
+                                  std::uint32_t flags) {
+  KtObjId id = NewId();
+  const Shelf::Place place = shelf_.Take();
+  id.guid.Data1 = (place.number * kSpread) ^ turned_;
+  return Object::Pointer(new (place.memory) Object(id, type, std::move(owner), flags),
+                         Object::Delete{this});
+}
+
+void ObjectTable::Enter(Object::Pointer&& object) noexcept {
+  const Shelf::Number number = NumberIn(object->id());
+  const MutexGuard guard(shelf_.LockOf(number));
+  shelf_.Show(number);
+  static_cast<void>(object.release());
+}
+
+Object::Pointer ObjectTable::Take(const KtObjId& id) noexcept {
+  const Shelf::Number number = NumberIn(id);
+  const MutexGuard guard(shelf_.LockOf(number));
+  Object* const object = Find(number, id);
+  if (object != nullptr) shelf_.Hide(number);
+  return Object::Pointer(object, Object::Delete{this});
 }
 
 bool ObjectTable::Put(const KtObjId& id, const PropertyDraft& property) {
-  Shard& shard = shards_[ShardOf(id)];
-  const MutexGuard guard(shard.lock);
-  Object* const object = shard.objects.Find(id);
-  if (object == nullptr) return false;
-  if (auto larger = object->Put(property)) shard.objects.Replace(std::move(larger));
-  return true;
+  return With(id, [&](Object& object) { object.Put(property); });
 }
 
 bool ObjectTable::Has(const KtObjId& id) const {

@@ -1,39 +1,46 @@
 // The objects of a database, by id.
 //
-// Threads: everything from any thread; the table is cut into shards by id.
+// An id says where its object stands: in it is the number of a place on the table's shelf
+// (bus/shelf.h), made unreadable. The rest is made by chance and by a count (bus/guid.h), so that
+// no id is ever that of another object, whoever stands in its place by then.
+//
+// Threads: everything from any thread; each place has a lock that it shares with others.
 #pragma once
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 
 #include "bus/guid.h"
-#include "bus/id_table.h"
 #include "bus/interface_list.h"
 #include "bus/lock.h"
 #include "bus/property_draft.h"
 #include "bus/property_map.h"
 #include "bus/property_row.h"
+#include "bus/shelf.h"
 #include "bus/type_table.h"
 
 namespace kt::bus {
 
-// An object: who made it, what it is, its properties and its interfaces. It is one piece of memory,
-// its properties (bus/property_row.h) included; what a row cannot keep makes it a map of them.
+class ObjectTable;
+
+// An object: who made it, what it is, its properties and its interfaces. It stands in one place,
+// its properties (bus/property_row.h) included, as long as they are few and short; more of them
+// have a larger row beside it, and what a row cannot keep makes it a map of them.
 //
 // Threads: none of its own. Once it stands in a table it is only touched under the lock that
-//          ObjectTable::With() holds; there it may move, so nobody keeps its address.
+//          ObjectTable::With() holds; nobody keeps its address.
 class Object {
  public:
+  // Ends it and gives its place back.
   struct Delete {
+    ObjectTable* table = nullptr;
     void operator()(Object* object) const noexcept;
   };
   using Pointer = std::unique_ptr<Object, Delete>;
-
-  // With a new id and room for some properties. Throws std::bad_alloc.
-  static Pointer Make(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags);
 
   Object(const Object&) = delete;
   Object& operator=(const Object&) = delete;
@@ -63,38 +70,62 @@ class Object {
   // All in the order of adding. Throws std::bad_alloc.
   [[nodiscard]] PropertyMap Properties() const;
 
-  // Adds or replaces. It may need more room: then the answer is an object that has it, to be put in
-  // the place of this one, which has nothing any more. Null otherwise. Throws std::bad_alloc, and
-  // nothing has changed then.
-  [[nodiscard]] Pointer Put(const PropertyDraft& property);
+  // Adds or replaces. Throws std::bad_alloc, and nothing has changed then.
+  void Put(const PropertyDraft& property);
 
  private:
-  Object(const KtObjId& id, Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags);
-  Object(Object&& other) noexcept = default;
+  friend class ObjectTable;
+
+  // Two or three short properties; with it an object fills three lines of the cache.
+  static constexpr std::size_t kRoom = 96;
+  struct FirstRow {
+    PropertyRow row{kRoom};
+    alignas(8) std::array<std::byte, kRoom> room;  // right behind it
+  };
+  static_assert(sizeof(FirstRow) == sizeof(PropertyRow) + kRoom);
+  struct DeleteRow {
+    void operator()(PropertyRow* row) const noexcept;
+  };
+  using RowPointer = std::unique_ptr<PropertyRow, DeleteRow>;
+
+  Object(const KtObjId& id, Type& type, std::shared_ptr<Provider> owner,
+         std::uint32_t flags) noexcept;
   ~Object() = default;
 
-  // A row of that room is made behind it.
-  template <typename... Arguments>
-  static Pointer MakeWithRoom(std::size_t room, Arguments&&... arguments);
-  [[nodiscard]] PropertyRow& row() const noexcept;
+  // With that room behind it.
+  static RowPointer MakeRow(std::size_t room);
+  [[nodiscard]] PropertyRow& Row() noexcept { return large_ == nullptr ? first_.row : *large_; }
+  [[nodiscard]] const PropertyRow& Row() const noexcept {
+    return large_ == nullptr ? first_.row : *large_;
+  }
 
-  // What a read needs comes last, so that it stands beside the row.
-  std::uint32_t flags_;
-  std::uint32_t place_ = 0;
+  // What a read needs comes first, so that it is in the first two lines.
+  KtObjId id_;
+  std::unique_ptr<PropertyMap> many_;  // all, when no row can take all; those are empty then
+  RowPointer large_;  // all, when `first_` has no room for them; that is empty then
+  FirstRow first_;    // all otherwise
   Type* type_;
   std::shared_ptr<Provider> owner_;
   std::unique_ptr<InterfaceEntries> interfaces_;
   std::uint64_t sequence_ = 0;
-  KtObjId id_;
-  std::unique_ptr<PropertyMap> many_;  // all, when the row cannot take all; it is empty then
+  std::uint32_t flags_;
+  std::uint32_t place_ = 0;
 };
 
 class ObjectTable {
  public:
-  // Throws std::bad_alloc; the object is then still the caller's.
-  void Enter(Object::Pointer&& object);
+  ObjectTable();
+  ObjectTable(const ObjectTable&) = delete;
+  ObjectTable& operator=(const ObjectTable&) = delete;
+  // All objects are ended.
+  ~ObjectTable();
+
+  // A new object with a new id. It is nobody else's until it is entered. Throws std::bad_alloc.
+  Object::Pointer Make(Type& type, std::shared_ptr<Provider> owner, std::uint32_t flags);
+
+  void Enter(Object::Pointer&& object) noexcept;
   // The object taken out, or null when it is not there.
-  Object::Pointer Take(const KtObjId& id);
+  Object::Pointer Take(const KtObjId& id) noexcept;
   [[nodiscard]] bool Has(const KtObjId& id) const;
 
   // Object::Put(); false when the object is not there.
@@ -105,26 +136,37 @@ class ObjectTable {
   // those to the right of "objects" in bus/lock.h.
   template <typename Use>
   bool With(const KtObjId& id, Use&& use) const {
-    Shard& shard = shards_[ShardOf(id)];
-    const MutexGuard guard(shard.lock);
-    Object* const object = shard.objects.Find(id);
+    const Shelf::Number number = NumberIn(id);
+    const MutexGuard guard(shelf_.LockOf(number));
+    Object* const object = Find(number, id);
     if (object == nullptr) return false;
     use(*object);
     return true;
   }
 
+  // How many objects there is memory for: to see that it follows their number.
+  [[nodiscard]] std::size_t places() const { return shelf_.places(); }
+
  private:
-  static constexpr std::size_t kShards = 64;
+  friend struct Object::Delete;
 
-  struct Shard {
-    Mutex lock;
-    IdTable<Object::Pointer> objects KT_GUARDED_BY(lock);
-  };
+  // Under the lock of that place.
+  [[nodiscard]] Object* Find(Shelf::Number number, const KtObjId& id) const noexcept {
+    auto* const object = static_cast<Object*>(shelf_.Find(number));
+    return object != nullptr && SameGuid(object->id_.guid, id.guid) ? object : nullptr;
+  }
 
-  // The last byte of an id counts up, so shards fill evenly.
-  static std::size_t ShardOf(const KtObjId& id) noexcept { return id.guid.Data4[7] % kShards; }
+  // The first four bytes of an id are the number: times something odd, and so one to one, for those
+  // who sort or spread ids by them, and with some bits turned over, which other tables do not.
+  static constexpr std::uint32_t kSpread = 0x9E3779B1;
+  static constexpr std::uint32_t kGather = 0x0E8B2F51;
+  static_assert(kSpread * kGather == 1);
+  [[nodiscard]] Shelf::Number NumberIn(const KtObjId& id) const noexcept {
+    return (id.guid.Data1 ^ turned_) * kGather;
+  }
 
-  mutable std::array<Shard, kShards> shards_;
+  Shelf shelf_;
+  const std::uint32_t turned_;
 };
 
 }  // namespace kt::bus

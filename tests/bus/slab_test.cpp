@@ -14,7 +14,9 @@ using SmallBlocksTest = BusTest;
 
 TEST_F(SmallBlocksTest, OfThreadsThatEndedAreHandedOutAgain) {
   // Blocks of one size stand side by side: the regions of 64 KiB that they came from are counted.
+  // Those of the first thread may come from many, as earlier tests have left them.
   std::set<std::uintptr_t> regions;
+  std::size_t of_the_first = 0;
   for (int i = 0; i < 400; ++i) {
     std::thread([&regions] {
       std::vector<void*> blocks;
@@ -24,8 +26,9 @@ TEST_F(SmallBlocksTest, OfThreadsThatEndedAreHandedOutAgain) {
         _KtFree(block);
       }
     }).join();
+    if (i == 0) of_the_first = regions.size();
   }
-  EXPECT_LE(regions.size(), 3U);
+  EXPECT_LE(regions.size(), of_the_first + 2);
 }
 
 }  // namespace
