@@ -5,6 +5,7 @@
 #include <new>
 
 #include "bus/guid.h"
+#include "bus/huge_pages.h"
 
 namespace kt::bus {
 namespace {
@@ -15,19 +16,26 @@ bool IsGap(const KtObjId& id) noexcept {
   return SameGuid(id.guid, KtGuid{});
 }
 
+// Gives the list the room for what it has and half as many more.
+template <typename T>
+void Fit(std::vector<T>& list) {
+  std::vector<T> fitting;
+  fitting.reserve(std::max(kFewest, list.size() * 3 / 2));
+  WantHugePages(fitting.data(), fitting.capacity() * sizeof(T));
+  fitting.assign(list.begin(), list.end());
+  list.swap(fitting);
+}
+
 template <typename T>
 void MakeRoomIn(std::vector<T>& list) {
-  if (list.size() == list.capacity()) list.reserve(std::max(kFewest, list.size() * 3 / 2));
+  if (list.size() == list.capacity()) Fit(list);
 }
 
 // Nothing when there is no memory for it: then the list keeps its room.
 template <typename T>
 void GiveRoomBack(std::vector<T>& list) noexcept {
   try {
-    std::vector<T> fitting;
-    fitting.reserve(std::max(kFewest, list.size() * 3 / 2));
-    fitting.assign(list.begin(), list.end());
-    list.swap(fitting);
+    Fit(list);
   } catch (const std::bad_alloc&) {
     return;
   }

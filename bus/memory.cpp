@@ -8,6 +8,7 @@
 
 #include "bus/attribution.h"
 #include "bus/gate.h"
+#include "bus/huge_pages.h"
 #include "bus/inlining.h"
 #include "bus/property_set.h"
 #include "bus/small_blocks.h"
@@ -57,6 +58,7 @@ void ReportOverrun(const BlockInfo& info) noexcept {
 void* AllocateElsewhere(std::size_t size, std::size_t room, Kind kind, Account& account) noexcept {
   void* const block = ::operator new(std::max<std::size_t>(room, 1), std::nothrow);
   if (block == nullptr) return nullptr;
+  WantHugePages(block, room);
   SetGuard(block, size);
   try {
     Shard& shard = ShardOf(block);
