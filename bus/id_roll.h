@@ -2,7 +2,7 @@
 // list of them is a copy.
 //
 // Each has a number: its place in the order of creation over all types. An id that is removed
-// leaves a gap; gaps are closed when they are more than the ids that are left, so that a removal
+// leaves a gap; gaps are closed when they are more than a quarter of the list, so that a removal
 // costs a few steps on the whole, however many there are, and the room follows the number of ids.
 //
 // Threads: none of its own.
