@@ -4,20 +4,11 @@
 #include <bit>
 #include <limits>
 
-#include "bus/thread_local.h"
-
 namespace kt::bus {
-namespace {
 
-// What a thread knows of itself.
-struct ThisThread {
-  Account* running = nullptr;  // whose function runs here; null: nobody's that is known
-  // The module that was found last, and by how many changes of the table.
-  std::uint64_t changes = 0;
-  ModuleRange range;
-  Account* account = nullptr;
-};
-constinit thread_local ThisThread this_thread KT_FOUND_BY_LOADS;
+constinit thread_local Asking asking KT_FOUND_BY_LOADS;
+
+namespace {
 
 std::uintptr_t Number(const void* address) noexcept {
   return std::bit_cast<std::uintptr_t>(address);
@@ -66,32 +57,23 @@ Account* ModuleTable::Find(const void* address) const {
       break;
     }
   }
-  this_thread.range = range;
-  this_thread.account = account == nullptr ? &Ledger::Get().host() : account;
-  this_thread.changes = changes_.load(std::memory_order_relaxed);
+  asking.range = range;
+  asking.account = account == nullptr ? &Ledger::Get().host() : account;
+  asking.changes = changes_.load(std::memory_order_relaxed);
   return account;
 }
 
-Account* ModuleTable::Remembered(const void* address) noexcept {
-  const ThisThread& known = this_thread;
-  const std::uintptr_t offset = Number(address) - known.range.begin;
-  if (offset >= known.range.end - known.range.begin) return nullptr;
-  return known.changes == changes_.load(std::memory_order_acquire) ? known.account : nullptr;
-}
-
-Account& Asker(const void* return_address) {
-  if (Account* const running = this_thread.running) return *running;
-  if (Account* const account = ModuleTable::Remembered(return_address)) return *account;
+Account& AskerElsewhere(const void* return_address) {
   if (Account* const account = ModuleTable::Get().Find(return_address)) return *account;
   return Ledger::Get().host();
 }
 
-RunningAs::RunningAs(Account& account) noexcept : previous_(this_thread.running) {
-  this_thread.running = &account;
+RunningAs::RunningAs(Account& account) noexcept : previous_(asking.running) {
+  asking.running = &account;
 }
 
 RunningAs::~RunningAs() {
-  this_thread.running = previous_;
+  asking.running = previous_;
 }
 
 }  // namespace kt::bus

@@ -6,12 +6,14 @@
 #pragma once
 
 #include <atomic>
+#include <bit>
 #include <cstdint>
 #include <optional>
 #include <vector>
 
 #include "bus/ledger.h"
 #include "bus/lock.h"
+#include "bus/thread_local.h"
 
 // The return address of the C function in which it stands.
 #if defined(_MSC_VER)
@@ -63,8 +65,32 @@ class ModuleTable {
   std::vector<Entry> entries_ KT_GUARDED_BY(lock_);
 };
 
+// What a thread knows of itself.
+struct Asking {
+  Account* running = nullptr;  // whose function runs here; null: nobody's that is known
+  // The module that was found last, and by how many changes of the table.
+  std::uint64_t changes = 0;
+  ModuleRange range;
+  Account* account = nullptr;
+};
+extern constinit thread_local Asking asking KT_FOUND_BY_LOADS;
+
+inline Account* ModuleTable::Remembered(const void* address) noexcept {
+  const Asking& known = asking;
+  const std::uintptr_t offset = std::bit_cast<std::uintptr_t>(address) - known.range.begin;
+  if (offset >= known.range.end - known.range.begin) return nullptr;
+  return known.changes == changes_.load(std::memory_order_acquire) ? known.account : nullptr;
+}
+
+// What Asker() does for a call from a module that this thread does not remember.
+Account& AskerElsewhere(const void* return_address);
+
 // The account to which a call with that return address is put down.
-Account& Asker(const void* return_address);
+inline Account& Asker(const void* return_address) {
+  if (Account* const running = asking.running) return *running;
+  if (Account* const account = ModuleTable::Remembered(return_address)) return *account;
+  return AskerElsewhere(return_address);
+}
 
 // Says for its life that this thread runs for the account: a provider's while one of its functions
 // runs, the host's while a call-back of the host runs. Scopes nest.

@@ -51,6 +51,12 @@ std::size_t TakeStripe() noexcept {
 
 // ---- Accounts --------------------------------------------------------------------------------
 
+void Account::AddElsewhere(Counts Stripe::*counts, Kind kind) noexcept {
+  const std::size_t stripe = own_stripe == kNoStripeYet ? TakeStripe() : own_stripe;
+  if (IsOwn(stripe)) return AddAlone(stripe, counts, kind);
+  (stripes_[stripe].*counts)[Index(kind)].fetch_add(1);
+}
+
 Account::Row Account::row(Kind kind) const noexcept {
   const std::size_t index = Index(kind);
   Row row;

@@ -55,9 +55,12 @@ extern constinit thread_local std::size_t own_stripe KT_FOUND_BY_LOADS;
 // Gives this thread a stripe, when there is one left, and says which it has.
 std::size_t TakeStripe() noexcept;
 
-inline std::size_t OwnStripe() noexcept {
-  return own_stripe == kNoStripeYet ? TakeStripe() : own_stripe;
+// Whether a thread of that stripe has it for itself: neither the shared one, nor none yet.
+constexpr bool IsOwn(std::size_t stripe) noexcept {
+  return stripe - 1 < kStripes - 1;
 }
+static_assert(kSharedStripe == 0 && kNoStripeYet == kStripes);
+static_assert(!IsOwn(kSharedStripe) && IsOwn(1) && IsOwn(kStripes - 1) && !IsOwn(kNoStripeYet));
 
 // ---- Accounts --------------------------------------------------------------------------------
 
@@ -79,6 +82,9 @@ class Account {
 
   void HandOut(Kind kind) noexcept { Add(&Stripe::total, kind); }
   void Return(Kind kind) noexcept { Add(&Stripe::returned, kind); }
+  // The same for a thread that is known to have a stripe for itself.
+  void HandOutAlone(Kind kind) noexcept { AddAlone(own_stripe, &Stripe::total, kind); }
+  void ReturnAlone(Kind kind) noexcept { AddAlone(own_stripe, &Stripe::returned, kind); }
   void WrongFree(Kind kind) noexcept { wrong_frees_[Index(kind)].fetch_add(1); }
   void CountOverrun(Kind kind) noexcept { overruns_[Index(kind)].fetch_add(1); }
   void CountException() noexcept { exceptions_.fetch_add(1); }
@@ -93,14 +99,19 @@ class Account {
   static constexpr std::size_t Index(Kind kind) noexcept { return static_cast<std::size_t>(kind); }
 
   void Add(Counts Stripe::*counts, Kind kind) noexcept {
-    const std::size_t stripe = OwnStripe();
-    std::atomic<std::uint64_t>& count = (stripes_[stripe].*counts)[Index(kind)];
-    if (stripe == kSharedStripe) {
-      count.fetch_add(1);
+    if (IsOwn(own_stripe)) {
+      AddAlone(own_stripe, counts, kind);
     } else {
-      count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+      AddElsewhere(counts, kind);
     }
   }
+  // In a stripe that nobody else counts in.
+  void AddAlone(std::size_t stripe, Counts Stripe::*counts, Kind kind) noexcept {
+    std::atomic<std::uint64_t>& count = (stripes_[stripe].*counts)[Index(kind)];
+    count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+  }
+  // For a thread that has no stripe yet, or shares one.
+  void AddElsewhere(Counts Stripe::*counts, Kind kind) noexcept;
 
   std::array<Stripe, kStripes> stripes_;
   Counts wrong_frees_{};
