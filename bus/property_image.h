@@ -53,6 +53,12 @@ static_assert(sizeof(void*) == sizeof(std::uint64_t) && sizeof(KtPropset) == siz
 inline constexpr std::size_t kValuePlace = sizeof(cuvo_property);
 static_assert(kValuePlace % 16 == 0);
 
+// Images take whole units, and behind the last one of a map there is one more that may be read: so
+// an image can be copied in steps of two, from its value on.
+inline constexpr std::size_t kImageUnit = 8;
+inline constexpr std::size_t kImageStep = 2 * kImageUnit;
+static_assert(kValuePlace % kImageUnit == 0);
+
 // Calls on_address(place) for each place in the image that has a distance other than 0, and
 // on_set(place) for each that has the number of a set. They may overwrite what is there.
 template <typename OnAddress, typename OnSet>

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -65,13 +66,16 @@ constexpr const TypeLayout& FindLayout(std::uint32_t type) noexcept {
 // Whether a value of the type is nothing but bytes: no address but that of the value itself stands
 // in its record, and no set.
 constexpr bool IsPlain(std::uint32_t type) noexcept {
-  constexpr std::uint32_t kLinked =
-      1U << TYPE_PROPSET | 1U << TYPE_I18N | 1U << TYPE_I18NFORMATSTRING;
-  constexpr std::uint32_t kLinkedInLists = kLinked | 1U << TYPE_STR | 1U << TYPE_WSTR;
-  const std::uint32_t scalar = type & ~kListBit;
-  if (scalar >= layout::kTypes) return scalar == TYPE_TIME;
-  const std::uint32_t linked = (type & kListBit) != 0 ? kLinkedInLists : kLinked;
-  return (linked >> scalar & 1U) == 0;
+  constexpr auto bit = [](std::uint32_t each) { return std::uint64_t{1} << std::rotl(each, 1); };
+  constexpr std::uint64_t kLinked =
+      bit(TYPE_PROPSET) | bit(TYPE_I18N) | bit(TYPE_I18NFORMATSTRING) |
+      bit(TYPE_PROPSET | kListBit) | bit(TYPE_I18N | kListBit) |
+      bit(TYPE_I18NFORMATSTRING | kListBit) | bit(TYPE_STR | kListBit) | bit(TYPE_WSTR | kListBit);
+  // Scalars at even places, their lists behind them.
+  const std::uint32_t place = std::rotl(type, 1);
+  if (place >= 2 * layout::kTypes) return (type & ~kListBit) == TYPE_TIME;
+  return (kLinked >> place & 1U) == 0;
 }
+static_assert(2 * layout::kTypes <= 64);
 
 }  // namespace kt::bus

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <limits>
 #include <new>
 
 #include "bus/guid.h"
@@ -17,9 +18,9 @@ namespace {
 constexpr std::size_t kSmallestBlock = 512;
 constexpr std::size_t kSmallestIndex = 64;
 
-// Images and blocks keep to the alignment of an entry.
+// Entries and blocks keep to this alignment.
 constexpr std::size_t RoundUp(std::size_t size) noexcept {
-  return (size + 7) / 8 * 8;
+  return (size + kImageUnit - 1) / kImageUnit * kImageUnit;
 }
 
 }  // namespace
@@ -32,6 +33,8 @@ bool SameSet(const InnerSet& left, const InnerSet& right) {
 
 PropertyMap::Block* PropertyMap::NewBlock(std::size_t capacity) {
   static_assert(alignof(Entry) <= 8 && sizeof(Block) % 8 == 0 && sizeof(Entry) % 8 == 0);
+  static_assert(sizeof(Place) >= kImageUnit);  // one stands behind every image
+  if (capacity / 8 > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
   return new (::operator new(capacity)) Block{capacity, sizeof(Block), 0, 0};
 }
 
@@ -45,11 +48,11 @@ PropertyMap::PropertyMap(const PropertyMap& other) {
     NeedBeside().sets = other.beside_->sets;  // the index is left behind until it is needed
   }
   const Block* const from = other.block_;
-  const std::size_t entries = from->count * sizeof(Entry);
-  block_ = NewBlock(from->images_end + entries);
+  const std::size_t places = from->count * sizeof(Place);
+  block_ = NewBlock(from->images_end + places);
   const std::size_t capacity = block_->capacity;
   std::memcpy(Bytes(block_), Bytes(from), from->images_end);
-  std::memcpy(Bytes(block_) + from->images_end, Bytes(from) + from->capacity - entries, entries);
+  std::memcpy(Bytes(block_) + from->images_end, Bytes(from) + from->capacity - places, places);
   block_->capacity = capacity;
 }
 
@@ -70,36 +73,41 @@ PropertyMap::Beside& PropertyMap::NeedBeside() {
   return *beside_;
 }
 
-void PropertyMap::MakeRoom(std::size_t image, std::size_t entries) {
-  const std::size_t more = RoundUp(image) + entries * sizeof(Entry);
+// What an entry takes with an image of that size.
+std::size_t PropertyMap::RoomOf(std::size_t image) noexcept {
+  return sizeof(Entry) + RoundUp(image);
+}
+
+void PropertyMap::MakeRoom(std::size_t image, std::size_t places) {
+  const std::size_t more = RoomOf(image) + places * sizeof(Place);
   if (block_ == nullptr) {
     block_ = NewBlock(std::max(kSmallestBlock, sizeof(Block) + more));
     return;
   }
-  const std::size_t entry_bytes = block_->count * sizeof(Entry);
-  const std::size_t used = block_->images_end + entry_bytes;
+  const std::size_t place_bytes = block_->count * sizeof(Place);
+  const std::size_t used = block_->images_end + place_bytes;
   if (more <= block_->capacity - used) return;
-  std::size_t kept = sizeof(Block) + entry_bytes;
-  for (std::size_t i = 0; i < block_->count; ++i) kept += RoundUp(EntryAt(i).image_size);
+  std::size_t kept = sizeof(Block) + place_bytes;
+  for (std::size_t i = 0; i < block_->count; ++i) kept += RoomOf(EntryAt(i).image_size);
   // Twice what stays: so often as it grows, so little is copied for each property in the end.
   Block* const grown = NewBlock(std::max({kSmallestBlock, 2 * kept, kept + more}));
   grown->count = block_->count;
   grown->depth = block_->depth;
   std::byte* const to = Bytes(grown);
+  std::memcpy(to + grown->capacity - place_bytes, Bytes(block_) + block_->capacity - place_bytes,
+              place_bytes);
   if (kept == used) {
     grown->images_end = block_->images_end;
     std::memcpy(to + sizeof(Block), Bytes(block_) + sizeof(Block),
                 block_->images_end - sizeof(Block));
-    std::memcpy(to + grown->capacity - entry_bytes, Bytes(block_) + block_->capacity - entry_bytes,
-                entry_bytes);
   } else {
     for (std::size_t i = 0; i < block_->count; ++i) {  // without the gaps
-      Entry entry = EntryAt(i);
-      std::memcpy(to + grown->images_end, Bytes(block_) + entry.image, entry.image_size);
-      entry.image = grown->images_end;
-      grown->images_end += RoundUp(entry.image_size);
-      new (Entries(grown) - i) Entry(entry);
+      const Entry& entry = EntryAt(i);
+      std::memcpy(to + grown->images_end, &entry, sizeof(Entry) + entry.image_size);
+      (Places(grown) - i)->entry = Eighths(grown->images_end);
+      grown->images_end += RoomOf(entry.image_size);
     }
+    if (beside_ != nullptr) beside_->indexed = 0;  // it says where they were
   }
   DeleteBlock(block_);
   block_ = grown;
@@ -128,40 +136,48 @@ std::uint32_t PropertyMap::MakeRoomForSets(std::size_t count) {
 
 // ---- Looking for names -----------------------------------------------------------------------
 
-std::size_t PropertyMap::PlaceInIndex(const PropertyName& name) {
-  if (beside_ == nullptr || beside_->indexed != block_->count) Index();
-  const std::uint32_t* const index = beside_->index.data();
-  const std::size_t mask = beside_->index.size() - 1;
-  for (std::size_t i = name.hash & mask; index[i] != 0; i = (i + 1) & mask) {
-    const std::size_t place = index[i] - 1;
-    const Entry& entry = EntryAt(place);
-    if (entry.name_hash == name.hash && HasName(entry, name)) return place;
-  }
-  return kNowhere;
-}
-
 void PropertyMap::Index() {
   Beside& beside = NeedBeside();
   if (beside.index.size() < 3 * std::size_t{block_->count}) {
-    std::vector<std::uint32_t> larger(
+    std::vector<Place> larger(
         std::max(kSmallestIndex, std::bit_ceil(4 * std::size_t{block_->count})));
     beside.index.swap(larger);
+    beside.mask = beside.index.size() - 1;
     beside.indexed = 0;
+  } else if (beside.indexed == 0) {
+    std::fill(beside.index.begin(), beside.index.end(), Place{});
   }
-  const std::size_t mask = beside.index.size() - 1;
   for (; beside.indexed < block_->count; ++beside.indexed) {
-    std::size_t i = EntryAt(beside.indexed).name_hash & mask;
-    while (beside.index[i] != 0) i = (i + 1) & mask;
-    beside.index[i] = static_cast<std::uint32_t>(beside.indexed + 1);
+    const Place place = *(Places(block_) - beside.indexed);
+    std::size_t i = place.name_hash & beside.mask;
+    while (beside.index[i].entry != 0) i = (i + 1) & beside.mask;
+    beside.index[i] = place;
   }
+}
+
+PropertyMap::Place& PropertyMap::IndexPlaceOf(Place place) noexcept {
+  std::size_t i = place.name_hash & beside_->mask;
+  while (beside_->index[i].entry != place.entry) i = (i + 1) & beside_->mask;
+  return beside_->index[i];
 }
 
 // ---- Properties ------------------------------------------------------------------------------
 
 void PropertyMap::WriteImage(Entry& entry, const PropertyDraft& property) noexcept {
   entry.image_size = property.image_size();
-  property.WriteImage(Bytes(block_) + entry.image);
+  property.WriteImage(BytesOf(entry));
   block_->depth = std::max(block_->depth, property.depth());
+}
+
+PropertyMap::Place PropertyMap::WriteEntry(const PropertyDraft& property, std::uint32_t place,
+                                           std::uint32_t first_set) noexcept {
+  const Place where{Eighths(block_->images_end), property.name().hash};
+  auto* const entry = new (Bytes(block_) + block_->images_end)
+      Entry{0, static_cast<std::uint32_t>(property.name().length), place, first_set,
+            static_cast<std::uint32_t>(property.sets().size())};
+  WriteImage(*entry, property);
+  block_->images_end += RoomOf(entry->image_size);
+  return where;
 }
 
 void PropertyMap::Append(const PropertyDraft& property) {
@@ -169,21 +185,14 @@ void PropertyMap::Append(const PropertyDraft& property) {
   const std::size_t sets = property.sets().size();
   const std::uint32_t first_set = sets == 0 ? 0 : MakeRoomForSets(sets);
   // Nothing from here on throws.
-  auto* const entry = new (Entries(block_) - block_->count)
-      Entry{block_->images_end,
-            0,
-            property.name().hash,
-            static_cast<std::uint32_t>(property.name().length),
-            first_set,
-            static_cast<std::uint32_t>(sets)};
-  WriteImage(*entry, property);
+  const Place place = WriteEntry(property, block_->count, first_set);
+  new (Places(block_) - block_->count) Place(place);
   for (const InnerSet& set : property.sets()) beside_->sets.push_back(set);
-  block_->images_end += RoundUp(entry->image_size);
   ++block_->count;
 }
 
 KtStatus PropertyMap::Add(const PropertyDraft& property) {
-  if (PlaceOf(property.name()) != kNowhere) return kPropertyExists;
+  if (EntryOf(property.name()) != nullptr) return kPropertyExists;
   Append(property);
   return kOk;
 }
@@ -192,23 +201,28 @@ KtStatus PropertyMap::Replace(const PropertyDraft& property) {
   const std::size_t place = PlaceOf(property.name());
   if (place == kNowhere) return kNoProperty;
   if (property.IsSameAs(At(place))) return kUnchanged;
-  const bool fits = RoundUp(property.image_size()) == RoundUp(EntryAt(place).image_size);
+  const bool fits = RoomOf(property.image_size()) == RoomOf(EntryAt(place).image_size);
   if (!fits) MakeRoom(property.image_size(), 0);
   const std::size_t set_count = property.sets().size();
   const bool sets_fit = set_count == EntryAt(place).set_count;
   const std::uint32_t first_set = sets_fit ? EntryAt(place).first_set : MakeRoomForSets(set_count);
   // Nothing from here on throws. What MakeRoom() moved has moved; the content is still the old one.
-  Entry& entry = EntryAt(place);
-  if (!fits) {
-    entry.image = block_->images_end;
-    block_->images_end += RoundUp(property.image_size());
+  const Entry old = EntryAt(place);
+  if (fits) {
+    WriteImage(EntryAt(place), property);
+  } else {
+    Place& entry = *(Places(block_) - place);
+    const bool is_indexed = beside_ != nullptr && place < beside_->indexed;
+    Place* const in_index = is_indexed ? &IndexPlaceOf(entry) : nullptr;
+    entry = WriteEntry(property, old.place, old.first_set);
+    if (in_index != nullptr) *in_index = entry;
   }
-  WriteImage(entry, property);
   if (sets_fit) {
     for (std::size_t i = 0; i < set_count; ++i) beside_->sets[first_set + i] = property.sets()[i];
   } else {
-    for (std::size_t i = 0; i < entry.set_count; ++i) beside_->sets[entry.first_set + i] = nullptr;
+    for (std::size_t i = 0; i < old.set_count; ++i) beside_->sets[old.first_set + i] = nullptr;
     for (const InnerSet& set : property.sets()) beside_->sets.push_back(set);
+    Entry& entry = EntryAt(place);
     entry.first_set = first_set;
     entry.set_count = static_cast<std::uint32_t>(set_count);
   }
@@ -223,7 +237,7 @@ std::size_t PropertyMap::content_bytes() const noexcept {
   std::size_t bytes = 0;
   for (std::size_t i = 0; i < size(); ++i) {
     const PropertyImage image = At(i);
-    bytes += sizeof(Entry) + image.size;
+    bytes += sizeof(Entry) + sizeof(Place) + image.size;
     for (std::size_t set = 0; set < image.set_count; ++set) {
       bytes += image.sets[set]->content_bytes();
     }

@@ -60,6 +60,15 @@ inline bool SameText(const char* left, const char* right, std::size_t length) no
     return one == other;
   };
   if (length < 8) {
+    if (length >= 4) {
+      const auto half_word = [](const char* text) {
+        std::uint32_t bytes = 0;
+        std::memcpy(&bytes, text, sizeof(bytes));
+        return bytes;
+      };
+      return half_word(left) == half_word(right) &&
+             half_word(left + length - 4) == half_word(right + length - 4);
+    }
     for (std::size_t i = 0; i < length; ++i) {
       if (left[i] != right[i]) return false;
     }

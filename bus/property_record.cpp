@@ -48,21 +48,6 @@ void FillLinks(const PropertyImage& property, std::byte* record, Account& accoun
   made.Keep();
 }
 
-}  // namespace
-
-cuvo_property* MakeLinkedRecord(const PropertyImage& property, Account& account) {
-  auto* const block = static_cast<std::byte*>(AllocateBlock(property.size, Kind::kRecord, account));
-  if (block == nullptr) throw std::bad_alloc();
-  std::memcpy(block, property.bytes, property.size);
-  try {
-    FillLinks(property, block, account);
-  } catch (...) {
-    if (const auto claimed = ClaimBlock(block, Kind::kRecord)) ReleaseClaimed(*claimed);
-    throw;
-  }
-  return std::bit_cast<cuvo_property*>(block);
-}
-
 // Its holder may have changed the record, so a list is only followed where it lies inside the
 // block.
 void DestroyCarriedSets(const cuvo_property& record, const BlockInfo& block) noexcept {
@@ -89,11 +74,34 @@ void DestroyCarriedSets(const cuvo_property& record, const BlockInfo& block) noe
   }
 }
 
+}  // namespace
+
+cuvo_property* MakeAnyRecord(const PropertyImage& property, Account& account) {
+  auto* const block = static_cast<std::byte*>(AllocateBlock(property.size, Kind::kRecord, account));
+  if (block == nullptr) throw std::bad_alloc();
+  std::memcpy(block, property.bytes, property.size);
+  if (IsPlain(property.Head().type)) return WriteHead(block, property.bytes);
+  try {
+    FillLinks(property, block, account);
+  } catch (...) {
+    if (const auto claimed = ClaimBlock(block, Kind::kRecord)) ReleaseClaimed(*claimed);
+    throw;
+  }
+  return std::bit_cast<cuvo_property*>(block);
+}
+
 bool FreeLargeRecord(cuvo_property* record) noexcept {
   const auto block = ClaimBlock(record, Kind::kRecord);
   if (!block) return false;
   if (!IsPlain(record->type)) DestroyCarriedSets(*record, *block);
   ReleaseClaimed(*block);
+  return true;
+}
+
+bool FreeClaimedRecord(cuvo_property* record, small_blocks::Word word) noexcept {
+  const BlockInfo info = small_blocks::InfoOf(record, word);
+  if (!IsPlain(record->type)) DestroyCarriedSets(*record, info);
+  ReleaseSmall(info);
   return true;
 }
 

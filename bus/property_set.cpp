@@ -24,8 +24,8 @@ void PropertySet::Put(const PropertyDraft& property) {
 
 cuvo_property* PropertySet::Find(const PropertyName& name, Account& account) {
   const MutexGuard guard(lock_);
-  const std::size_t place = properties_.PlaceOf(name);
-  return place == PropertyMap::kNowhere ? nullptr : MakeRecord(properties_.At(place), account);
+  const PropertyInMap property = properties_.Find(name);
+  return property.IsThere() ? MakeRecord(property, account) : nullptr;
 }
 
 PropertyMap PropertySet::Copy() {
@@ -197,9 +197,9 @@ KtStatus PsFindProperty(KtPropset propset, const char* name, cuvo_property** fou
     if (name == nullptr || found == nullptr) return kt::bus::kInvalidArgument;
     const kt::bus::PropertyName wanted(name);
     return OnPropset(propset, [&](PropertyMap& properties) {
-      const std::size_t place = properties.PlaceOf(wanted);
-      if (place == PropertyMap::kNowhere) return kt::bus::kNoProperty;
-      *found = kt::bus::MakeRecord(properties.At(place), asker);
+      const kt::bus::PropertyInMap property = properties.Find(wanted);
+      if (!property.IsThere()) return kt::bus::kNoProperty;
+      *found = kt::bus::MakeRecord(property, asker);
       return kt::bus::kOk;
     });
   });
@@ -230,7 +230,7 @@ KtStatus PsFindNextProperty(KtPropset propset, KtIterator iterator, cuvo_propert
           status = kt::bus::kNoMoreProperties;
           return;
         }
-        *found = kt::bus::MakeRecord(properties.At(position.next), asker);
+        *found = kt::bus::MakeRecord(properties.Look(position.next), asker);
         ++position.next;
         status = kt::bus::kOk;
       });

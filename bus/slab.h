@@ -44,6 +44,14 @@ inline Kind KindIn(Word word) noexcept {
   return static_cast<Kind>(word & (kKinds - 1));
 }
 
+inline std::size_t SizeIn(Word word) noexcept {
+  return static_cast<std::size_t>(word >> kSizeShift) - 1;
+}
+
+inline Account& AccountIn(Word word) noexcept {
+  return *std::bit_cast<Account*>(static_cast<std::uintptr_t>(word & kAccountBits));
+}
+
 // ---- Slabs -----------------------------------------------------------------------------------
 
 inline constexpr std::size_t kSlabSize = std::size_t{64} * 1024;
@@ -52,7 +60,8 @@ inline constexpr unsigned kFirstShift = 5;
 inline constexpr std::size_t kLargestBlock = std::size_t{1} << (kFirstShift + kClasses - 1);
 
 constexpr std::size_t ClassOf(std::size_t size) noexcept {
-  return size == 0 ? 0 : static_cast<std::size_t>(std::bit_width((size - 1) >> kFirstShift));
+  const std::size_t last = (size == 0 ? 0 : size - 1) | ((std::size_t{1} << kFirstShift) - 1);
+  return static_cast<std::size_t>(std::bit_width(last)) - kFirstShift;
 }
 static_assert(ClassOf(0) == 0 && ClassOf(32) == 0 && ClassOf(33) == 1 &&
               ClassOf(kLargestBlock) == 3);
@@ -70,14 +79,10 @@ inline Slab* SlabAround(std::uintptr_t address) noexcept {
   return std::bit_cast<Slab*>(address & ~std::uintptr_t{kSlabSize - 1});
 }
 
-// The word of an address in a slab; that of the block's begin is the block's.
-inline WordPlace& WordAt(std::uintptr_t address) noexcept {
-  Slab* const slab = SlabAround(address);
-  return slab->Words()[(address & (kSlabSize - 1)) >> slab->shift];
-}
-
-inline WordPlace& WordOf(const void* block) noexcept {
-  return WordAt(std::bit_cast<std::uintptr_t>(block));
+// The word of an address in a slab whose blocks have 1 << shift bytes; that of the block's begin is
+// the block's.
+inline WordPlace& WordAt(std::uintptr_t address, std::size_t shift) noexcept {
+  return SlabAround(address)->Words()[(address & (kSlabSize - 1)) >> shift];
 }
 
 // All slabs, by address: open addressing, never removed, so that look-ups need no lock.
@@ -116,36 +121,52 @@ class SlabTable {
 };
 inline constinit SlabTable g_slabs;
 
-// The live block's word at the address, or null.
-inline WordPlace* FindWord(const void* block) noexcept {
+// Where a block's word is, and its class.
+struct Place {
+  WordPlace* word = nullptr;  // null: no block in a slab
+  std::size_t block_class = 0;
+};
+inline Place PlaceOf(const void* block) noexcept {
   const auto address = std::bit_cast<std::uintptr_t>(block);
   Slab* const slab = SlabAround(address);
-  if (!g_slabs.Has(slab)) return nullptr;
-  if ((address & ((std::uintptr_t{1} << slab->shift) - 1)) != 0) return nullptr;
-  return &WordAt(address);
+  if (!g_slabs.Has(slab)) return {};
+  const std::size_t shift = slab->shift;
+  const std::size_t number = (address & (kSlabSize - 1)) >> shift;
+  if (number << shift != (address & (kSlabSize - 1))) return {};
+  return {slab->Words() + number, shift - kFirstShift};
 }
 
 // ---- Free blocks -----------------------------------------------------------------------------
 
-// Linked through their words.
+// A free or new block, and its word.
+struct Block {
+  void* address = nullptr;  // null: none
+  WordPlace* word = nullptr;
+};
+inline Block BlockAt(void* block, std::size_t block_class) noexcept {
+  return {block, &WordAt(std::bit_cast<std::uintptr_t>(block), kFirstShift + block_class)};
+}
+
+// Free blocks of one class, linked through their words.
 struct FreeList {
   void* first = nullptr;
   std::size_t count = 0;
 
-  void Push(void* block) noexcept {
-    WordOf(block).store(std::bit_cast<std::uintptr_t>(first), std::memory_order_relaxed);
-    first = block;
+  void Push(Block block) noexcept {
+    block.word->store(std::bit_cast<std::uintptr_t>(first), std::memory_order_relaxed);
+    first = block.address;
     ++count;
   }
-  void* Pop() noexcept {
-    void* const block = first;
-    const Word next = WordOf(block).load(std::memory_order_relaxed);
+  // There is one.
+  Block Pop(std::size_t block_class) noexcept {
+    const Block block = BlockAt(first, block_class);
+    const Word next = block.word->load(std::memory_order_relaxed);
     first = std::bit_cast<void*>(static_cast<std::uintptr_t>(next));
     --count;
     return block;
   }
-  void MoveTo(FreeList& other, std::size_t most) noexcept {
-    for (std::size_t i = std::min(count, most); i != 0; --i) other.Push(Pop());
+  void MoveTo(FreeList& other, std::size_t most, std::size_t block_class) noexcept {
+    for (std::size_t i = std::min(count, most); i != 0; --i) other.Push(Pop(block_class));
   }
 };
 using FreeLists = std::array<FreeList, kClasses>;

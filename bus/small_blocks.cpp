@@ -21,15 +21,15 @@ class Common {
     Fresh& fresh = fresh_[block_class];
     if (free.count == 0 && fresh.next == fresh.end) Grow(block_class, fresh);
     while (free.count < most && fresh.next != fresh.end) {
-      free.Push(std::bit_cast<void*>(fresh.next));
+      free.Push(BlockAt(std::bit_cast<void*>(fresh.next), block_class));
       fresh.next += std::uintptr_t{1} << (kFirstShift + block_class);
     }
-    free.MoveTo(to, most);
+    free.MoveTo(to, most, block_class);
   }
 
   void Give(std::size_t block_class, FreeList& from, std::size_t most) noexcept KT_EXCLUDES(lock_) {
     const MutexGuard guard(lock_);
-    from.MoveTo(free_[block_class], most);
+    from.MoveTo(free_[block_class], most, block_class);
   }
 
  private:
@@ -68,6 +68,7 @@ Common& TheCommon() noexcept {
 
 void GiveAll() noexcept {
   this_thread.state = State::kEnding;
+  this_thread.most = 0;
   for (std::size_t i = 0; i < kClasses; ++i) {
     FreeList& free = this_thread.free[i];
     TheCommon().Give(i, free, free.count);
@@ -77,23 +78,26 @@ void GiveAll() noexcept {
 // Whether the thread keeps free blocks: not any more when it ends, nor while it could not give them
 // back then.
 bool Keeps(ThisThread& thread) noexcept {
-  if (thread.state == State::kNew && CallAtThreadEnd(&GiveAll)) thread.state = State::kRunning;
+  if (thread.state == State::kNew && CallAtThreadEnd(&GiveAll)) {
+    thread.state = State::kRunning;
+    thread.most = kMostKept;
+  }
   return thread.state == State::kRunning;
 }
 
 }  // namespace
 
-void* TakeFromAll(std::size_t block_class) noexcept {
+Block TakeFromAll(std::size_t block_class) noexcept {
   FreeList& free = this_thread.free[block_class];
   TheCommon().Take(block_class, free, Keeps(this_thread) ? kBatch : 1);
-  return free.first == nullptr ? nullptr : free.Pop();
+  return free.first == nullptr ? Block{} : free.Pop(block_class);
 }
 
 void GiveToAll(std::size_t block_class) noexcept {
   FreeList& free = this_thread.free[block_class];
   if (!Keeps(this_thread)) {
     TheCommon().Give(block_class, free, free.count);
-  } else if (free.count > 2 * kBatch) {
+  } else if (free.count > kMostKept) {
     TheCommon().Give(block_class, free, kBatch);
   }
 }

@@ -135,6 +135,46 @@ TEST_F(PropertyMapTest, AValueReplacedAThousandTimesLeavesNoTrailOfGaps) {
   EXPECT_TRUE(map == before);
 }
 
+// With as many as there are here, names are looked for in a table.
+TEST_F(PropertyMapTest, AValueThatMovedIsFoundWhereItIsNow) {
+  PropertyMap map = Many(100);
+  const auto expect = [&map](const std::string& name, const std::string& text) {
+    const std::size_t place = PlaceOf(map, name);
+    ASSERT_NE(place, PropertyMap::kNowhere) << name;
+    EXPECT_EQ(NameAt(map, place), name);
+    EXPECT_EQ(TextAt(map, place), text);
+  };
+  expect("name50", "50");
+  for (const std::size_t length : {40U, 200U, 3000U, 5U}) {
+    const std::string text(length, 'x');
+    ASSERT_EQ(ReplaceText(map, "name50", text), kOk);
+    expect("name50", text);
+    expect("name49", "49");
+    EXPECT_EQ(PlaceOf(map, "name50"), 50U);
+  }
+  // The gaps go when there is no room left, and everything moves.
+  for (int i = 100; i < 500; ++i) {
+    ASSERT_EQ(AddText(map, "name" + std::to_string(i), std::to_string(i)), kOk);
+    expect("name99", "99");
+    expect("name50", "xxxxx");
+  }
+  for (int i = 0; i < 500; ++i) {
+    if (i != 50) expect("name" + std::to_string(i), std::to_string(i));
+  }
+}
+
+TEST_F(PropertyMapTest, TextsOfOneLengthAreTheSameWhereNoByteDiffers) {
+  for (std::size_t length = 0; length < 40; ++length) {
+    const std::string text(length, 'a');
+    EXPECT_TRUE(kt::bus::SameText(text.data(), std::string(text).data(), length));
+    for (std::size_t i = 0; i < length; ++i) {
+      std::string other = text;
+      other[i] = 'b';
+      EXPECT_FALSE(kt::bus::SameText(text.data(), other.data(), length)) << length << ", " << i;
+    }
+  }
+}
+
 TEST_F(PropertyMapTest, ACopyHasTheSameAndGoesItsOwnWay) {
   for (const int count : {0, 1, 3, 40}) {
     PropertyMap map = Many(count);

@@ -1,5 +1,6 @@
 // Property sets: adding, replacing, finding, enumerating, copying.
 #include <atomic>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -46,6 +47,28 @@ TEST_F(PropertySetTest, FindsWhatWasAddedWithItsTypeFlagsAndLength) {
   EXPECT_EQ(found->flags, 0x55U);
   EXPECT_EQ(found->length, 4U);
   EXPECT_EQ(ValueOf<std::uint32_t>(found), 7U);
+}
+
+TEST_F(PropertySetTest, ARecordIsWholeHoweverLongItIs) {
+  for (std::size_t length = 0; length < 400; ++length) {
+    const KtPropset set = NewSet();
+    const std::string name(1 + length % 11, 'n');
+    std::string value;
+    for (std::size_t i = 0; i < length; ++i) value += static_cast<char>('a' + i % 26);
+    const cuvo_property record =
+        Record(name.c_str(), TYPE_BINARY, static_cast<std::uint32_t>(length), value.data());
+    ASSERT_EQ(PsAddProperty(set, &record), kOk);
+    const Found found = Find(set, name.c_str());
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->name, name);
+    EXPECT_EQ(found->padding, 0U);
+    ASSERT_EQ(found->length, length);
+    EXPECT_EQ(found->value == nullptr, length == 0);
+    if (length != 0) {
+      EXPECT_EQ(std::memcmp(found->value, value.data(), length), 0);
+    }
+    EXPECT_EQ(PsDestroyPropset(set), kOk);
+  }
 }
 
 TEST_F(PropertySetTest, RefusesToAddANameTwice) {
