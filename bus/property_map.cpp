@@ -15,7 +15,9 @@ const NameSecret kNameSecret{RandomNumber(), RandomNumber()};
 
 namespace {
 
-constexpr std::size_t kSmallestBlock = 512;
+// Ten or so usual properties, so that most sets never grow; a larger block the heap would not hand
+// out again at once.
+constexpr std::size_t kSmallestBlock = 1024;
 constexpr std::size_t kSmallestIndex = 64;
 
 // Entries and blocks keep to this alignment.
