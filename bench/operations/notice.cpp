@@ -103,7 +103,9 @@ class BusListener {
     return 0;
   }
   static void Require(KtStatus status) {
-    if (status != 0) throw std::runtime_error("the bus refuses");
+    if (status != 0) {
+      throw std::runtime_error("the bus refuses: status " + std::to_string(status));
+    }
   }
   void Subscribe(const std::string& name) {
     cookies_.emplace_back();

@@ -63,7 +63,9 @@ class Bus {
   }
 
   static void Require(KtStatus status) {
-    if (status != 0) throw std::runtime_error("the bus refuses");
+    if (status != 0) {
+      throw std::runtime_error("the bus refuses: status " + std::to_string(status));
+    }
   }
 
   static constexpr const char* kType = "qelm_ktvm_disk";

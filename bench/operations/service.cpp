@@ -59,6 +59,7 @@ double PerObject() {
   }
   const double bytes = (HeapInUse() - before) / kObjects;
   KtBusCloseDatabase(database);
+  if (bytes <= 0) throw std::runtime_error("the heap did not grow");
   return bytes;
 }
 

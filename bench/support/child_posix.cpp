@@ -27,7 +27,9 @@ namespace {
 sockaddr_un AddressOf(const std::string& socket) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  if (socket.size() >= sizeof(address.sun_path)) Fail("a path too long for a socket");
+  if (socket.size() >= sizeof(address.sun_path)) {
+    throw std::runtime_error("a path too long for a socket: " + socket);
+  }
   std::memcpy(static_cast<char*>(address.sun_path), socket.c_str(), socket.size() + 1);
   return address;
 }
@@ -141,7 +143,8 @@ void ReceiveAll(int connection, void* bytes, std::size_t size) {
   auto* at = static_cast<char*>(bytes);
   while (size > 0) {
     const ssize_t got = recv(connection, at, size, 0);
-    if (got <= 0) Fail("the other side has gone");
+    if (got == 0) throw std::runtime_error("the other side has gone");
+    if (got < 0) Fail("cannot receive");
     at += got;
     size -= static_cast<std::size_t>(got);
   }
@@ -155,7 +158,8 @@ std::string ExchangeHttp(int connection, const std::string& request) {
   std::size_t whole = 0;
   while (whole == 0 || answer.size() < whole) {
     const ssize_t got = recv(connection, bytes.data(), bytes.size(), 0);
-    if (got <= 0) Fail("no answer");
+    if (got == 0) throw std::runtime_error("the service closed the connection before its answer");
+    if (got < 0) Fail("no answer");
     answer.append(bytes.data(), static_cast<std::size_t>(got));
     if (whole != 0) continue;
     const std::size_t head = answer.find("\r\n\r\n");

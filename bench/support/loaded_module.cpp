@@ -54,8 +54,9 @@ std::filesystem::path Copy() {
 
 LoadedModule::LoadedModule() : file_(Copy()) {
   library_ = dlopen(file_.c_str(), RTLD_NOW | RTLD_LOCAL);
+  const char* const why = library_ == nullptr ? dlerror() : nullptr;
   std::filesystem::remove(file_);
-  Require(library_ != nullptr, "it cannot be loaded");
+  Require(library_ != nullptr, why == nullptr ? "it cannot be loaded" : why);
   dll_init_ = reinterpret_cast<decltype(dll_init_)>(dlsym(library_, "DllInit"));
   const auto entry = reinterpret_cast<KtStatus (*)(const KtWchar*, void*, KtProviderTable*)>(
       dlsym(library_, "ProviderEntry"));

@@ -36,7 +36,9 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 namespace kt::bench {
 
@@ -68,7 +70,7 @@ class Entry {
 
   virtual void Measure(benchmark::State& state) = 0;
   virtual bool Works() = 0;
-  // The work, that many times, and how many operations that was.
+  // The work, that many times by each of its threads, and how many operations that was.
   virtual std::size_t RunTimes(std::size_t times) = 0;
   // Gives back what the operation holds.
   virtual void Forget() noexcept = 0;
@@ -138,13 +140,22 @@ class OperationEntry : public Entry {
   std::size_t RunTimes(std::size_t times) override {
     Operation& operation = Get();
     Begin(operation);
-    for (std::size_t i = 0; i < times; ++i) {
-      if constexpr (Timed<Operation>) {
-        operation.RunTimed();
-      } else if constexpr (Shared<Operation>) {
-        operation.Run(0);
-      } else {
-        operation.Run();
+    if constexpr (Shared<Operation>) {
+      std::vector<std::thread> threads;
+      for (int thread = 0; thread < how().threads; ++thread) {
+        threads.emplace_back([&operation, thread, times] {
+          for (std::size_t i = 0; i < times; ++i) operation.Run(thread);
+        });
+      }
+      for (std::thread& thread : threads) thread.join();
+      times *= threads.size();
+    } else {
+      for (std::size_t i = 0; i < times; ++i) {
+        if constexpr (Timed<Operation>) {
+          operation.RunTimed();
+        } else {
+          operation.Run();
+        }
       }
     }
     End(operation);

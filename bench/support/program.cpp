@@ -85,7 +85,11 @@ int List(bool all) {
 int Count(std::string_view name, std::size_t times) {
   const auto found = std::find_if(Entries().begin(), Entries().end(),
                                   [&](const auto& entry) { return entry->name() == name; });
-  if (found == Entries().end() || times == 0) {
+  if (times == 0) {
+    static_cast<void>(std::fprintf(stderr, "--count NAME TIMES: TIMES is a number from 1\n"));
+    return 2;
+  }
+  if (found == Entries().end()) {
     static_cast<void>(std::fprintf(stderr, "no operation \"%.*s\" here: --list names them\n",
                                    static_cast<int>(name.size()), name.data()));
     return 2;

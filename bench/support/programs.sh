@@ -21,6 +21,10 @@ peers() {
   done < <(grep -v '^#' packages.txt)
 }
 
+install_peer() {
+  DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$1" >&2 </dev/null
+}
+
 # Peers are wanted, not needed: one that cannot be installed is left out, and named with the result.
 install_peers() {
   local package missing
@@ -31,9 +35,13 @@ install_peers() {
     printf '  sudo apt-get install --no-install-recommends %s\n\n' "${missing[*]}" >&2
     return 0
   fi
+  local updated=no
   for package in "${missing[@]}"; do
     say "Installing $package"
-    DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$package" >&2 </dev/null
+    install_peer "$package" && continue
+    [ "$updated" = no ] || continue
+    updated=yes
+    apt-get update >&2 && install_peer "$package"
   done
 }
 

@@ -21,6 +21,7 @@ constexpr double kTop = 30;
 constexpr double kBottom = 40;
 constexpr double kHead = 30;  // of the picture
 constexpr double kLabelHeight = 14;
+constexpr double kLeast = 1e-3;  // what is less, of sizes and nanoseconds, is drawn there
 
 // The whole powers of ten around what is there, as exponents.
 struct Range {
@@ -28,11 +29,12 @@ struct Range {
   int high = std::numeric_limits<int>::min();
 
   void Take(double value) {
+    value = std::max(value, kLeast);
     low = std::min(low, static_cast<int>(std::floor(std::log10(value))));
     high = std::max({high, static_cast<int>(std::ceil(std::log10(value))), low + 1});
   }
   [[nodiscard]] double Part(double value) const {
-    return (std::log10(std::max(value, 1e-9)) - low) / (high - low);
+    return (std::log10(std::max(value, kLeast)) - low) / (high - low);
   }
 };
 
@@ -48,14 +50,15 @@ class Field {
     for (const Curve& curve : growth.curves) {
       for (const Point& point : curve.points) {
         sizes_.Take(point.size);
-        times_.Take(std::max(point.median, 1e-3));
+        times_.Take(point.median);
       }
     }
   }
 
   [[nodiscard]] std::string Drawn() const {
     std::string drawn = Text(x_ + 10, y_ + 18, "title", growth_.title);
-    for (int at = sizes_.low; at <= sizes_.high; ++at) {
+    // Numbers of seven digits have room beside one another in up to five steps.
+    for (int at = sizes_.low; at <= sizes_.high; at += (sizes_.high - sizes_.low) / 6 + 1) {
       const double size = std::pow(10, at);
       drawn += Line(PlaceX(size), Bottom(), PlaceX(size), y_ + kTop);
       drawn += Text(PlaceX(size) - 12, Bottom() + 16, "label", SizeText(size));
@@ -99,18 +102,22 @@ class Field {
            colour + "\"/>\n" + dots;
   }
 
-  // Each at the height of its curve's end, and below the one before it.
+  // Each at the height of its curve's end and below the one before it, none below the field.
   [[nodiscard]] std::string Labels() const {
     std::vector<std::pair<double, const Curve*>> ends;
     for (const Curve& curve : growth_.curves) {
       ends.emplace_back(PlaceY(curve.points.back().median), &curve);
     }
     std::sort(ends.begin(), ends.end());
+    double above = y_;
+    for (auto& [place, curve] : ends) above = place = std::max(place, above + kLabelHeight);
+    double below = Bottom() + kLabelHeight;
+    for (auto end = ends.rbegin(); end != ends.rend(); ++end) {
+      below = end->first = std::min(end->first, below - kLabelHeight);
+    }
     std::string labels;
-    double last = y_;
-    for (const auto& [end, curve] : ends) {
-      last = std::max(end, last + kLabelHeight);
-      labels += Text(Right() + 8, last + 4, curve->ours ? "ours" : "label",
+    for (const auto& [place, curve] : ends) {
+      labels += Text(Right() + 8, place + 4, curve->ours ? "ours" : "label",
                      curve->label + ", " + NumberText(curve->points.back().median, "ns"));
     }
     return labels;

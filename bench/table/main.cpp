@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -37,6 +38,15 @@ void WriteFile(const std::string& file, const std::string& text) {
   if (!stream) throw std::runtime_error(file + ": cannot be written");
 }
 
+// A picture of which nothing was measured is none: that of a run before goes.
+void WritePicture(const std::string& file, const std::string& text) {
+  if (!text.empty()) {
+    WriteFile(file, text);
+  } else {
+    std::filesystem::remove(file);
+  }
+}
+
 int Run(int argc, char** argv) {
   CLI::App app{"Turns results of the benchmark programs into the table of bench/run."};
   std::vector<std::string> results;
@@ -65,15 +75,20 @@ int Run(int argc, char** argv) {
     }
   }
   const nlohmann::json document = ReadJson(rows);
-  const auto judged = kt::bench::Judge(kt::bench::ReadRows(document), samples);
+  std::vector<kt::bench::JudgedRow> judged;
+  std::vector<kt::bench::Growth> growths;
+  try {
+    judged = kt::bench::Judge(kt::bench::ReadRows(document), samples);
+    growths = kt::bench::ReadGrowths(document, samples);
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(rows + ": " + error.what());
+  }
   const std::string table = kt::bench::TextReport(judged, samples.faults(), context);
   std::cout << table << std::flush;
   if (!text.empty()) WriteFile(text, table);
   if (!json.empty()) WriteFile(json, kt::bench::JsonReport(judged, samples.faults(), context));
-  if (!picture.empty()) WriteFile(picture, kt::bench::Picture(judged));
-  if (!growth.empty()) {
-    WriteFile(growth, kt::bench::GrowthPicture(kt::bench::ReadGrowths(document, samples)));
-  }
+  if (!picture.empty()) WritePicture(picture, kt::bench::Picture(judged));
+  if (!growth.empty()) WritePicture(growth, kt::bench::GrowthPicture(growths));
   return samples.faults().empty() ? 0 : 1;
 }
 

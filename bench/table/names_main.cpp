@@ -22,7 +22,12 @@ int Run(const std::vector<std::string_view>& words) {
   if (!stream) throw std::runtime_error(std::string(words[0]) + ": cannot be read");
   std::set<std::string> entered;
   for (std::string name; std::getline(std::cin, name);) entered.insert(name);
-  const auto rows = kt::bench::ReadRows(nlohmann::json::parse(stream));
+  std::vector<kt::bench::Row> rows;
+  try {
+    rows = kt::bench::ReadRows(nlohmann::json::parse(stream));
+  } catch (const std::exception& error) {
+    throw std::runtime_error(std::string(words[0]) + ": " + error.what());
+  }
   const auto faults = kt::bench::CompareNames(rows, entered, words.size() == 2);
   for (const std::string& fault : faults) std::cout << fault << "\n";
   std::cout << rows.size() << " rows, " << entered.size() << " benchmarks, " << faults.size()

@@ -21,7 +21,6 @@ using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 using testing::ThrowsMessage;
 
@@ -36,6 +35,13 @@ std::size_t CountOf(const std::string& what, const std::string& text) {
     ++count;
   }
   return count;
+}
+
+// The number of that name in the element at that text.
+double AttributeOf(const std::string& name, const std::string& at, const std::string& picture) {
+  const std::size_t begin = picture.rfind('<', picture.find(at));
+  const std::string sign = " " + name + "=\"";
+  return std::stod(picture.substr(picture.find(sign, begin) + sign.size()));
 }
 
 Growth OneGrowth() {
@@ -107,11 +113,9 @@ TEST(GrowthPicture, SaysAtTheEndOfACurveWhoseItIsAndWhereItEnds) {
 
 TEST(GrowthPicture, KeepsLabelsOfCurvesThatEndTogetherApart) {
   const std::string picture = GrowthPicture({OneGrowth()});
-  const auto height = [&](const std::string& label) {
-    const std::size_t end = picture.find(">" + label);
-    return std::stod(picture.substr(picture.rfind(" y=\"", end) + 4));
-  };
-  EXPECT_GE(height("floor, 49.0 ns") - height("ours, 50.0 ns"), 12);
+  EXPECT_GE(
+      AttributeOf("y", ">floor, 49.0 ns", picture) - AttributeOf("y", ">ours, 50.0 ns", picture),
+      12);
 }
 
 TEST(GrowthPicture, NamesSizesWithTheirThousandsApart) {
@@ -122,10 +126,21 @@ TEST(GrowthPicture, WritesSignsOfItsOwnLanguageAsText) {
   EXPECT_THAT(GrowthPicture({OneGrowth()}), HasSubstr("A &lt;read&gt;"));
 }
 
-TEST(GrowthPicture, OfOneSizeHasRoomAllTheSame) {
+TEST(GrowthPicture, OfOneSizeThatTakesNoTimeHasRoomAllTheSame) {
   const std::string picture = GrowthPicture({{"x", {Curve{"ours", true, {{1, 0}, {1, 0}}}}}});
-  EXPECT_THAT(picture, Not(HasSubstr("nan")));
-  EXPECT_THAT(picture, Not(HasSubstr("inf")));
+  const double height = AttributeOf("height", "<svg", picture);
+  EXPECT_GT(AttributeOf("cy", "<circle", picture), 0);
+  EXPECT_LT(AttributeOf("cy", "<circle", picture), height);
+  EXPECT_LT(AttributeOf("y", "class=\"ours\"", picture), height);
+}
+
+TEST(GrowthPicture, KeepsLabelsOfCurvesThatEndAtTheBottomInTheirField) {
+  Growth growth{"x", {Curve{"top", true, {{1, 1'000}, {10, 1'000}}}}};
+  for (const char* label : {"a", "b", "c", "d"}) {
+    growth.curves.push_back({label, false, {{1, 1}, {10, 1}}});
+  }
+  const std::string picture = GrowthPicture({growth});
+  EXPECT_LT(AttributeOf("y", ">d, ", picture), AttributeOf("height", "<svg", picture) - 30);
 }
 
 TEST(GrowthPicture, IsEmptyWithoutAnyGrowth) {
