@@ -84,6 +84,7 @@ void Object::Put(const PropertyDraft& property) {
 ObjectTable::ObjectTable()
     : shelf_(Shelf::kHeadSize + sizeof(Object)), turned_(NewId().guid.Data1) {
   static_assert((Shelf::kHeadSize + sizeof(Object)) % Shelf::kLine == 0);
+  static_assert(alignof(Object) <= Shelf::kHeadSize);
 }
 
 ObjectTable::~ObjectTable() {

@@ -157,7 +157,8 @@ class ObjectTable {
   }
 
   // The first four bytes of an id are the number: times something odd, and so one to one, for those
-  // who sort or spread ids by them, and with some bits turned over, which other tables do not.
+  // who sort or spread ids by them, and with some bits turned over: others in each database, so
+  // that an id of one seldom names a place that is in use in another.
   static constexpr std::uint32_t kSpread = 0x9E3779B1;
   static constexpr std::uint32_t kGather = 0x0E8B2F51;
   static_assert(kSpread * kGather == 1);

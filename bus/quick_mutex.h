@@ -9,8 +9,7 @@
 // Who finds it taken looks again for about as long as such a lock is held, then sleeps until it is
 // given back. Whoever gives it back looks for sleepers just before: one that lies down between that
 // look and the store is not woken, which an atomic step would rule out, at twice the price for all
-// the others. It wakes by itself after a millisecond, or
-// after as long as it has waited already.
+// the others. It wakes by itself after a millisecond, or after as long as it has waited already.
 //
 // Threads: everything from any thread. Not fair. A thread touches nothing of the mutex once it has
 //          given it back: the next one may destroy it.

@@ -47,6 +47,7 @@ Shelf::Place Shelf::Take() {
     new (HeadIn(chunk, place)) Head{false, kNone};
     chunk.begun.store(place + 1, std::memory_order_release);
   }
+  if (at == kept_) kept_ = kNone;
   ++chunk.used;
   ++used_;
   if (chunk.IsFull()) TakeOutOf(roomy_, at);
@@ -63,10 +64,7 @@ void Shelf::Give(Number number) noexcept {
   chunk.first_free = place;
   --chunk.used;
   --used_;
-  // The last one with room stays, so that one more and one less cost nothing again and again; but a
-  // large one does not stay for nothing at all.
-  const bool last = roomy_ == at && chunk.next == kNone;
-  if (chunk.used == 0 && (!last || (used_ == 0 && chunk.count > growth_.fewest))) DropChunk(at);
+  if (chunk.used == 0) KeepOrDrop(at);
 }
 
 // ---- Chunks ------------------------------------------------------------------------------------
@@ -113,6 +111,22 @@ void Shelf::DropChunk(std::uint32_t at) noexcept {
   places_ -= chunk.count;
   chunk.count = 0;
   PutInto(empty_, at);
+}
+
+// The last chunk with room stays, so that one more and one less cost nothing again and again; but a
+// large one does not stay for nothing at all, and single places never do.
+void Shelf::KeepOrDrop(std::uint32_t at) noexcept {
+  if (kept_ != kNone) {
+    if (ChunkAt(at).count < ChunkAt(kept_).count) std::swap(at, kept_);
+    DropChunk(at);
+  } else if (growth_.fewest == 1 || roomy_ != at || ChunkAt(at).next != kNone) {
+    DropChunk(at);
+  } else {
+    kept_ = at;
+  }
+  if (used_ == 0 && kept_ != kNone && ChunkAt(kept_).count > growth_.fewest) {
+    DropChunk(std::exchange(kept_, kNone));
+  }
 }
 
 void Shelf::MakeRoomInDirectory() {

@@ -6,7 +6,8 @@
 // Places stand side by side in chunks. The first chunk has few places; each of the next has a
 // quarter of what there is, up to kMostBytes, so that a shelf with little on it is small and one
 // with much has its memory in large pieces (bus/huge_pages.h). A chunk that nothing stands in any
-// more is given back when there is room elsewhere.
+// more is given back when there is room elsewhere; of empty chunks at most one is kept, the
+// smaller.
 //
 // A number may be asked for by anybody, whatever became of it: Find() knows only places that are
 // shown. Numbers are used again, so the owner has to tell what stands in a place from what stood
@@ -20,8 +21,7 @@
 //            lock.
 // Failure:   Take() throws std::bad_alloc, and nothing has changed then; nothing else throws.
 // Ownership: memory is the shelf's, what is made in it the owner's, to be ended before Give() or
-// the
-//            end of the shelf.
+//            the end of the shelf.
 #pragma once
 
 #include <array>
@@ -174,6 +174,7 @@ class Shelf {
   void TakeOutOf(std::uint32_t& list, std::uint32_t at) noexcept KT_REQUIRES(lock_);
   void AddChunk() KT_REQUIRES(lock_);
   void DropChunk(std::uint32_t at) noexcept KT_REQUIRES(lock_);
+  void KeepOrDrop(std::uint32_t at) noexcept KT_REQUIRES(lock_);
   void MakeRoomInDirectory() KT_REQUIRES(lock_);
   // Returns when everybody who held a lock of a place when it was called has given it back.
   void WaitForReaders() const noexcept KT_REQUIRES(lock_);
@@ -185,6 +186,7 @@ class Shelf {
   mutable Mutex lock_;
   std::uint32_t roomy_ KT_GUARDED_BY(lock_) = kNone;  // chunks with a free place: a list
   std::uint32_t empty_ KT_GUARDED_BY(lock_) = kNone;  // chunks without memory: a list
+  std::uint32_t kept_ KT_GUARDED_BY(lock_) = kNone;   // the chunk that is kept though it is empty
   std::size_t places_ KT_GUARDED_BY(lock_) = 0;       // of all chunks
   std::size_t used_ KT_GUARDED_BY(lock_) = 0;
   mutable std::array<Lock, kLocks> locks_;

@@ -34,7 +34,7 @@ constexpr bool EqualGuids(const KtGuid& left, const KtGuid& right) noexcept {
   return ((one.first ^ other.first) | (one.second ^ other.second)) == 0;
 }
 
-// Orders ids in maps. Ids are mostly made by chance, so that the first field nearly always tells.
+// Orders ids in maps. Ids differ in the first field as a rule.
 struct ObjIdLess {
   constexpr bool operator()(const KtObjId& left, const KtObjId& right) const noexcept {
     if (left.guid.Data1 != right.guid.Data1) return left.guid.Data1 < right.guid.Data1;

@@ -262,15 +262,14 @@ std::shared_ptr<CKtControlMapEntry> CKtControlManager::FindHandler(const CKtCont
                            request.controlCode};
   const std::size_t hash = key.Hash();
   const kt::LockGuard guard(path_map_lock_);
-  paths_.Expect(hash);
-  const kt::ControlPathMap::Node* node = nullptr;
+  paths_.ExpectPath(hash);
   {
     const kt::FrameworkText interface_text(KtGUIDToString(&key.interface_id));
-    node = paths_.Look(key, hash);
+    paths_.ExpectHandler(key, hash);
     built = path.Build(interface_text.get(), key.selector, key.control_code, key.object_id);
   }
   if (!built) return nullptr;
-  if (auto entry = kt::ControlPathMap::HandlerUnder(node)) return entry;
+  if (auto entry = paths_.Find(key, hash)) return entry;
   // Only whether the framework can name it is of interest.
   kt::ControlPath any_object;
   built = any_object.Build(key.interface_id, key.selector, key.control_code, kt::kNullObjId);

@@ -24,19 +24,18 @@ const void* CountsOf(const std::weak_ptr<CKtControlMapEntry>& handler) noexcept 
 
 }  // namespace
 
-void ControlPathMap::Expect(std::size_t hash) const noexcept {
+std::shared_ptr<CKtControlMapEntry> ControlPathMap::Find(const ControlKey& key,
+                                                         std::size_t hash) const noexcept {
+  const Node* const node = FindNode(key, hash);
+  return node == nullptr ? nullptr : node->handler.lock();
+}
+
+void ControlPathMap::ExpectPath(std::size_t hash) const noexcept {
   if (!places_.empty()) Prefetch(places_[PlaceOf(hash)]);
 }
 
-const ControlPathMap::Node* ControlPathMap::Look(const ControlKey& key,
-                                                 std::size_t hash) const noexcept {
-  const Node* const node = FindNode(key, hash);
-  if (node != nullptr) Prefetch(CountsOf(node->handler));
-  return node;
-}
-
-std::shared_ptr<CKtControlMapEntry> ControlPathMap::HandlerUnder(const Node* node) noexcept {
-  return node == nullptr ? nullptr : node->handler.lock();
+void ControlPathMap::ExpectHandler(const ControlKey& key, std::size_t hash) const noexcept {
+  if (const Node* const node = FindNode(key, hash)) Prefetch(CountsOf(node->handler));
 }
 
 void ControlPathMap::Put(const ControlKey& key, std::string_view path,

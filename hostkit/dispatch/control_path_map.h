@@ -32,30 +32,18 @@ class ControlPathMap {
   ControlPathMap(const ControlPathMap&) = delete;
   ControlPathMap& operator=(const ControlPathMap&) = delete;
 
-  // What a look-up needs of a path.
-  struct Node {
-    ControlKey key;
-    std::weak_ptr<CKtControlMapEntry> handler;
-    Node* next = nullptr;  // with another key that hashes to the same place
-
-    static void* operator new(std::size_t /*size*/) {
-      return DenseBlocksOf<sizeof(Node)>().Allocate();
-    }
-    static void operator delete(void* node) noexcept { DenseBlocksOf<sizeof(Node)>().Free(node); }
-  };
-
-  // The handler under the key, or null.
+  // The handler under the key, or null. `hash` is the key's.
   [[nodiscard]] std::shared_ptr<CKtControlMapEntry> Find(const ControlKey& key) const noexcept {
-    return HandlerUnder(Look(key, key.Hash()));
+    return Find(key, key.Hash());
   }
+  [[nodiscard]] std::shared_ptr<CKtControlMapEntry> Find(const ControlKey& key,
+                                                         std::size_t hash) const noexcept;
 
-  // The same in three steps, for who has something else to do between them. Both lines of memory
-  // that a look-up needs, the path's and its handler's, are in no cache when there are many, and
-  // each step lets the next one's come nearer meanwhile. `hash` is the key's; what Look() gives is
-  // good as long as the map is not changed, and null when the key is not there.
-  void Expect(std::size_t hash) const noexcept;
-  [[nodiscard]] const Node* Look(const ControlKey& key, std::size_t hash) const noexcept;
-  [[nodiscard]] static std::shared_ptr<CKtControlMapEntry> HandlerUnder(const Node* node) noexcept;
+  // Both lines of memory that a look-up needs, the path's and its handler's, are in no cache when
+  // there are many. Who has something else to do before it looks up asks for the first, and later
+  // for the second, which is known once the first has come.
+  void ExpectPath(std::size_t hash) const noexcept;
+  void ExpectHandler(const ControlKey& key, std::size_t hash) const noexcept;
 
   // Puts a handler under the key, whose path is that text, in the place of one that has gone.
   // Throws std::bad_alloc; the map is then unchanged.
@@ -80,6 +68,18 @@ class ControlPathMap {
   }
 
  private:
+  // What a look-up needs of a path.
+  struct Node {
+    ControlKey key;
+    std::weak_ptr<CKtControlMapEntry> handler;
+    Node* next = nullptr;  // with another key that hashes to the same place
+
+    static void* operator new(std::size_t /*size*/) {
+      return DenseBlocksOf<sizeof(Node)>().Allocate();
+    }
+    static void operator delete(void* node) noexcept { DenseBlocksOf<sizeof(Node)>().Free(node); }
+  };
+
   using InOrder = std::multimap<std::string, std::unique_ptr<Node>, std::less<>>;
 
   [[nodiscard]] Node* FindNode(const ControlKey& key, std::size_t hash) const noexcept;

@@ -1,8 +1,6 @@
 #include "lifetime/custom_object_container.h"
 
 #include <algorithm>
-#include <iterator>
-#include <tuple>
 #include <utility>
 
 #include "base/retired.h"
@@ -32,7 +30,7 @@ bool DeleteThrows(CKtObject* object) noexcept {
 
 std::atomic<CKtCustomObjectContainer*> CKtCustomObjectContainer::instance_{nullptr};
 
-CKtCustomObjectContainer& CKtCustomObjectContainer::MakeInstance() {
+CKtCustomObjectContainer& CKtCustomObjectContainer::Instance() {
   return kt::InstanceOf(instance_, [] {
     return std::unique_ptr<CKtCustomObjectContainer>(new CKtCustomObjectContainer);
   });
@@ -48,10 +46,8 @@ CKtCustomObjectContainer::~CKtCustomObjectContainer() {
   const kt::LockGuard guard(lock_);
   DrainQueueLocked();
   while (enabled_ && !objects_.empty()) {
-    ++departures_;
-    auto node = objects_.extract(objects_.begin());
+    const auto node = objects_.extract(objects_.begin());
     static_cast<void>(DeleteThrows(node.mapped().object));
-    kt::WrapperList::TakeOut(node.mapped());
   }
 }
 
@@ -96,10 +92,8 @@ void CKtCustomObjectContainer::Shutdown() {
   const kt::ActivityHold calls;
   const kt::LockGuard guard(lock_);
   if (enabled_) DeleteObjectsLocked();
-  ++departures_;
   objects_.clear();
-  adrift_.clear();
-  for (auto& [id, row] : queue_) row.list = nullptr;
+  for (auto& [id, queued] : queue_) queued.list = nullptr;
   types_.clear();
   CKtCustomObjectContainer* self = this;
   if (instance_.compare_exchange_strong(self, nullptr, std::memory_order_acq_rel)) {
@@ -117,10 +111,9 @@ CKtCustomObjectContainer::Counts CKtCustomObjectContainer::Count() const noexcep
   const kt::LockGuard guard(lock_);
   Counts counts;
   counts.object_slots = objects_.size();
-  counts.objects =
-      static_cast<std::size_t>(std::count_if(objects_.begin(), objects_.end(), [](const auto& row) {
-        return row.second.object != nullptr;
-      }));
+  counts.objects = static_cast<std::size_t>(
+      std::count_if(objects_.begin(), objects_.end(),
+                    [](const auto& slot) { return slot.second.object != nullptr; }));
   counts.type_slots = types_.size();
   counts.queued = queue_.size();
   return counts;
@@ -134,12 +127,8 @@ CKtObject* CKtCustomObjectContainer::Find(const KtObjId& id) const noexcept {
 
 std::vector<CKtObject*> CKtCustomObjectContainer::OfType(std::string_view type_name) const {
   const kt::LockGuard guard(lock_);
-  std::vector<CKtObject*> objects;
   const auto found = types_.find(type_name);
-  if (found == types_.end() || found->second == nullptr) return objects;
-  const kt::WrapperRow* row = found->second->First();
-  for (; row != nullptr; row = row->behind) objects.push_back(row->object);
-  return objects;
+  return found == types_.end() || found->second == nullptr ? List() : *found->second;
 }
 
 KtStatus CKtCustomObjectContainer::AddLocked(std::unique_ptr<CKtObject>&& object) {
@@ -148,16 +137,16 @@ KtStatus CKtCustomObjectContainer::AddLocked(std::unique_ptr<CKtObject>&& object
     return KTERROR_NO_OBJECT;
   }
   const std::string type = object->GetType();
-  kt::WrapperRow& row = objects_[object->Id()];
-  if (row.object != nullptr) {
+  Slot& slot = objects_[object->Id()];
+  if (slot.object != nullptr) {
     kt::Trace(kt::kError,
               "%S: ERROR: CKtCustomObjectContainer::Add() : Another object has the same id.");
     return KTERROR_UNEXPECTED;
   }
   auto& list = types_[type];
-  if (list == nullptr) list = std::make_unique<kt::WrapperList>();
-  row.object = object.release();
-  list->Append(row);
+  if (list == nullptr) list = std::make_unique<List>();
+  list->push_back(object.get());
+  slot = Slot{object.release(), list.get()};
   return 0;
 }
 
@@ -168,26 +157,7 @@ KtStatus CKtCustomObjectContainer::RemoveLocked(CKtObject* object) {
   }
   // Before the type is asked for, on purpose: an object that is missing from its type's list is
   // gone from the object map all the same.
-  kt::WrapperRow* const row = SetAdriftLocked(object->Id());
-  return TakeFromTypeLocked(object, row);
-}
-
-// Takes the id out of the object map. A row that the list of its type still has is kept for that.
-kt::WrapperRow* CKtCustomObjectContainer::SetAdriftLocked(const KtObjId& id) noexcept {
-  const auto found = objects_.find(id);
-  if (found == objects_.end()) return nullptr;
-  ++departures_;
-  if (found->second.list == nullptr) {
-    objects_.erase(found);
-    return nullptr;
-  }
-  return &adrift_.insert(objects_.extract(found))->second;
-}
-
-// Takes a wrapper out of the list of its type. `row` is the one that was found under its id, if
-// any: the wrapper's own as a rule.
-KtStatus CKtCustomObjectContainer::TakeFromTypeLocked(const CKtObject* object,
-                                                      kt::WrapperRow* row) {
+  objects_.erase(object->Id());
   const auto& list = types_[object->GetType()];
   if (list == nullptr) {
     kt::Trace(
@@ -195,89 +165,53 @@ KtStatus CKtCustomObjectContainer::TakeFromTypeLocked(const CKtObject* object,
         "%S: ERROR: CKtCustomObjectContainer::Remove() : Object containter not found for type.");
     return KTERROR_NO_OBJECT;
   }
-  if (row == nullptr || row->object != object || row->list != list.get()) row = list->Find(object);
-  if (row == nullptr) {
+  const auto found = std::find(list->begin(), list->end(), object);
+  if (found == list->end()) {
     kt::Trace(kt::kError, "%S: ERROR: CKtCustomObjectContainer::Remove() : Object not found.");
     return KTERROR_NO_OBJECT;
   }
-  kt::WrapperList::TakeOut(*row);
-  const auto [first, last] = adrift_.equal_range(object->Id());
-  const auto found =
-      std::find_if(first, last, [row](const auto& adrift) { return &adrift.second == row; });
-  if (found != last) adrift_.erase(found);
+  list->erase(found);
   return 0;
 }
 
 void CKtCustomObjectContainer::LazyDeleteLocked(CKtObject* object) noexcept {
   try {
     const KtObjId id = object->Id();
-    auto found = objects_.find(id);
-    if (found == objects_.end()) found = objects_.try_emplace(id).first;  // it stays, with null
-    if (found->second.object != object) return;
-    const std::uint64_t departures = departures_;
-    try {
-      const KtWString name = object->GetName();
-      kt::Trace(kt::kInfo,
-                "%S: INFO: CKtCustomObjectContainer::LazyDelete() Destroying Object [%S]",
-                name.c_str());
-    } catch (...) {
-      QueueBesideLocked(id, object);
-      return;
-    }
-    // Its own GetName() may have taken it out.
-    if (departures != departures_) found = objects_.find(id);
-    kt::WrapperRow& row = MoveToQueueLocked(found, object, id);
-    TakeFromTypeLocked(object, &row);
+    const Slot slot = objects_[id];  // a missing key stays behind with null
+    if (slot.object != object) return;
+    // One whose destructor runs needs nobody to free it.
+    Queued* const queued = slot.going ? nullptr : &QueueLocked(id, slot);
+    const KtWString name = object->GetName();
+    kt::Trace(kt::kInfo, "%S: INFO: CKtCustomObjectContainer::LazyDelete() Destroying Object [%S]",
+              name.c_str());
+    if (RemoveLocked(object) == 0 && queued != nullptr) queued->list = nullptr;
     object->Destroy();
   } catch (...) {
     // Required: the rest is left out without a word, and the wrapper is freed by the next flush.
   }
 }
 
-// Out of the object map into the queue, with the wrapper's one row.
-kt::WrapperRow& CKtCustomObjectContainer::MoveToQueueLocked(Rows::iterator found, CKtObject* object,
-                                                            const KtObjId& id) {
-  if (found == objects_.end() || found->second.object != object) {
-    return QueueBesideLocked(id, object);
-  }
-  if (found->second.twice) {
-    const auto [first, last] = queue_.equal_range(id);
-    queue_.erase(std::find_if(
-        first, last, [object](const auto& queued) { return queued.second.object == object; }));
-    found->second.twice = false;
-  }
-  ++departures_;
-  return queue_.insert(objects_.extract(found))->second;
-}
-
-// Queues a wrapper that stays registered, with a row of its own; once, however often it is asked.
-// Two wrappers may be queued under one id: the bus object of the first could not be deleted.
-kt::WrapperRow& CKtCustomObjectContainer::QueueBesideLocked(const KtObjId& id, CKtObject* object) {
+// Two wrappers may be queued under one id: the bus object of the first could not be deleted. One
+// wrapper is queued once.
+CKtCustomObjectContainer::Queued& CKtCustomObjectContainer::QueueLocked(const KtObjId& id,
+                                                                        const Slot& slot) {
   const auto [first, last] = queue_.equal_range(id);
-  const auto queued =
-      std::find_if(first, last, [object](const auto& row) { return row.second.object == object; });
-  if (queued != last) return queued->second;
-  kt::WrapperRow& row =
-      queue_.emplace_hint(last, std::piecewise_construct, std::tuple(id), std::tuple())->second;
-  row.object = object;
-  row.twice = true;
-  const auto registered = objects_.find(id);
-  if (registered != objects_.end() && registered->second.object == object) {
-    registered->second.twice = true;
-  }
-  return row;
+  const auto found = std::find_if(
+      first, last, [&slot](const auto& queued) { return queued.second.object == slot.object; });
+  if (found != last) return found->second;
+  return queue_.emplace(id, Queued{slot.object, slot.list})->second;
 }
 
 // One wrapper at a time leaves the queue before it is freed: its destructor may queue others, and
 // may even flush.
 void CKtCustomObjectContainer::DrainQueueLocked() noexcept {
   while (!queue_.empty()) {
-    auto node = queue_.extract(queue_.begin());
-    kt::WrapperRow& row = node.mapped();
-    const std::uintptr_t address = AddressOf(row.object);
-    const bool threw = DeleteThrows(row.object);
-    kt::WrapperList::TakeOut(row);
-    if (row.twice) ForgetLocked(node.key(), address);
+    const auto node = queue_.extract(queue_.begin());
+    const Queued& queued = node.mapped();
+    const std::uintptr_t address = AddressOf(queued.object);
+    MarkGoingLocked(node.key(), queued.object);
+    const bool threw = DeleteThrows(queued.object);
+    if (queued.list != nullptr) ForgetLocked(node.key(), address, queued.list);
     if (threw) {
       kt::Trace(kt::kError,
                 "%S: ERROR: CKtCustomObjectContainer::FlushLazyDeleteQueue() : caught exception.");
@@ -292,8 +226,8 @@ void CKtCustomObjectContainer::DeleteObjectsLocked() {
     deleted = false;
     for (auto next = objects_.begin(); next != objects_.end();) {
       const KtObjId id = next->first;
-      if (next->second.object != nullptr) {
-        DeleteLocked(id, next->second.object);
+      if (next->second.object != nullptr && !next->second.going) {
+        DeleteLocked(id, next->second);
         deleted = true;
       }
       next = objects_.upper_bound(id);
@@ -301,33 +235,41 @@ void CKtCustomObjectContainer::DeleteObjectsLocked() {
   }
 }
 
-void CKtCustomObjectContainer::DeleteLocked(KtObjId id, CKtObject* object) {
-  const std::uintptr_t address = AddressOf(object);
+void CKtCustomObjectContainer::DeleteLocked(KtObjId id, Slot slot) {
+  const std::uintptr_t address = AddressOf(slot.object);
+  MarkGoingLocked(id, slot.object);
   try {
-    delete object;
+    delete slot.object;
   } catch (...) {
-    ForgetLocked(id, address);
+    ForgetLocked(id, address, slot.list);
     throw;  // required: nothing is contained here
   }
-  ForgetLocked(id, address);
+  ForgetLocked(id, address, slot.list);
 }
 
-// Takes a wrapper that has been freed out of whatever still names it under the id. This comes after
-// its destructor, which may have wanted to Remove() the wrapper itself.
-void CKtCustomObjectContainer::ForgetLocked(const KtObjId& id, std::uintptr_t address) noexcept {
-  const auto clear = [address](kt::WrapperRow& row) {
-    if (AddressOf(row.object) != address) return;
-    kt::WrapperList::TakeOut(row);
-    row.object = nullptr;
-    row.twice = false;
-  };
+// A wrapper may be registered and queued at once, and its destructor may flush or shut down: each
+// comes to it once.
+void CKtCustomObjectContainer::MarkGoingLocked(const KtObjId& id,
+                                               const CKtObject* object) noexcept {
   const auto found = objects_.find(id);
-  if (found != objects_.end()) clear(found->second);
+  if (found != objects_.end() && found->second.object == object) found->second.going = true;
   const auto [first, last] = queue_.equal_range(id);
-  std::for_each(first, last, [&](auto& queued) { clear(queued.second); });
-  auto [next, end] = adrift_.equal_range(id);
-  while (next != end) {
-    clear(next->second);
-    next = next->second.object == nullptr ? adrift_.erase(next) : std::next(next);
+  std::for_each(first, last, [object](auto& queued) {
+    if (queued.second.object == object) queued.second = Queued{nullptr, nullptr};
+  });
+}
+
+// Takes a wrapper that has been freed out of whatever still names it. This comes after its
+// destructor, which may have wanted to Remove() the wrapper itself.
+void CKtCustomObjectContainer::ForgetLocked(const KtObjId& id, std::uintptr_t address,
+                                            List* list) noexcept {
+  const auto found = objects_.find(id);
+  if (found != objects_.end() && AddressOf(found->second.object) == address) {
+    found->second = Slot{};
   }
+  // A destructor that shut down has ended the lists.
+  const bool stands = std::any_of(types_.begin(), types_.end(),
+                                  [list](const auto& type) { return type.second.get() == list; });
+  if (!stands) return;
+  std::erase_if(*list, [address](const CKtObject* named) { return AddressOf(named) == address; });
 }

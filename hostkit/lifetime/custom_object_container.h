@@ -37,7 +37,6 @@
 #include "base/lock.h"
 #include "base/lock_order.h"
 #include "ktbus3/ktbus3.h"
-#include "lifetime/wrapper_list.h"
 
 class CKtObject;
 
@@ -45,10 +44,7 @@ class CKtCustomObjectContainer {
  public:
   // The container, created on first use. After Shutdown() the next call makes a new, empty one.
   // Throws std::bad_alloc.
-  [[nodiscard]] static CKtCustomObjectContainer& Instance() {
-    CKtCustomObjectContainer* const made = instance_.load(std::memory_order_acquire);
-    return made != nullptr ? *made : MakeInstance();
-  }
+  [[nodiscard]] static CKtCustomObjectContainer& Instance();
 
   // Deletes the container with every wrapper that it still owns, for module detach. Their
   // destructors may use the container; whatever that brings to life goes as well.
@@ -113,39 +109,37 @@ class CKtCustomObjectContainer {
   [[nodiscard]] std::vector<CKtObject*> OfType(std::string_view type_name) const KT_EXCLUDES(lock_);
 
  private:
-  [[nodiscard]] static CKtCustomObjectContainer& MakeInstance();
-
-  // One node for each wrapper, which goes from one of these to the other.
-  using Rows = std::map<KtObjId, kt::WrapperRow, kt::ObjIdLess>;
-  using RowsOfOneId = std::multimap<KtObjId, kt::WrapperRow, kt::ObjIdLess>;
+  using List = std::vector<CKtObject*>;
+  struct Slot {
+    CKtObject* object = nullptr;
+    List* list = nullptr;  // the list of its type
+    bool going = false;    // its destructor runs
+  };
+  struct Queued {
+    CKtObject* object;
+    List* list;  // the list that may still name it; null once Remove() has taken it out
+  };
 
   CKtCustomObjectContainer();
 
   KtStatus AddLocked(std::unique_ptr<CKtObject>&& object) KT_REQUIRES(lock_);
   KtStatus RemoveLocked(CKtObject* object) KT_REQUIRES(lock_);
   void LazyDeleteLocked(CKtObject* object) noexcept KT_REQUIRES(lock_);
-  [[nodiscard]] kt::WrapperRow& MoveToQueueLocked(Rows::iterator found, CKtObject* object,
-                                                  const KtObjId& id) KT_REQUIRES(lock_);
-  kt::WrapperRow& QueueBesideLocked(const KtObjId& id, CKtObject* object) KT_REQUIRES(lock_);
-  [[nodiscard]] kt::WrapperRow* SetAdriftLocked(const KtObjId& id) noexcept KT_REQUIRES(lock_);
-  KtStatus TakeFromTypeLocked(const CKtObject* object, kt::WrapperRow* row) KT_REQUIRES(lock_);
+  [[nodiscard]] Queued& QueueLocked(const KtObjId& id, const Slot& slot) KT_REQUIRES(lock_);
   void DrainQueueLocked() noexcept KT_REQUIRES(lock_);
   void DeleteObjectsLocked() KT_REQUIRES(lock_);
-  void DeleteLocked(KtObjId id, CKtObject* object) KT_REQUIRES(lock_);
-  void ForgetLocked(const KtObjId& id, std::uintptr_t address) noexcept KT_REQUIRES(lock_);
+  void DeleteLocked(KtObjId id, Slot slot) KT_REQUIRES(lock_);
+  void MarkGoingLocked(const KtObjId& id, const CKtObject* object) noexcept KT_REQUIRES(lock_);
+  void ForgetLocked(const KtObjId& id, std::uintptr_t address, List* list) noexcept
+      KT_REQUIRES(lock_);
 
   mutable kt::Lock lock_ KT_ACQUIRED_AFTER(kt::rank::container){kt::LockRank::kContainer};
   bool enabled_ KT_GUARDED_BY(lock_) = true;
   bool forgotten_ KT_GUARDED_BY(lock_) = false;
-  Rows objects_ KT_GUARDED_BY(lock_);
-  // Rows that have left objects_: as long as it stays the same, what was found there is there.
-  std::uint64_t departures_ KT_GUARDED_BY(lock_) = 0;
-  std::map<std::string, std::unique_ptr<kt::WrapperList>, std::less<>> types_ KT_GUARDED_BY(lock_);
+  std::map<KtObjId, Slot, kt::ObjIdLess> objects_ KT_GUARDED_BY(lock_);
+  std::map<std::string, std::unique_ptr<List>, std::less<>> types_ KT_GUARDED_BY(lock_);
   // Two wrappers may be queued under one id (the first one's bus object could not be deleted).
-  RowsOfOneId queue_ KT_GUARDED_BY(lock_);
-  // Rows that are registered no more and that the list of their type still has: Remove() could not
-  // ask for the type, or was given another wrapper of that id.
-  RowsOfOneId adrift_ KT_GUARDED_BY(lock_);
+  std::multimap<KtObjId, Queued, kt::ObjIdLess> queue_ KT_GUARDED_BY(lock_);
 
   static std::atomic<CKtCustomObjectContainer*> instance_;
 };

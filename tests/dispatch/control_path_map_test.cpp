@@ -108,7 +108,7 @@ TEST(ControlPathMap, DropsTheFirstThatMatchesInTheOrderOfPaths) {
   map.Put(KeyOf(1), "b", b);
   map.Put(KeyOf(2), "a", a);
   map.Put(KeyOf(3), "0", MakeHandler(3));  // has gone
-  map.Expect(KeyOf(2).Hash());
+  map.ExpectPath(KeyOf(2).Hash());
   const auto any = [](const CKtControlMapEntry&) { return true; };
   EXPECT_FALSE(map.EraseFirst([](const CKtControlMapEntry&) { return false; }));
   EXPECT_TRUE(map.EraseFirst(any));

@@ -155,20 +155,6 @@ TEST_F(CustomObjectContainerTest, RemoveThrowsWhatTheTypesLookUpGivesWithTheIdGo
   EXPECT_EQ(container().Remove(wrapper.get()), 0u) << "it was still in its type's list";
 }
 
-TEST_F(CustomObjectContainerTest, AWrapperWhoseIdWasTakenFromItLeavesItsListAndNotItsSuccessor) {
-  const KtObjId id = framework_.AddObject("disk");
-  const std::unique_ptr<Wrapper> registered(Registered(id));
-  Wrapper stranger(id);
-  EXPECT_EQ(container().Remove(&stranger), KTERROR_NO_OBJECT);
-  Wrapper* const successor = Registered(id);
-  EXPECT_EQ(container().OfType("disk"), (std::vector<CKtObject*>{registered.get(), successor}));
-  EXPECT_EQ(container().Remove(successor), 0u);
-  const std::unique_ptr<Wrapper> owned(successor);
-  EXPECT_EQ(container().OfType("disk"), std::vector<CKtObject*>{registered.get()});
-  EXPECT_EQ(container().Remove(registered.get()), 0u);
-  EXPECT_TRUE(container().OfType("disk").empty());
-}
-
 TEST_F(CustomObjectContainerTest, AddThroughAForgottenContainerReachesTheOneThatIsThere) {
   CKtCustomObjectContainer& old = container();
   old.Shutdown();

@@ -171,40 +171,6 @@ TEST_F(LazyDeleteTest, QueuesAWrapperOnceHoweverOftenItIsAsked) {
   EXPECT_EQ(gone_, std::vector{1});
 }
 
-TEST_F(LazyDeleteTest, DeletesTheBusObjectWhenItIsAskedAgainAndTheNameIsThere) {
-  Wrapper* const wrapper = Registered(1);
-  const KtObjId id = wrapper->Id();
-  framework_.FailCall("ObGetProperty", 1, 0xC1000011);
-  container().LazyDelete(wrapper);
-  container().LazyDelete(wrapper);
-  EXPECT_FALSE(framework_.HasObject(id));
-  EXPECT_EQ(container().Find(id), nullptr);
-  EXPECT_TRUE(container().OfType("disk").empty());
-  EXPECT_EQ(container().Count().queued, 1u);
-  container().FlushLazyDeleteQueue();
-  EXPECT_EQ(gone_, std::vector{1});
-}
-
-TEST_F(LazyDeleteTest, KeepsTheOrderOfThoseOfItsTypeThatStay) {
-  std::vector<Wrapper*> wrappers;
-  for (int i = 0; i < 4; ++i) wrappers.push_back(Registered(i));
-  container().LazyDelete(wrappers[1]);
-  framework_.FailCall("ObGetObjectType", 1, KTERROR_NO_OBJECT);
-  container().LazyDelete(wrappers[2]);
-  container().FlushLazyDeleteQueue();
-  EXPECT_EQ(container().OfType("disk"), (std::vector<CKtObject*>{wrappers[0], wrappers[3]}));
-}
-
-TEST_F(LazyDeleteTest, FreesAWrapperOnceWhoseTypeCouldNotBeReadWithTheContainerShutDownBefore) {
-  framework_.FailCall("ObGetObjectType", 2, KTERROR_NO_OBJECT);  // the first is asked by Add()
-  container().LazyDelete(Registered(1));
-  Registered(2);
-  container().Shutdown();
-  EXPECT_EQ(gone_, std::vector{2});
-  ReleaseModuleState();
-  EXPECT_EQ(gone_, (std::vector{2, 1}));
-}
-
 TEST_F(LazyDeleteTest, FlushFreesTheQueueInOrderOfIds) {
   Wrapper* const lower = Registered(1);
   Wrapper* const higher = Registered(2);
@@ -258,6 +224,70 @@ TEST_F(LazyDeleteTest, FlushLetsADestructorTakeItsOwnWrapperOut) {
   container().FlushLazyDeleteQueue();
   EXPECT_EQ(status, 0u);
   EXPECT_EQ(container().Count().objects, 0u);
+}
+
+// ---- A wrapper that is registered and queued at once: its name could not be had ----------------
+
+class RegisteredAndQueued : public LazyDeleteTest {
+ protected:
+  Wrapper* Make(std::function<void()> farewell = {}) {
+    Wrapper* const wrapper = Registered(1, std::move(farewell));
+    framework_.FailCall("ObGetProperty", 1, 0xC1000011);
+    container().LazyDelete(wrapper);
+    EXPECT_EQ(container().Count().queued, 1u);
+    EXPECT_EQ(container().Count().objects, 1u);
+    return wrapper;
+  }
+};
+
+TEST_F(RegisteredAndQueued, IsFreedOnceWhenItsDestructorAsksForItAgain) {
+  Wrapper* wrapper = nullptr;
+  wrapper = Make([&] { container().LazyDelete(wrapper); });
+  Registered(2);
+  container().FlushLazyDeleteQueue();
+  EXPECT_EQ(gone_, std::vector{1});
+  EXPECT_EQ(container().Count().objects, 1u);
+}
+
+TEST_F(RegisteredAndQueued, LeavesThoseBehindItInTheQueueWhenItsDestructorAsksForItAgain) {
+  Wrapper* wrapper = nullptr;
+  wrapper = Make([&] { container().LazyDelete(wrapper); });
+  container().LazyDelete(Registered(2));
+  container().FlushLazyDeleteQueue();
+  EXPECT_THAT(gone_, testing::UnorderedElementsAre(1, 2));
+}
+
+TEST_F(RegisteredAndQueued, IsFreedOnceByAShutdownWhenItsDestructorFlushes) {
+  Make([&] { container().FlushLazyDeleteQueue(); });
+  container().Shutdown();
+  EXPECT_EQ(gone_, std::vector{1});
+}
+
+TEST_F(RegisteredAndQueued, IsFreedOnceByAFlushWhenItsDestructorShutsDown) {
+  CKtCustomObjectContainer& before = container();
+  Make([&] { before.Shutdown(); });
+  Registered(2);
+  before.FlushLazyDeleteQueue();
+  EXPECT_EQ(gone_, (std::vector{1, 2}));
+}
+
+TEST_F(RegisteredAndQueued, IsQueuedOnceThoughItWasTakenOutAndRegisteredAgain) {
+  Wrapper* const wrapper = Make();
+  EXPECT_EQ(container().Remove(wrapper), 0u);
+  EXPECT_EQ(container().Add(std::unique_ptr<CKtObject>(wrapper)), 0u);
+  container().LazyDelete(wrapper);
+  EXPECT_EQ(container().Count().queued, 1u);
+  container().FlushLazyDeleteQueue();
+  EXPECT_EQ(gone_, std::vector{1});
+}
+
+TEST_F(LazyDeleteTest, SurvivesADestructorThatEndsTheListsItStillStandsIn) {
+  CKtCustomObjectContainer& before = container();
+  Wrapper* const wrapper = Registered(1, [&] { before.Shutdown(); });
+  framework_.FailCall("ObGetObjectType", 1, 0xC1000010);
+  before.LazyDelete(wrapper);
+  before.FlushLazyDeleteQueue();
+  EXPECT_EQ(gone_, std::vector{1});
 }
 
 }  // namespace
