@@ -33,10 +33,11 @@ struct Taken {
 template <typename Operation>
 Taken Count() {
   const std::uint64_t before = AllocationsOfThread();
-  Operation operation(kHandlers);  // loads the module, which makes ten thousand handlers
-  if (AllocationsOfThread() - before < kHandlers) {
-    throw std::runtime_error("what a module allocates is not counted");
+  _KtFree(_KtAlloc(1'000'000));
+  if (AllocationsOfThread() == before) {
+    throw std::runtime_error("what the framework's library allocates is not counted");
   }
+  Operation operation(kHandlers);
   if (!operation.Works()) throw std::runtime_error("the control does not work");
   operation.Begin();
   for (std::size_t i = 0; i < kControls; ++i) operation.Run();  // warm
