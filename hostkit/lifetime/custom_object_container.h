@@ -62,16 +62,18 @@ class CKtCustomObjectContainer {
   // at level 6; a failing look-up of the type throws its status.
   KtStatus Add(std::unique_ptr<CKtObject>&& object) KT_EXCLUDES(lock_);
 
-  // Takes a wrapper out and gives it back to the caller. Returns 0, or KTERROR_NO_OBJECT with a
-  // line at level 6: for null, for the null id, for a type without a list, for a wrapper missing
-  // from its list. The id is gone from the object map in the last two cases too: it goes before the
-  // type is asked for, on purpose. A failing look-up of the type throws its status.
+  // Takes a wrapper out and gives it back to the caller, unless it is queued as well, because its
+  // name could not be had: then the next flush frees it all the same. Returns 0, or
+  // KTERROR_NO_OBJECT with a line at level 6: for null, for the null id, for a type without a list,
+  // for a wrapper missing from its list. The id is gone from the object map in the last two cases
+  // too: it goes before the type is asked for, on purpose. A failing look-up of the type throws its
+  // status.
   KtStatus Remove(CKtObject* object) KT_EXCLUDES(lock_);
 
   // Deletes the bus object of a registered wrapper and queues the wrapper. Does nothing when the
   // wrapper is not the one registered under its id. Whatever fails half-way is dropped: the wrapper
   // stays queued, is freed by the next flush all the same, and there is no second attempt at its
-  // bus object. Returns 0.
+  // bus object. Without memory for the queue it stays registered alone. Returns 0.
   KtStatus LazyDelete(CKtObject* object) noexcept KT_EXCLUDES(lock_);
 
   // Frees every queued wrapper in order of ids, those included that a destructor queues meanwhile.
