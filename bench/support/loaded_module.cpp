@@ -54,9 +54,10 @@ std::filesystem::path Copy() {
 
 LoadedModule::LoadedModule() : file_(Copy()) {
   library_ = dlopen(file_.c_str(), RTLD_NOW | RTLD_LOCAL);
-  const char* const why = library_ == nullptr ? dlerror() : nullptr;
   std::filesystem::remove(file_);
-  Require(library_ != nullptr, why == nullptr ? "it cannot be loaded" : why);
+  // The GNU library keeps the reason for each thread.
+  // NOLINTNEXTLINE(concurrency-mt-unsafe)
+  if (library_ == nullptr) Require(false, dlerror());
   dll_init_ = reinterpret_cast<decltype(dll_init_)>(dlsym(library_, "DllInit"));
   const auto entry = reinterpret_cast<KtStatus (*)(const KtWchar*, void*, KtProviderTable*)>(
       dlsym(library_, "ProviderEntry"));

@@ -142,6 +142,7 @@ class OperationEntry : public Entry {
     Begin(operation);
     if constexpr (Shared<Operation>) {
       std::vector<std::thread> threads;
+      threads.reserve(static_cast<std::size_t>(how().threads));
       for (int thread = 0; thread < how().threads; ++thread) {
         threads.emplace_back([&operation, thread, times] {
           for (std::size_t i = 0; i < times; ++i) operation.Run(thread);
